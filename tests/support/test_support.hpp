@@ -18,7 +18,9 @@ class Random {
   Random() : engine_(testSeed()) {}
   explicit Random(std::uint64_t seed) : engine_(seed) {}
 
-  double uniform(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(engine_); }
+  double uniform(double lo, double hi) {
+    return std::uniform_real_distribution<double>(lo, hi)(engine_);
+  }
   int integer(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(engine_); }
   std::mt19937_64& engine() { return engine_; }
 
@@ -30,16 +32,15 @@ class Random {
 
 /// Expects `statement` to throw exactly `type` (not a subclass caught by a base) with the
 /// message `message`.
-#define EXPECT_THROW_MSG(statement, type, message)                                  \
-  do {                                                                             \
-    try {                                                                          \
-      statement;                                                                   \
-      ADD_FAILURE() << "expected " #statement " to throw " #type;                 \
-    } catch (const type& e) {                                                      \
-      EXPECT_EQ(typeid(e), typeid(type)) << "thrown type is derived from " #type; \
-      EXPECT_STREQ(e.what(), message);                                             \
-    } catch (...) {                                                                \
-      ADD_FAILURE() << "expected " #statement " to throw " #type                  \
-                    << ", it threw something else";                                \
-    }                                                                              \
+#define EXPECT_THROW_MSG(statement, type, message)                                               \
+  do {                                                                                           \
+    try {                                                                                        \
+      statement;                                                                                 \
+      ADD_FAILURE() << "expected " #statement " to throw " #type;                                \
+    } catch (const type& zorrobCaught) {                                                         \
+      EXPECT_EQ(typeid(zorrobCaught), typeid(type)) << "thrown type is derived from " #type;     \
+      EXPECT_STREQ(zorrobCaught.what(), message);                                                \
+    } catch (...) {                                                                              \
+      ADD_FAILURE() << "expected " #statement " to throw " #type << ", it threw something else"; \
+    }                                                                                            \
   } while (false)
