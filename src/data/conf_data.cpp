@@ -1,9 +1,12 @@
 #include "zor/rob/conf_data.hpp"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <istream>
+#include <limits>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -18,6 +21,7 @@ namespace {
 // Angles within this many degrees above a multiple of a quarter turn still count as below it.
 constexpr double kQuadrantTolerance = 1e-6;
 constexpr double kQuarterTurn = 90.0;
+constexpr double kIntLimit = 2147483648.0;
 
 // Quadrants and configuration numbers closer than these count as adjacent.
 constexpr int kAdjacentQuadrantBound = 3;
@@ -56,15 +60,33 @@ std::string_view quadrantName(std::int32_t n) {
 constexpr std::array<std::string_view, 8> kKrlStatusBits = {"010'", "011'", "000'", "001",
                                                             "110'", "111'", "100'", "101'"};
 
+// Truncation toward zero. Quotients beyond int's range saturate and NaN gives 0, where a plain
+// conversion would be undefined.
+int truncateToInt(double value) {
+  if (std::isnan(value)) {
+    return 0;
+  }
+  if (value >= kIntLimit) {
+    return std::numeric_limits<int>::max();
+  }
+  if (value <= -kIntLimit - 1.0) {
+    return std::numeric_limits<int>::min();
+  }
+  return static_cast<int>(value);
+}
+
+// |a - b| without overflow: the fields may hold any 32-bit value.
+std::int64_t distance(std::int32_t a, std::int32_t b) {
+  return std::abs(std::int64_t{a} - std::int64_t{b});
+}
+
 }  // namespace
 
 int AngleToQuadrant(double angle) {
   // Truncation toward zero in both branches; the asymmetry about zero is intended: a negative
   // angle of magnitude below the tolerance is still quadrant 0, -1e-6 itself is quadrant -1.
-  if (angle > 0) {
-    return static_cast<int>((angle - kQuadrantTolerance) / kQuarterTurn);
-  }
-  return static_cast<int>((angle + kQuadrantTolerance) / kQuarterTurn - 1.0);
+  return truncateToInt(angle > 0 ? (angle - kQuadrantTolerance) / kQuarterTurn
+                                 : (angle + kQuadrantTolerance) / kQuarterTurn - 1.0);
 }
 
 bool AreCriticalEqualQuad(int a, int b) {
@@ -89,14 +111,17 @@ int ConfData::getQuadrant(unsigned int joint) const {
 }
 
 bool ConfData::isAdjacent(const ConfData& other) const {
-  return std::abs(cf1 - other.cf1) < kAdjacentQuadrantBound &&
-         std::abs(cf4 - other.cf4) < kAdjacentQuadrantBound &&
-         std::abs(cf6 - other.cf6) < kAdjacentQuadrantBound &&
-         std::abs(cfx - other.cfx) < kAdjacentCfxBound;
+  return distance(cf1, other.cf1) < kAdjacentQuadrantBound &&
+         distance(cf4, other.cf4) < kAdjacentQuadrantBound &&
+         distance(cf6, other.cf6) < kAdjacentQuadrantBound &&
+         distance(cfx, other.cfx) < kAdjacentCfxBound;
 }
 
 int ConfData::diff146(const ConfData& other) const {
-  return std::abs(cf1 - other.cf1) + std::abs(cf4 - other.cf4) + std::abs(cf6 - other.cf6);
+  // Saturates where the sum of three extreme distances would not fit an int.
+  const std::int64_t sum =
+      distance(cf1, other.cf1) + distance(cf4, other.cf4) + distance(cf6, other.cf6);
+  return static_cast<int>(std::min<std::int64_t>(sum, std::numeric_limits<int>::max()));
 }
 
 bool ConfData::isCriticalEqualSingle(const ConfData& other, unsigned int joint) const {

@@ -175,6 +175,26 @@ TEST(ConfData, Diff146SumsTheQuadrantDistances) {
   EXPECT_EQ(ConfData(4, 4, 4, 1).diff146(ConfData(4, 4, 4, 1)), 0);
 }
 
+TEST(ConfData, ExtremeFieldsCompareWithoutOverflow) {
+  constexpr int kMax = std::numeric_limits<int>::max();
+  constexpr int kMin = std::numeric_limits<int>::min();
+  EXPECT_FALSE(ConfData(kMin, 0, 0, 0).isAdjacent(ConfData(kMax, 0, 0, 0)));
+  EXPECT_FALSE(ConfData(0, 0, 0, kMax).isAdjacent(ConfData(0, 0, 0, kMin)));
+  // 2^32 - 1 alone exceeds an int: the distance saturates.
+  EXPECT_EQ(ConfData(kMin, 0, 0, 0).diff146(ConfData(kMax, 0, 0, 0)), kMax);
+  EXPECT_EQ(ConfData(kMax, 0, 0, 0).diff146(ConfData(0, 0, 0, 0)), kMax);
+}
+
+TEST(AngleToQuadrant, SaturatesBeyondTheRangeOfInt) {
+  EXPECT_EQ(AngleToQuadrant(1e300), std::numeric_limits<int>::max());
+  EXPECT_EQ(AngleToQuadrant(-1e300), std::numeric_limits<int>::min());
+  EXPECT_EQ(AngleToQuadrant(std::numeric_limits<double>::infinity()),
+            std::numeric_limits<int>::max());
+  EXPECT_EQ(AngleToQuadrant(std::numeric_limits<double>::quiet_NaN()), 0);
+  // The largest quotient that still fits: 90 * (2^31 - 1) degrees plus a little.
+  EXPECT_EQ(AngleToQuadrant(90.0 * 2147483647.0 + 1.0), 2147483647);
+}
+
 TEST(ConfData, IsCriticalEqualSingleComparesOneJointLeniently) {
   const ConfData a(0, 0, 1, 0);
   const ConfData b(-1, 1, 1, 5);
