@@ -118,6 +118,26 @@ std::string targetString(const std::string& robJoint, const ExtJoint& e) {
   throw std::logic_error(detail::msg::kInvalidExtJointIndex + std::to_string(i));
 }
 
+// Wraps a joint value into [-180, 180] as repeated subtraction (above 180) or addition (below
+// -180) of a full turn would: 180 and -180 stay as they are, 190 becomes -170, -181 becomes 179.
+// Below 2^56 each such step is exact, so one exact fmod gives the same result without the
+// loop; far above, the steps would stop changing the value and never end, and an infinite
+// value has no wrapped equivalent, so it is left as it is. NaN passes unchanged.
+double wrapIntoHalfTurns(double v) {
+  if (std::isinf(v)) {
+    return v;
+  }
+  if (v > kHalfTurn) {
+    v = std::fmod(v, kFullTurn);  // [0, 360)
+    return v > kHalfTurn ? v - kFullTurn : v;
+  }
+  if (v < -kHalfTurn) {
+    v = std::fmod(v, kFullTurn);  // (-360, 0]
+    return v < -kHalfTurn ? v + kFullTurn : v;
+  }
+  return v;
+}
+
 }  // namespace
 
 // ---- RobJoint ------------------------------------------------------------------------------
@@ -139,18 +159,8 @@ bool RobJoint::isCritical(unsigned int i) const {
 }
 
 void RobJoint::regulate() {
-  for (unsigned int i = 1; i <= kJointCount; ++i) {
-    double v = getJointValue(i);
-    if (v > kHalfTurn) {
-      while (v > kHalfTurn) {
-        v -= kFullTurn;
-      }
-    } else {
-      while (v < -kHalfTurn) {
-        v += kFullTurn;
-      }
-    }
-    setJointValue(i, v);
+  for (double& v : values) {
+    v = wrapIntoHalfTurns(v);
   }
 }
 

@@ -19,6 +19,7 @@ using Six = std::array<double, 6>;
 constexpr double kU = kUnsetRobJoint;
 constexpr double kE = kUnsetExtJoint;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
 
 // Restores a record type's static tolerance when a test that changed it ends.
 template <class Joints>
@@ -282,6 +283,36 @@ TEST(RobJoint, RegulateTakesAsManyTurnsAsNeeded) {
   RobJoint r(720, -720, 3 * 360 + 10, -(5 * 360) - 10, 181, -181.5);
   r.regulate();
   EXPECT_EQ(r.values, (Six{0, 0, 10, -10, -179, 178.5}));
+}
+
+TEST(RobJoint, RegulateMatchesTurnByTurnWrappingOnSampledValues) {
+  // Reference: the wrap done one full turn at a time, as a person would.
+  const auto stepwise = [](double v) {
+    while (v > 180)
+      v -= 360;
+    while (v < -180)
+      v += 360;
+    return v;
+  };
+  zor::rob::test::Random random;
+  for (int n = 0; n < 2000; ++n) {
+    const double v = std::round(random.uniform(-1e5, 1e5) * 64) / 64;  // exact in binary
+    RobJoint r(v, -v, v / 3, 0, 0, 0);
+    r.regulate();
+    ASSERT_EQ(r.values[0], stepwise(v)) << v;
+    ASSERT_EQ(r.values[1], stepwise(-v)) << v;
+    ASSERT_EQ(r.values[2], stepwise(v / 3)) << v;
+  }
+}
+
+TEST(RobJoint, RegulateEndsOnHugeAndInfiniteValues) {
+  // 1e20 = 360 * 277777777777777777 + 280 (1e20 is 2^20 * 5^20 exactly), so it wraps to -80.
+  RobJoint r(1e20, -1e20, kInf, -kInf, 0, 0);
+  r.regulate();
+  EXPECT_EQ(r.values[0], -80.0);
+  EXPECT_EQ(r.values[1], 80.0);
+  EXPECT_EQ(r.values[2], kInf);
+  EXPECT_EQ(r.values[3], -kInf);
 }
 
 TEST(RobJoint, RegulatePassesANaNUnchanged) {
