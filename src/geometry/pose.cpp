@@ -7,9 +7,7 @@
 namespace zor::rob {
 
 template <std::floating_point T>
-std::string PoseTemplate<T>::toString() const
-  requires std::same_as<T, double>
-{
+std::string PoseTemplate<T>::toString() const requires std::same_as<T, double> {
   std::ostringstream orientation;
   orientation << '{' << orient.q1 << ", " << orient.q2 << ", " << orient.q3 << ", " << orient.q4
               << '}';

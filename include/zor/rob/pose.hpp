@@ -39,8 +39,7 @@ struct ZORROB_API PoseTemplate {
 
   /// \returns "{{x, y, z}, {q1, q2, q3, q4}}": the position in shortest round-trip form, the
   /// orientation record as stored with 6 significant digits.
-  std::string toString() const
-    requires std::same_as<T, double>;
+  std::string toString() const requires std::same_as<T, double>;
 
   constexpr bool operator==(const PoseTemplate&) const = default;
 };

@@ -42,7 +42,9 @@ struct ZORROB_API RotationTemplate {
   }
 
   /// Rotation of `angle` radians about the unit `axis`, taken as it is.
-  RotationTemplate(T angle, const DirTemplate<T>& axis) { setAngleAxis(angle, axis.x, axis.y, axis.z); }
+  RotationTemplate(T angle, const DirTemplate<T>& axis) {
+    setAngleAxis(angle, axis.x, axis.y, axis.z);
+  }
 
   /// From Euler angles in radians: Rz(rz)·Ry(ry)·Rx(rx), i.e. first about the fixed X axis by
   /// rx, then about fixed Y by ry, then about fixed Z by rz. Normalised by the normalisation
@@ -75,9 +77,11 @@ struct ZORROB_API RotationTemplate {
   void normalize() {
     const T sq = x * x + y * y + z * z + w * w;
     const double sqd = static_cast<double>(sq);
-    if (std::abs(sqd) < kZeroSquaredNorm) detail::throwZeroQuaternion();
+    if (std::abs(sqd) < kZeroSquaredNorm)
+      detail::throwZeroQuaternion();
     // A nearly unit quaternion is left alone so that repeated normalisation does not drift it.
-    if (std::abs(sqd - 1.0) < kUnitSquaredNormTolerance) return;
+    if (std::abs(sqd - 1.0) < kUnitSquaredNormTolerance)
+      return;
     const T n = std::sqrt(sq);
     x /= n;
     y /= n;
@@ -91,7 +95,8 @@ struct ZORROB_API RotationTemplate {
   /// \returns the conjugate divided by the squared norm; the zero quaternion for a zero input.
   RotationTemplate inverse() const {
     const T sq = x * x + y * y + z * z + w * w;
-    if (!(sq > 0)) return raw(0, 0, 0, 0);
+    if (!(sq > 0))
+      return raw(0, 0, 0, 0);
     return raw(-x / sq, -y / sq, -z / sq, w / sq);
   }
 

@@ -17,7 +17,8 @@ inline constexpr double kMinNormalizableLength = 1e-7;
 template <std::floating_point T>
 inline T unitScale(T x, T y, T z) {
   const T n = std::sqrt(x * x + y * y + z * z);
-  if (std::abs(static_cast<double>(n)) <= kMinNormalizableLength) throwZeroLengthVector();
+  if (std::abs(static_cast<double>(n)) <= kMinNormalizableLength)
+    throwZeroLengthVector();
   return n;
 }
 
@@ -33,8 +34,12 @@ struct Vec3Template {
   T y{0};
   T z{0};
 
-  constexpr Vec3Template operator+(const Vec3Template& o) const { return {x + o.x, y + o.y, z + o.z}; }
-  constexpr Vec3Template operator-(const Vec3Template& o) const { return {x - o.x, y - o.y, z - o.z}; }
+  constexpr Vec3Template operator+(const Vec3Template& o) const {
+    return {x + o.x, y + o.y, z + o.z};
+  }
+  constexpr Vec3Template operator-(const Vec3Template& o) const {
+    return {x - o.x, y - o.y, z - o.z};
+  }
   constexpr Vec3Template operator-() const { return {-x, -y, -z}; }
   constexpr Vec3Template operator*(T s) const { return {x * s, y * s, z * s}; }
   constexpr Vec3Template operator/(T s) const { return {x / s, y / s, z / s}; }
@@ -76,11 +81,19 @@ struct PosTemplate {
   T z{0};
 
   /// The displacement from `o` to this point.
-  constexpr Vec3Template<T> operator-(const PosTemplate& o) const { return {x - o.x, y - o.y, z - o.z}; }
-  constexpr PosTemplate operator+(const Vec3Template<T>& v) const { return {x + v.x, y + v.y, z + v.z}; }
-  constexpr PosTemplate operator-(const Vec3Template<T>& v) const { return {x - v.x, y - v.y, z - v.z}; }
+  constexpr Vec3Template<T> operator-(const PosTemplate& o) const {
+    return {x - o.x, y - o.y, z - o.z};
+  }
+  constexpr PosTemplate operator+(const Vec3Template<T>& v) const {
+    return {x + v.x, y + v.y, z + v.z};
+  }
+  constexpr PosTemplate operator-(const Vec3Template<T>& v) const {
+    return {x - v.x, y - v.y, z - v.z};
+  }
   /// Coordinate-wise sum of two positions (as used for sums of corners).
-  constexpr PosTemplate operator+(const PosTemplate& o) const { return {x + o.x, y + o.y, z + o.z}; }
+  constexpr PosTemplate operator+(const PosTemplate& o) const {
+    return {x + o.x, y + o.y, z + o.z};
+  }
 
   constexpr Vec3Template<T> toVec3() const { return {x, y, z}; }
 

@@ -1,0 +1,17 @@
+#pragma once
+
+// Everything of libzorrob in one include. Every public type and function lives in namespace
+// zor::rob.
+
+#include "zor/rob/circle.hpp"
+#include "zor/rob/conf_data.hpp"
+#include "zor/rob/joints.hpp"
+#include "zor/rob/line.hpp"
+#include "zor/rob/moves.hpp"
+#include "zor/rob/pose.hpp"
+#include "zor/rob/robot_config.hpp"
+#include "zor/rob/rotation.hpp"
+#include "zor/rob/screw.hpp"
+#include "zor/rob/targets.hpp"
+#include "zor/rob/triangle.hpp"
+#include "zor/rob/vectors.hpp"
