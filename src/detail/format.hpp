@@ -1,6 +1,7 @@
 #pragma once
 
 #include <charconv>
+#include <sstream>
 #include <string>
 #include <system_error>
 
@@ -33,6 +34,14 @@ inline std::string formatTriple(double a, double b, double c) {
   appendShortest(out, c);
   out += '}';
   return out;
+}
+
+/// "{q1, q2, q3, q4}" as a fresh output string stream writes it: general notation, 6 significant
+/// digits (the form of orientation records inside poses and loads).
+inline std::string formatQuaternion(double q1, double q2, double q3, double q4) {
+  std::ostringstream out;
+  out << '{' << q1 << ", " << q2 << ", " << q3 << ", " << q4 << '}';
+  return out.str();
 }
 
 }  // namespace zor::rob::detail
