@@ -7,8 +7,15 @@ namespace zor::rob::test {
 
 std::uint64_t testSeed() {
   static const std::uint64_t seed = [] {
+    // An unset, empty or unreadable seed falls back to the fixed default.
+    constexpr std::uint64_t kDefaultSeed = 20261121;
     const char* text = std::getenv("ZORROB_TEST_SEED");
-    return text != nullptr ? std::stoull(text) : std::uint64_t{20261121};
+    if (text == nullptr || *text == '\0') {
+      return kDefaultSeed;
+    }
+    char* end = nullptr;
+    const unsigned long long value = std::strtoull(text, &end, 10);
+    return *end == '\0' ? std::uint64_t{value} : kDefaultSeed;
   }();
   return seed;
 }
