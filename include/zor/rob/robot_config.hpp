@@ -1,0 +1,265 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <vector>
+
+#include "zor/rob/conf_data.hpp"
+#include "zor/rob/export.hpp"
+#include "zor/rob/joints.hpp"
+#include "zor/rob/pose.hpp"
+#include "zor/rob/screw.hpp"
+#include "zor/rob/targets.hpp"
+#include "zor/rob/vectors.hpp"
+
+namespace zor::rob {
+
+/// The kind of arm singularity a joint solution stands in (see RobotConfig::isConfSingular).
+enum class SingularityType {
+  none = 0,      ///< Not singular.
+  wrist = 1,     ///< Joint 5 at zero: the axes of joints 4 and 6 are aligned.
+  elbow = 2,     ///< The forearm stretched (joint 3 at -elbowOffset).
+  shoulder = 3,  ///< The wrist centre on the axis of joint 1.
+};
+
+/// Writes "none", "wrist", "elbow" or "shoulder"; for any other value writes nothing and sets
+/// the stream's failbit.
+ZORROB_API std::ostream& operator<<(std::ostream& os, SingularityType type);
+
+/// The kinematic model of a six-joint serial arm with revolute joints, in product-of-exponentials
+/// form: each joint is a screw axis given in the base frame at the home position (all joints at
+/// zero), and the flange pose is e^[S1]θ1 · … · e^[S6]θ6 · M with M = `flangeHome`.
+///
+/// Units: joint values, joint limits and the home joints in degrees (turned into radians as
+/// value · 3.141592653589793 / 180.0 where an exponential is formed), lengths in millimetres,
+/// `elbowOffset` in radians. Joint numbers are 0-based (0 = joint 1) in this record.
+///
+/// The record is filled by its user (or by one of the builders below); then
+/// computeScrewAxisInTcp() and initSphericalWrist() are called once, in this order. Invariants
+/// the user keeps: `jointAxes` are unit vectors, and `spaceScrewAxes[i]` equals
+/// ScrewAxis(jointAxes[i], jointPoints[i]). The forward kinematics uses the axes and points, the
+/// Jacobians the screw axes. The flange's z axis at home must point along base +x (see
+/// getWcpZOffset).
+///
+/// Speed: the forward kinematics, the robot target and the Jacobians allocate nothing and cost
+/// little beyond one sine/cosine pair per joint. They take axes (and the screws' angular parts)
+/// whose squared length lies within 1e-15 of 1 as they are; other axes are normalised on every
+/// call, which is slower (a zero axis throws std::overflow_error
+/// "0-length vector cannot be normalized.").
+struct ZORROB_API RobotConfig {
+  /// Screw axis of joints 1 to 6 in the base frame at home.
+  std::array<ScrewAxis, 6> spaceScrewAxes{};
+  /// The same axes in the flange frame at home; filled by computeScrewAxisInTcp().
+  std::array<ScrewAxis, 6> bodyScrewAxes{};
+  /// Upper limits (degrees) of joints 1 to 6 at indices 0 to 5; index 6 is the upper limit of
+  /// joint 2 + joint 3.
+  std::array<double, 7> jointMax{};
+  /// Lower limits, laid out like `jointMax`.
+  std::array<double, 7> jointMin{};
+  /// The home joint values (degrees).
+  RobJoint homeJoint{0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
+  /// A point (mm) on the axis of each joint, base frame, home position.
+  std::array<PosTemplate<double>, 6> jointPoints{};
+  /// The flange pose in the base frame at home (the M of the product of exponentials).
+  Transform flangeHome{};
+  /// Unit direction of each joint axis, base frame, home position.
+  std::array<Vec3Template<double>, 6> jointAxes{};
+  /// Radians. Its negative, in degrees, is the joint-3 value at which the forearm is stretched
+  /// (elbow singularity) and the threshold of the elbow bit of the configuration number.
+  double elbowOffset{0.0};
+  /// 1 when the limits of joints 2 and 3 are coupled (the sum limit at index 6 applies); any
+  /// other value disables the coupling.
+  std::int32_t jointCoupling{0};
+  /// True when the axes of joints 4, 5 and 6 meet in one point; set by initSphericalWrist().
+  bool sphericalWrist{false};
+
+  /// Tolerance (degrees) of the limit tests.
+  static constexpr double kJointLimitTolerance = 1e-6;
+  /// Largest distance (mm) between the axis points of joints 4, 5 and 6 of a spherical wrist.
+  static constexpr double kSphericalWristTolerance = 0.001;
+
+  // Forward kinematics.
+
+  /// \returns the motion of joint `i` (0..5, not checked) turned by `theta` degrees: the
+  /// rotation about `jointAxes[i]` through `jointPoints[i]` (rotation R, translation q − R q).
+  Transform getJointTransform(double theta, unsigned int i) const;
+  /// \returns the flange pose in the base frame for the six joint values (not the wrist centre,
+  /// despite the name): e1 · e2 · … · e6 · flangeHome.
+  Transform getWristPoseInBase(const RobJoint& joints) const;
+  /// \returns the pose of link `i`: the identity for 0, the product of the joint transforms of
+  /// joints 0 to i − 1 for 1 to 5, and the flange pose for 6 and above. No link offset is
+  /// applied, so getLinkPose(joints, 3) is the frame carried by joint 3.
+  Transform getLinkPose(const RobJoint& joints, unsigned int i) const;
+  /// \returns the distance (mm) from the wrist centre point to the flange along the flange's z
+  /// axis: flangeHome's x translation minus the x of jointPoints[4]. Measured along base x at
+  /// home, which is why the flange's z axis must point along base +x at home.
+  double getWcpZOffset() const;
+  /// \returns the wrist centre point of a flange pose: its position minus its rotation applied
+  /// to (0, 0, getWcpZOffset()). Changes nothing, though not declared const. Throws
+  /// std::logic_error "normalize quaternion of 0 magnitude" for a zero orientation record.
+  PosTemplate<double> tcpToWcp(const PoseTemplate<double>& flangePose);
+  /// \returns the robot target of the joint values: the flange pose, the configuration
+  /// ConfData::FromRobJoint(joints, *this) and all six external axes unused (9E9).
+  RobTarget getRobTarget(const RobJoint& joints) const;
+  /// \returns getRobTarget(homeJoint).
+  RobTarget getHomeTarget() const;
+  /// \returns `homeJoint`.
+  RobJoint getHomeJoint() const;
+
+  // Limits.
+
+  /// \returns true when |jointMax[i] − jointMin[i]| < 1e-6 degrees; false for `i` above 6.
+  bool isFixedJoint(unsigned int i) const;
+  /// \returns whether `value` (degrees) is allowed for joint `i` (0-based; index 6 tests the sum
+  /// limit; false outside 0..6). With `jointCoupling` 1 and `i` 1 or 2, `otherValue` is the
+  /// other joint of the pair 2/3: both values and their sum must lie within their limits widened
+  /// by 1e-6 (a value on the widened bound passes). In every case `value` must then lie strictly
+  /// inside jointMin[i] − 1e-6 .. jointMax[i] + 1e-6. `otherValue` is ignored otherwise.
+  bool isJointAllowed(int i, double value, double otherValue) const;
+
+  // Set-up; call once after the user members are filled, in this order.
+
+  /// Sets `bodyScrewAxes[i]` to the adjoint of flangeHome's inverse applied to
+  /// `spaceScrewAxes[i]`. Throws std::logic_error "normalize quaternion of 0 magnitude" for a
+  /// zero flange rotation.
+  void computeScrewAxisInTcp();
+  /// Sets and returns `sphericalWrist`: true when jointPoints[3] and jointPoints[5] each lie less
+  /// than 0.001 mm from jointPoints[4] (the points only are compared, not the axes).
+  bool initSphericalWrist();
+
+  // First-order kinematics and singularities. Six-vectors are angular part first.
+
+  /// \returns the space Jacobian: column i is joint i's screw axis in the base frame at the
+  /// current position, Ad(e^[S0]θ0 ⋯ e^[Si−1]θi−1) Si.
+  GeometricJacobian getSpaceJacobian(const RobJoint& joints) const;
+  /// \returns the body Jacobian: column i is joint i's screw axis in the flange frame,
+  /// Ad(e^−[B5]θ5 ⋯ e^−[Bi+1]θi+1) Bi. Needs computeScrewAxisInTcp().
+  GeometricJacobian getBodyJacobian(const RobJoint& joints) const;
+  /// \returns the velocity, in base coordinates, of the point `point` (base coordinates, mm)
+  /// carried by the flange: v + ω × point for the spatial twist (ω, v) = J_s · speeds. The speeds
+  /// are used as given (radians per unit time give mm per unit time).
+  Vec3Template<double> getTcpVelocityInSpace(const Vec3Template<double>& point,
+                                             const RobJoint& joints,
+                                             const JointSpeed& speeds) const;
+  /// \returns the first singularity that holds, tested in this order with strict comparisons:
+  /// wrist when |joint 5| < jointTolerance (degrees); elbow when
+  /// |elbowOffset · 180/π + joint 3| < jointTolerance; shoulder when the wrist centre of
+  /// `flangePose` (the flange pose belonging to `joints`) has |x| and |y| below `wcpTolerance`
+  /// (mm); none otherwise. Changes nothing, though not declared const.
+  SingularityType isConfSingular(const RobJoint& joints, const PoseTemplate<double>& flangePose,
+                                 double jointTolerance, double wcpTolerance);
+};
+
+/// A list of joint solutions paired with their configurations: joints[i] belongs to confs[i].
+struct ZORROB_API TargetConfigurationA {
+  std::vector<RobJointA> joints{};
+  std::vector<ConfData> confs{};
+
+  /// \returns the number of solutions.
+  std::size_t size() const { return joints.size(); }
+  bool empty() const { return joints.empty(); }
+  /// Removes all solutions.
+  void clear() {
+    joints.clear();
+    confs.clear();
+  }
+  /// \returns solution `i`'s joints; throws std::out_of_range for `i` >= size().
+  const RobJointA& joint(std::size_t i) const { return joints.at(i); }
+  /// \returns solution `i`'s configuration; throws std::out_of_range for `i` >= size().
+  const ConfData& conf(std::size_t i) const { return confs.at(i); }
+};
+
+/// A list of joint solutions of one Cartesian target paired with their configurations:
+/// joints[i] belongs to confs[i].
+struct ZORROB_API TargetConfiguration {
+  std::vector<RobJoint> joints{};
+  std::vector<ConfData> confs{};
+
+  /// Appends `j` to `joints`, then `conf` to `confs`. Allocation failures propagate as the
+  /// standard length or allocation errors and leave both lists as they were.
+  void add(const RobJoint& j, const ConfData& conf);
+  /// \returns the list with each joint solution converted, in order, by
+  /// RobJoint::toRobJointA(kc) and the configurations copied unchanged. Throws std::logic_error
+  /// "KinematicConfig error" when the list is not empty and `kc` is neither Direct nor
+  /// Coupled23.
+  TargetConfigurationA toTargetConfigurationA(KinematicConfig kc) const;
+
+  /// \returns the number of solutions.
+  std::size_t size() const { return joints.size(); }
+  bool empty() const { return joints.empty(); }
+  /// Removes all solutions.
+  void clear() {
+    joints.clear();
+    confs.clear();
+  }
+  /// \returns solution `i`'s joints; throws std::out_of_range for `i` >= size().
+  const RobJoint& joint(std::size_t i) const { return joints.at(i); }
+  /// \returns solution `i`'s configuration; throws std::out_of_range for `i` >= size().
+  const ConfData& conf(std::size_t i) const { return confs.at(i); }
+};
+
+// Builders.
+
+/// \returns a RobotConfig ready for use: the given joint axes (unit vectors), axis points (mm),
+/// flange home pose, limits (degrees; index 6 is the sum limit of joints 2 and 3), home joints,
+/// elbow offset (radians) and coupling flag, with `spaceScrewAxes[i]` =
+/// ScrewAxis(jointAxes[i], jointPoints[i]), and computeScrewAxisInTcp() and
+/// initSphericalWrist() already run.
+ZORROB_API RobotConfig MakeRobotConfig(const std::array<Vec3Template<double>, 6>& jointAxes,
+                                       const std::array<PosTemplate<double>, 6>& jointPoints,
+                                       const Transform& flangeHome,
+                                       const std::array<double, 7>& jointMin,
+                                       const std::array<double, 7>& jointMax,
+                                       const RobJoint& homeJoint, double elbowOffset,
+                                       std::int32_t jointCoupling);
+
+/// The seven lengths (mm) of an ortho-parallel arm with a spherical wrist.
+///
+/// At home (all joints zero) the upper arm stands vertical, the forearm and the flange point
+/// along base +x:
+/// - joint 1 turns about base +z through the origin;
+/// - joint 2 about +y through (a1, b, c1): `a1` is the base offset along x, `b` the lateral
+///   offset along y, `c1` the height of the shoulder;
+/// - joint 3 about +y through (a1, b, c1 + c2): `c2` is the upper arm;
+/// - the wrist centre lies at (a1 + c3, b, c1 + c2 + a2): `c3` is the forearm along x, `a2` the
+///   elbow offset along z (negative: the forearm axis lies below the axis of joint 3);
+/// - joint 4 about +x (the forearm axis), joint 5 about +y and joint 6 about +x, all three
+///   through the wrist centre;
+/// - the flange at (a1 + c3 + c4, b, c1 + c2 + a2), `c4` from the wrist centre, its frame turned
+///   by +90° about y (flange z = base +x, flange x = base −z, flange y = base +y).
+///
+/// By the right-hand rule positive joint-2 values lean the upper arm forward (towards +x) and
+/// positive joint-3 and joint-5 values tilt the forearm and the flange down. The forearm is
+/// stretched (wrist centre farthest from the axis of joint 2) at joint 3 = atan2(a2, c3) − π/2:
+/// pointing straight up along the upper arm; the builder sets `elbowOffset` = π/2 − atan2(a2, c3).
+struct OrthoParallelGeometry {
+  double a1{0.0};
+  double a2{0.0};
+  double b{0.0};
+  double c1{0.0};
+  double c2{0.0};
+  double c3{0.0};
+  double c4{0.0};
+};
+
+/// \returns the RobotConfig of the ortho-parallel arm `geometry` (see OrthoParallelGeometry for
+/// the axes, the home pose and the joint directions) with the given limits (degrees; index 6 is
+/// the sum limit of joints 2 and 3), home joints and coupling flag, built by MakeRobotConfig:
+/// a spherical wrist, getWcpZOffset() = c4 and `elbowOffset` = π/2 − atan2(a2, c3).
+ZORROB_API RobotConfig MakeOrthoParallelArm(const OrthoParallelGeometry& geometry,
+                                            const std::array<double, 7>& jointMin,
+                                            const std::array<double, 7>& jointMax,
+                                            const RobJoint& homeJoint, std::int32_t jointCoupling);
+
+/// \returns the lengths of the library's default arm (mm): a1 = 150, a2 = −110, b = 0,
+/// c1 = 450, c2 = 600, c3 = 640, c4 = 100.
+ZORROB_API OrthoParallelGeometry DefaultArmGeometry();
+
+/// \returns the default arm: DefaultArmGeometry() with joint limits ±170, −90/+150, −175/+70,
+/// ±180, ±125 and ±360 degrees, sum limit of joints 2 and 3 −170/+170 (coupling off), home
+/// joints all zero.
+ZORROB_API RobotConfig DefaultArm();
+
+}  // namespace zor::rob

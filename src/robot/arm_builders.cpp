@@ -1,0 +1,69 @@
+#include <cmath>
+#include <cstddef>
+
+#include "detail/arm_kinematics.hpp"
+#include "zor/rob/robot_config.hpp"
+
+namespace zor::rob {
+
+RobotConfig MakeRobotConfig(const std::array<Vec3Template<double>, 6>& jointAxes,
+                            const std::array<PosTemplate<double>, 6>& jointPoints,
+                            const Transform& flangeHome, const std::array<double, 7>& jointMin,
+                            const std::array<double, 7>& jointMax, const RobJoint& homeJoint,
+                            double elbowOffset, std::int32_t jointCoupling) {
+  RobotConfig robot;
+  for (std::size_t i = 0; i < 6; ++i)
+    robot.spaceScrewAxes[i] = ScrewAxis(jointAxes[i], jointPoints[i]);
+  robot.jointMax = jointMax;
+  robot.jointMin = jointMin;
+  robot.homeJoint = homeJoint;
+  robot.jointPoints = jointPoints;
+  robot.flangeHome = flangeHome;
+  robot.jointAxes = jointAxes;
+  robot.elbowOffset = elbowOffset;
+  robot.jointCoupling = jointCoupling;
+  robot.computeScrewAxisInTcp();
+  robot.initSphericalWrist();
+  return robot;
+}
+
+RobotConfig MakeOrthoParallelArm(const OrthoParallelGeometry& g,
+                                 const std::array<double, 7>& jointMin,
+                                 const std::array<double, 7>& jointMax, const RobJoint& homeJoint,
+                                 std::int32_t jointCoupling) {
+  const Vec3Template<double> x{1.0, 0.0, 0.0};
+  const Vec3Template<double> y{0.0, 1.0, 0.0};
+  const Vec3Template<double> z{0.0, 0.0, 1.0};
+  const PosTemplate<double> shoulder{g.a1, g.b, g.c1};
+  const PosTemplate<double> elbow{g.a1, g.b, g.c1 + g.c2};
+  const PosTemplate<double> wrist{g.a1 + g.c3, g.b, g.c1 + g.c2 + g.a2};
+  // Flange z along base +x: +90 degrees about y.
+  const Transform flange(RotationTemplate<double>(detail::kPi / 2.0, y),
+                         {wrist.x + g.c4, wrist.y, wrist.z});
+  // The forearm vector (c3, 0, a2) turned by theta about +y points up along the upper arm, and
+  // the wrist centre is then farthest from the axis of joint 2, at theta = atan2(a2, c3) - pi/2.
+  const double elbowOffset = detail::kPi / 2.0 - std::atan2(g.a2, g.c3);
+  return MakeRobotConfig({z, y, y, x, y, x},
+                         {PosTemplate<double>{}, shoulder, elbow, wrist, wrist, wrist}, flange,
+                         jointMin, jointMax, homeJoint, elbowOffset, jointCoupling);
+}
+
+OrthoParallelGeometry DefaultArmGeometry() {
+  OrthoParallelGeometry g;
+  g.a1 = 150.0;
+  g.a2 = -110.0;
+  g.b = 0.0;
+  g.c1 = 450.0;
+  g.c2 = 600.0;
+  g.c3 = 640.0;
+  g.c4 = 100.0;
+  return g;
+}
+
+RobotConfig DefaultArm() {
+  return MakeOrthoParallelArm(
+      DefaultArmGeometry(), {-170.0, -90.0, -175.0, -180.0, -125.0, -360.0, -170.0},
+      {170.0, 150.0, 70.0, 180.0, 125.0, 360.0, 170.0}, RobJoint(0.0, 0.0, 0.0, 0.0, 0.0, 0.0), 0);
+}
+
+}  // namespace zor::rob

@@ -1,0 +1,107 @@
+#include "zor/rob/robot_config.hpp"
+
+#include <cmath>
+#include <cstddef>
+
+#include "detail/arm_kinematics.hpp"
+
+namespace zor::rob {
+
+namespace detail {
+
+Transform flangePoseOfAnyAxes(const RobotConfig& robot, const RobJoint& joints) {
+  Transform t = jointMotion(robot.jointAxes[0], robot.jointPoints[0], joints.values[0]);
+  for (std::size_t i = 1; i < 6; ++i)
+    t *= jointMotion(robot.jointAxes[i], robot.jointPoints[i], joints.values[i]);
+  t *= robot.flangeHome;
+  return t;
+}
+
+}  // namespace detail
+
+Transform RobotConfig::getJointTransform(double theta, unsigned int i) const {
+  return detail::jointMotion(jointAxes[i], jointPoints[i], theta);
+}
+
+Transform RobotConfig::getWristPoseInBase(const RobJoint& joints) const {
+  return detail::flangePose(*this, joints);
+}
+
+Transform RobotConfig::getLinkPose(const RobJoint& joints, unsigned int i) const {
+  // Link 6 and beyond: the flange pose, computed exactly as getWristPoseInBase does.
+  if (i >= 6)
+    return detail::flangePose(*this, joints);
+  Transform t;
+  for (std::size_t k = 0; k < i; ++k)
+    t *= detail::jointMotion(jointAxes[k], jointPoints[k], joints.values[k]);
+  return t;
+}
+
+double RobotConfig::getWcpZOffset() const {
+  return flangeHome.translation.x - jointPoints[4].x;
+}
+
+PosTemplate<double> RobotConfig::tcpToWcp(const PoseTemplate<double>& flangePose) {
+  return flangePose.pos - flangePose.rotation().rotateVector({0.0, 0.0, getWcpZOffset()});
+}
+
+RobTarget RobotConfig::getRobTarget(const RobJoint& joints) const {
+  // The flange pose serves both the target's pose and its configuration: computed once.
+  const Transform flange = detail::flangePose(*this, joints);
+  const RotationTemplate<double>& r = flange.rotation;
+  RobTarget target(PoseTemplate<double>(flange.translation.toPos(), {r.w, r.x, r.y, r.z}));
+  target.robConf = detail::confFromFlangePose(joints, *this, flange);
+  return target;
+}
+
+RobTarget RobotConfig::getHomeTarget() const {
+  return getRobTarget(homeJoint);
+}
+
+RobJoint RobotConfig::getHomeJoint() const {
+  return homeJoint;
+}
+
+bool RobotConfig::isFixedJoint(unsigned int i) const {
+  if (i >= jointMax.size())
+    return false;
+  return std::abs(jointMax[i] - jointMin[i]) < kJointLimitTolerance;
+}
+
+bool RobotConfig::isJointAllowed(int i, double value, double otherValue) const {
+  if (i < 0 || i >= static_cast<int>(jointMax.size()))
+    return false;
+  constexpr double tol = kJointLimitTolerance;
+  // The coupled checks reject only values strictly beyond the widened bounds, while the final
+  // test below keeps the value strictly inside them: a value exactly on jointMax + 1e-6 passes
+  // the coupled check and fails the final one. The asymmetry is deliberate.
+  const auto outside = [tol](double v, double lo, double hi) {
+    return v < lo - tol || v > hi + tol;
+  };
+  if (jointCoupling == 1 && (i == 1 || i == 2)) {
+    const std::size_t other = i == 1 ? 2 : 1;
+    const auto self = static_cast<std::size_t>(i);
+    if (outside(value, jointMin[self], jointMax[self]))
+      return false;
+    if (outside(value + otherValue, jointMin[6], jointMax[6]))
+      return false;
+    if (outside(otherValue, jointMin[other], jointMax[other]))
+      return false;
+  }
+  const auto k = static_cast<std::size_t>(i);
+  return value > jointMin[k] - tol && value < jointMax[k] + tol;
+}
+
+void RobotConfig::computeScrewAxisInTcp() {
+  Transform homeInverse = flangeHome.inverse();
+  for (std::size_t i = 0; i < 6; ++i)
+    bodyScrewAxes[i] = homeInverse.adjoint(spaceScrewAxes[i]);
+}
+
+bool RobotConfig::initSphericalWrist() {
+  sphericalWrist = (jointPoints[3] - jointPoints[4]).norm() < kSphericalWristTolerance &&
+                   (jointPoints[4] - jointPoints[5]).norm() < kSphericalWristTolerance;
+  return sphericalWrist;
+}
+
+}  // namespace zor::rob

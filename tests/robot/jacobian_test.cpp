@@ -1,0 +1,343 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <sstream>
+#include <stdexcept>
+
+#include "robot/arm_reference.hpp"
+#include "support/test_support.hpp"
+#include "zor/rob/robot_config.hpp"
+
+namespace zor::rob {
+namespace {
+
+using test::EVec3;
+using test::Mat4;
+using test::Mat6;
+using test::randomJoints;
+using test::referenceFlange;
+
+/// Step (radians) of the central differences.
+constexpr double kStep = 1e-6;
+
+Mat6 toMat6(const GeometricJacobian& j) {
+  return j.matrix;
+}
+
+/// The space Jacobian by central differences of the 4x4 forward kinematics: column i is the
+/// twist (ω, v) of Ṫ T⁻¹ for joint i moving at one radian per unit time.
+Mat6 numericSpaceJacobian(const RobotConfig& robot, const RobJoint& joints) {
+  const Mat4 tInv = referenceFlange(robot, joints).inverse();
+  const double stepDegrees = kStep * 180.0 / test::kPi;
+  Mat6 jac;
+  for (std::size_t i = 0; i < 6; ++i) {
+    RobJoint plus = joints;
+    RobJoint minus = joints;
+    plus.values[i] += stepDegrees;
+    minus.values[i] -= stepDegrees;
+    const Mat4 dT = (referenceFlange(robot, plus) - referenceFlange(robot, minus)) / (2 * kStep);
+    const Mat4 twist = dT * tInv;
+    const auto c = static_cast<Eigen::Index>(i);
+    jac(0, c) = twist(2, 1);
+    jac(1, c) = twist(0, 2);
+    jac(2, c) = twist(1, 0);
+    jac.block<3, 1>(3, c) = twist.topRightCorner<3, 1>();
+  }
+  return jac;
+}
+
+// ---- Space and body Jacobians ----
+
+TEST(RobotConfigJacobian, AtHomeTheColumnsAreTheScrewAxes) {
+  test::Random random;
+  for (int n = 0; n < 10; ++n) {
+    const RobotConfig robot = n == 0 ? DefaultArm() : test::randomArm(random);
+    const GeometricJacobian js = robot.getSpaceJacobian(RobJoint(0, 0, 0, 0, 0, 0));
+    const GeometricJacobian jb = robot.getBodyJacobian(RobJoint(0, 0, 0, 0, 0, 0));
+    for (int c = 0; c < 6; ++c) {
+      const auto k = static_cast<std::size_t>(c);
+      for (int r = 0; r < 6; ++r) {
+        EXPECT_EQ(js(r, c), robot.spaceScrewAxes[k][r]) << r << ", " << c;
+        EXPECT_EQ(jb(r, c), robot.bodyScrewAxes[k][r]) << r << ", " << c;
+      }
+    }
+  }
+}
+
+TEST(RobotConfigJacobian, FirstSpaceColumnIsAlwaysTheFirstScrewAxis) {
+  test::Random random;
+  const RobotConfig arm = DefaultArm();
+  const RobJoint j = randomJoints(random, arm);
+  const GeometricJacobian js = arm.getSpaceJacobian(j);
+  const GeometricJacobian jb = arm.getBodyJacobian(j);
+  for (int r = 0; r < 6; ++r) {
+    EXPECT_EQ(js(r, 0), arm.spaceScrewAxes[0][r]);
+    EXPECT_EQ(jb(r, 5), arm.bodyScrewAxes[5][r]);
+  }
+}
+
+TEST(RobotConfigJacobian, SpaceJacobianIsTheDerivativeOfTheForwardKinematics) {
+  test::Random random;
+  const RobotConfig arm = DefaultArm();
+  for (int n = 0; n < 300; ++n) {
+    const RobJoint j = randomJoints(random, arm);
+    EXPECT_LT(test::maxDiff(toMat6(arm.getSpaceJacobian(j)), numericSpaceJacobian(arm, j)), 1e-6)
+        << j.toString();
+  }
+  for (int a = 0; a < 20; ++a) {
+    const RobotConfig robot = test::randomArm(random);
+    for (int n = 0; n < 10; ++n) {
+      const RobJoint j = randomJoints(random, robot);
+      EXPECT_LT(test::maxDiff(toMat6(robot.getSpaceJacobian(j)), numericSpaceJacobian(robot, j)),
+                2e-6)
+          << j.toString();
+    }
+  }
+}
+
+TEST(RobotConfigJacobian, BodyJacobianIsTheSpaceJacobianSeenFromTheFlange) {
+  test::Random random;
+  for (int a = 0; a < 10; ++a) {
+    const RobotConfig robot = a == 0 ? DefaultArm() : test::randomArm(random);
+    for (int n = 0; n < 50; ++n) {
+      const RobJoint j = randomJoints(random, robot);
+      const Mat6 expected = test::adjointMatrix(referenceFlange(robot, j).inverse()) *
+                            toMat6(robot.getSpaceJacobian(j));
+      EXPECT_LT(test::maxDiff(toMat6(robot.getBodyJacobian(j)), expected), 1e-9) << j.toString();
+    }
+  }
+}
+
+/// The Jacobians exactly as the screw layer composes them (normalising products, the library's
+/// own exponential), for arms whose screws are not unit within rounding.
+Mat6 literalSpaceJacobian(const RobotConfig& robot, const RobJoint& joints) {
+  GeometricJacobian jac;
+  jac.setCol(0, robot.spaceScrewAxes[0]);
+  Transform t = robot.spaceScrewAxes[0].T(test::radians(joints.values[0]));
+  for (int i = 1; i < 6; ++i) {
+    const auto k = static_cast<std::size_t>(i);
+    jac.setCol(i, t.adjoint(robot.spaceScrewAxes[k]));
+    if (i < 5)
+      t = t * robot.spaceScrewAxes[k].T(test::radians(joints.values[k]));
+  }
+  return jac.matrix;
+}
+
+Mat6 literalBodyJacobian(const RobotConfig& robot, const RobJoint& joints) {
+  GeometricJacobian jac;
+  jac.setCol(5, robot.bodyScrewAxes[5]);
+  Transform t;
+  for (int i = 5; i >= 1; --i) {
+    const auto k = static_cast<std::size_t>(i);
+    t = t * robot.bodyScrewAxes[k].T(-test::radians(joints.values[k]));
+    jac.setCol(i - 1, t.adjoint(robot.bodyScrewAxes[k - 1]));
+  }
+  return jac.matrix;
+}
+
+TEST(RobotConfigJacobian, ScrewsThatAreNotUnitFollowTheScrewExponential) {
+  test::Random random;
+  RobotConfig arm = DefaultArm();
+  for (ScrewAxis& s : arm.spaceScrewAxes)
+    s.w = s.w * (1.0 + 1e-9);
+  for (ScrewAxis& s : arm.bodyScrewAxes)
+    s.w = s.w * (1.0 - 1e-9);
+  for (int n = 0; n < 50; ++n) {
+    const RobJoint j = randomJoints(random, arm);
+    EXPECT_LT(test::maxDiff(toMat6(arm.getSpaceJacobian(j)), literalSpaceJacobian(arm, j)), 1e-9);
+    EXPECT_LT(test::maxDiff(toMat6(arm.getBodyJacobian(j)), literalBodyJacobian(arm, j)), 1e-9);
+  }
+}
+
+TEST(RobotConfigJacobian, UnitScrewsMatchTheScrewExponential) {
+  test::Random random;
+  const RobotConfig arm = DefaultArm();
+  for (int n = 0; n < 50; ++n) {
+    const RobJoint j = randomJoints(random, arm);
+    EXPECT_LT(test::maxDiff(toMat6(arm.getSpaceJacobian(j)), literalSpaceJacobian(arm, j)), 1e-9);
+    EXPECT_LT(test::maxDiff(toMat6(arm.getBodyJacobian(j)), literalBodyJacobian(arm, j)), 1e-9);
+  }
+}
+
+TEST(RobotConfigJacobian, ScrewWithoutDirectionThrows) {
+  RobotConfig arm = DefaultArm();
+  arm.spaceScrewAxes[2].w = {0, 0, 0};
+  EXPECT_THROW_MSG(arm.getSpaceJacobian(RobJoint(0, 0, 0, 0, 0, 0)), std::overflow_error,
+                   "0-length vector cannot be normalized.");
+  arm = DefaultArm();
+  arm.bodyScrewAxes[3].w = {0, 0, 0};
+  EXPECT_THROW_MSG(arm.getBodyJacobian(RobJoint(0, 0, 0, 0, 0, 0)), std::overflow_error,
+                   "0-length vector cannot be normalized.");
+}
+
+// ---- Velocity of a point ----
+
+TEST(RobotConfigTcpVelocity, MatchesTheDerivativeOfThePointsPosition) {
+  test::Random random;
+  const RobotConfig arm = DefaultArm();
+  for (int n = 0; n < 200; ++n) {
+    const RobJoint j = randomJoints(random, arm);
+    JointSpeed speeds;
+    for (int i = 0; i < 6; ++i)
+      speeds.setSpeed(i, random.uniform(-2, 2));
+    const Vec3 point{random.uniform(-1500, 1500), random.uniform(-1500, 1500),
+                     random.uniform(-1500, 1500)};
+    // The point carried by the flange: fixed in flange coordinates.
+    const Mat4 t = referenceFlange(arm, j);
+    const EVec3 local = (t.inverse() * test::toEigen(point).homogeneous()).head<3>();
+    const auto at = [&](double step) {
+      RobJoint moved = j;
+      for (std::size_t i = 0; i < 6; ++i)
+        moved.values[i] += speeds.values[i] * step * 180.0 / test::kPi;
+      return EVec3((referenceFlange(arm, moved) * local.homogeneous()).head<3>());
+    };
+    const EVec3 expected = (at(kStep) - at(-kStep)) / (2 * kStep);
+    const Vec3 v = arm.getTcpVelocityInSpace(point, j, speeds);
+    EXPECT_NEAR(v.x, expected.x(), 1e-5);
+    EXPECT_NEAR(v.y, expected.y(), 1e-5);
+    EXPECT_NEAR(v.z, expected.z(), 1e-5);
+  }
+}
+
+TEST(RobotConfigTcpVelocity, JointOneAloneTurnsThePointAboutBaseZ) {
+  const RobotConfig arm = DefaultArm();
+  JointSpeed speeds;
+  speeds.setSpeed(0, 2.0);
+  const Vec3 v = arm.getTcpVelocityInSpace({100, 0, 500}, RobJoint(0, 10, 20, 30, 40, 50), speeds);
+  // ω = (0, 0, 2): v = ω × p = (0, 200, 0).
+  EXPECT_NEAR(v.x, 0, 1e-12);
+  EXPECT_NEAR(v.y, 200, 1e-12);
+  EXPECT_NEAR(v.z, 0, 1e-12);
+}
+
+// ---- Singularities ----
+
+constexpr double kJointTol = 0.5;
+constexpr double kWcpTol = 0.25;
+
+/// A flange pose whose wrist centre is far from the joint-1 axis.
+const Pose kAway({1000, 500, 800}, {1, 0, 0, 0});
+/// A flange pose whose wrist centre is on the base z axis (identity orientation: the wrist
+/// centre is 100 mm below the flange).
+const Pose kOnAxis({0, 0, 1500}, {1, 0, 0, 0});
+
+TEST(RobotConfigSingularity, WristComesFirst) {
+  RobotConfig arm = DefaultArm();
+  const double elbow = -arm.elbowOffset * 180.0 / test::kPi;
+  EXPECT_EQ(arm.isConfSingular(RobJoint(0, 0, elbow, 0, 0, 0), kOnAxis, kJointTol, kWcpTol),
+            SingularityType::wrist);
+  EXPECT_EQ(arm.isConfSingular(RobJoint(0, 0, elbow, 0, 20, 0), kOnAxis, kJointTol, kWcpTol),
+            SingularityType::elbow);
+}
+
+TEST(RobotConfigSingularity, WristToleranceIsStrict) {
+  RobotConfig arm = DefaultArm();
+  EXPECT_EQ(arm.isConfSingular(RobJoint(0, 0, 0, 0, 0.5, 0), kAway, kJointTol, kWcpTol),
+            SingularityType::none);
+  EXPECT_EQ(arm.isConfSingular(RobJoint(0, 0, 0, 0, -0.5, 0), kAway, kJointTol, kWcpTol),
+            SingularityType::none);
+  EXPECT_EQ(arm.isConfSingular(RobJoint(0, 0, 0, 0, 0.4999, 0), kAway, kJointTol, kWcpTol),
+            SingularityType::wrist);
+  EXPECT_EQ(arm.isConfSingular(RobJoint(0, 0, 0, 0, -0.4999, 0), kAway, kJointTol, kWcpTol),
+            SingularityType::wrist);
+}
+
+TEST(RobotConfigSingularity, ElbowAtMinusElbowOffsetWithStrictTolerance) {
+  RobotConfig arm = DefaultArm();
+  arm.elbowOffset = 0.0;
+  EXPECT_EQ(arm.isConfSingular(RobJoint(0, 0, 0.5, 0, 30, 0), kAway, kJointTol, kWcpTol),
+            SingularityType::none);
+  EXPECT_EQ(arm.isConfSingular(RobJoint(0, 0, -0.5, 0, 30, 0), kAway, kJointTol, kWcpTol),
+            SingularityType::none);
+  EXPECT_EQ(arm.isConfSingular(RobJoint(0, 0, -0.25, 0, 30, 0), kAway, kJointTol, kWcpTol),
+            SingularityType::elbow);
+  arm.elbowOffset = test::kPi / 2;  // stretched at joint 3 = -90
+  EXPECT_EQ(arm.isConfSingular(RobJoint(0, 0, -90.3, 0, 30, 0), kAway, kJointTol, kWcpTol),
+            SingularityType::elbow);
+  EXPECT_EQ(arm.isConfSingular(RobJoint(0, 0, 90, 0, 30, 0), kAway, kJointTol, kWcpTol),
+            SingularityType::none);
+}
+
+TEST(RobotConfigSingularity, ElbowComesBeforeShoulder) {
+  RobotConfig arm = DefaultArm();
+  const double elbow = -arm.elbowOffset * 180.0 / test::kPi;
+  EXPECT_EQ(arm.isConfSingular(RobJoint(0, 0, elbow + 0.1, 0, 20, 0), kOnAxis, kJointTol, kWcpTol),
+            SingularityType::elbow);
+}
+
+TEST(RobotConfigSingularity, ShoulderWhenTheWristCentreIsOnTheJointOneAxis) {
+  RobotConfig arm = DefaultArm();
+  const RobJoint j(0, 0, -30, 0, 40, 0);
+  EXPECT_EQ(arm.isConfSingular(j, kOnAxis, kJointTol, kWcpTol), SingularityType::shoulder);
+  // Strict in both coordinates.
+  EXPECT_EQ(arm.isConfSingular(j, Pose({0.25, 0, 1500}, {1, 0, 0, 0}), kJointTol, kWcpTol),
+            SingularityType::none);
+  EXPECT_EQ(arm.isConfSingular(j, Pose({0, -0.25, 1500}, {1, 0, 0, 0}), kJointTol, kWcpTol),
+            SingularityType::none);
+  EXPECT_EQ(arm.isConfSingular(j, Pose({0.2, -0.2, 1500}, {1, 0, 0, 0}), kJointTol, kWcpTol),
+            SingularityType::shoulder);
+  // The flange itself off the axis, its wrist centre on it: flange z along base +x.
+  const double h = std::sqrt(0.5);
+  EXPECT_EQ(arm.isConfSingular(j, Pose({100, 0, 1500}, {h, 0, h, 0}), kJointTol, kWcpTol),
+            SingularityType::shoulder);
+}
+
+TEST(RobotConfigSingularity, ShoulderOfARealJointSolution) {
+  RobotConfig arm = DefaultArm();
+  // Lean joint 2 back until the wrist centre reaches the base z axis (bisection on its x).
+  const auto wcpX = [&](double j2) {
+    const Transform t = arm.getWristPoseInBase(RobJoint(0, j2, -30, 0, 40, 0));
+    return arm.tcpToWcp(Pose(t.translation.toPos(), t.rotation.toOrient())).x;
+  };
+  double lo = -90;
+  double hi = 0;
+  ASSERT_LT(wcpX(lo), 0);
+  ASSERT_GT(wcpX(hi), 0);
+  for (int n = 0; n < 200; ++n) {
+    const double mid = 0.5 * (lo + hi);
+    (wcpX(mid) < 0 ? lo : hi) = mid;
+  }
+  for (double j1 : {0.0, 37.0, -150.0}) {
+    const RobJoint j(j1, hi, -30, 10, 40, 20);
+    const Transform t = arm.getWristPoseInBase(j);
+    const Pose flange(t.translation.toPos(), t.rotation.toOrient());
+    EXPECT_EQ(arm.isConfSingular(j, flange, 0.001, 0.001), SingularityType::shoulder) << j1;
+    // Leaning a degree further forward moves it off the axis.
+    const RobJoint off(j1, hi + 1, -30, 10, 40, 20);
+    const Transform u = arm.getWristPoseInBase(off);
+    EXPECT_EQ(
+        arm.isConfSingular(off, Pose(u.translation.toPos(), u.rotation.toOrient()), 0.001, 0.001),
+        SingularityType::none)
+        << j1;
+  }
+}
+
+TEST(SingularityType, StreamsItsName) {
+  const auto text = [](SingularityType t) {
+    std::ostringstream os;
+    os << t;
+    EXPECT_FALSE(os.fail());
+    return os.str();
+  };
+  EXPECT_EQ(text(SingularityType::none), "none");
+  EXPECT_EQ(text(SingularityType::wrist), "wrist");
+  EXPECT_EQ(text(SingularityType::elbow), "elbow");
+  EXPECT_EQ(text(SingularityType::shoulder), "shoulder");
+  EXPECT_EQ(static_cast<int>(SingularityType::none), 0);
+  EXPECT_EQ(static_cast<int>(SingularityType::wrist), 1);
+  EXPECT_EQ(static_cast<int>(SingularityType::elbow), 2);
+  EXPECT_EQ(static_cast<int>(SingularityType::shoulder), 3);
+}
+
+TEST(SingularityType, UnknownValueSetsFailbitAndWritesNothing) {
+  for (int value : {4, -1, 100}) {
+    std::ostringstream os;
+    os << static_cast<SingularityType>(value);
+    EXPECT_TRUE(os.fail()) << value;
+    EXPECT_FALSE(os.bad()) << value;
+    EXPECT_EQ(os.str(), "") << value;
+  }
+}
+
+}  // namespace
+}  // namespace zor::rob
