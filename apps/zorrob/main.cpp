@@ -1,17 +1,355 @@
-// The library's main job for now: build a rotation and a pose and print them.
+// zorrob: the command-line face of libzorrob. Without a command it tours the default arm; the
+// commands compute forward kinematics, Jacobians, circular moves and print the predefined
+// tables, as plain text or (with --json) as one JSON document.
+//
+// Every command builds its whole output first and prints it at the end. Any error instead
+// writes one line to standard error and nothing to standard output: exit status 2 for a command
+// line that cannot be run, 1 for inputs the computation or the arm loader rejects.
+#include <CLI/CLI.hpp>
+#include <exception>
 #include <iostream>
-#include <numbers>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
 
-#include "zor/rob/pose.hpp"
-#include "zor/rob/rotation.hpp"
+#include "arm_file.hpp"
+#include "cli_error.hpp"
+#include "commands.hpp"
+#include "parse.hpp"
 
-int main() {
-  using namespace zor::rob;
-  const Rotation quarterTurnZ(std::numbers::pi / 2, Dir(0, 0, 1));
-  const Pose pose({100.5, 0, 250}, quarterTurnZ.toOrient());
-  std::cout << "rotation of pi/2 about z: " << quarterTurnZ.toString() << '\n'
-            << "pose:                     " << pose.toString() << '\n';
-  const Pos mapped = pose * Pos{1, 0, 0};
-  std::cout << "pose * (1, 0, 0):         (" << mapped.x << ", " << mapped.y << ", " << mapped.z
-            << ")\n";
+namespace zor::rob::cli {
+namespace {
+
+constexpr const char* kCommandList = "fk, jacobian, circle, tables, arm";
+
+/// Everything the command line can hold, as given (numbers still as text).
+struct Options {
+  bool json{false};
+  std::string armPath{};
+  std::vector<std::string> joints{};
+  bool body{false};
+  std::string jointTolerance{};
+  std::string wcpTolerance{};
+  std::vector<std::string> start{};
+  std::vector<std::string> via{};
+  std::vector<std::string> end{};
+  std::string samples{};
+  std::string zone{};
+  std::string oriMode{};
+  std::vector<std::string> ori{};
+  std::string table{};
+};
+
+/// \returns whether the option `name` was given on the command line (even with an empty value),
+/// to the tool itself or to the command.
+bool given(const CLI::App& app, const std::string& name) {
+  std::vector<const CLI::App*> apps{&app};
+  for (const CLI::App* command : app.get_subcommands())
+    apps.push_back(command);
+  for (const CLI::App* a : apps) {
+    const CLI::Option* option = a->get_option_no_throw(name);
+    if (option != nullptr && option->count() > 0)
+      return true;
+  }
+  return false;
+}
+
+void addArmOption(CLI::App& app, Options& o) {
+  app.add_option("--arm", o.armPath,
+                 "a JSON arm description instead of the embedded default arm (see the README)")
+      ->type_name("FILE");
+}
+
+void addJsonFlag(CLI::App& app, Options& o) {
+  app.add_flag("--json", o.json, "write the results as one JSON document instead of text");
+}
+
+void addJointsArgument(CLI::App& app, Options& o) {
+  app.add_option("joints", o.joints, "the six joint values J1 ... J6, degrees")->type_name("DEG");
+}
+
+void addPointOption(CLI::App& app, const std::string& name, std::vector<std::string>& values,
+                    const std::string& help) {
+  app.add_option(name, values, help)
+      ->type_name("X Y Z")
+      ->expected(1, CLI::detail::expected_max_vector_size)
+      ->required();
+}
+
+RobJoint jointsFrom(const std::vector<std::string>& texts) {
+  const std::vector<double> v = parseNumbers(texts, {"J1", "J2", "J3", "J4", "J5", "J6"},
+                                             "joint values (J1 ... J6, degrees)");
+  return RobJoint(v[0], v[1], v[2], v[3], v[4], v[5]);
+}
+
+Vec3 pointFrom(const std::vector<std::string>& texts, const std::string& option) {
+  const std::vector<double> v = parseNumbers(texts, {option + " X", option + " Y", option + " Z"},
+                                             "numbers after " + option + " (X Y Z)");
+  return {v[0], v[1], v[2]};
+}
+
+double parseTolerance(const std::string& text, const std::string& option) {
+  const double value = parseNumber(text, option);
+  if (value < 0.0)
+    throw UsageError(option + " must not be negative, got '" + text + "'");
+  return value;
+}
+
+Arm armFrom(const CLI::App& app, const Options& o) {
+  return given(app, "--arm") ? loadArm(o.armPath) : defaultArm();
+}
+
+CircleRequest circleFrom(const CLI::App& app, const Options& o) {
+  CircleRequest request;
+  request.start = pointFrom(o.start, "--start");
+  request.via = pointFrom(o.via, "--via");
+  request.end = pointFrom(o.end, "--end");
+  if (given(app, "--samples"))
+    request.samples = parseWholeNumber(o.samples, 2, 10000, "--samples");
+  if (given(app, "--zone"))
+    request.zoneName = o.zone;
+  if (given(app, "--ori-mode") != given(app, "--ori"))
+    throw UsageError(
+        "--ori-mode and --ori go together: the mode and the start, circle-point "
+        "and end orientations");
+  if (given(app, "--ori-mode")) {
+    const std::optional<OriMode> mode = findOriMode(o.oriMode);
+    if (!mode)
+      throw UsageError("unknown orientation mode '" + o.oriMode +
+                       "' (one of cirpoint, path, object)");
+    request.oriModes.push_back(*mode);
+    std::vector<std::string> names;
+    for (const char* which : {"start", "circle-point", "end"})
+      for (const char* q : {"q1", "q2", "q3", "q4"})
+        names.push_back(std::string("--ori ") + which + " " + q);
+    const std::vector<double> q = parseNumbers(
+        o.ori, names, "numbers after --ori (start, circle-point and end quaternions, q1 first)");
+    for (std::size_t i = 0; i < 3; ++i)
+      request.ori[i] = {q[4 * i], q[4 * i + 1], q[4 * i + 2], q[4 * i + 3]};
+  }
+  return request;
+}
+
+/// \returns the report of the command the parsed command line selects.
+Report run(const CLI::App& app, const Options& o) {
+  const std::vector<CLI::App*> commands = app.get_subcommands();
+  if (commands.empty())
+    return runTour(armFrom(app, o));
+  const std::string& name = commands.front()->get_name();
+  if (name == "fk") {
+    SingularityTolerances tolerances;
+    if (given(app, "--joint-tolerance"))
+      tolerances.joint = parseTolerance(o.jointTolerance, "--joint-tolerance");
+    if (given(app, "--wcp-tolerance"))
+      tolerances.wcp = parseTolerance(o.wcpTolerance, "--wcp-tolerance");
+    const RobJoint joints = jointsFrom(o.joints);
+    return runFk(armFrom(app, o), joints, tolerances);
+  }
+  if (name == "jacobian") {
+    const RobJoint joints = jointsFrom(o.joints);
+    return runJacobian(armFrom(app, o), joints, o.body);
+  }
+  if (name == "circle")
+    return runCircle(circleFrom(app, o));
+  if (name == "tables") {
+    if (o.table == "speeds")
+      return runTables(TableKind::Speeds);
+    if (o.table == "zones")
+      return runTables(TableKind::Zones);
+    throw UsageError("unknown table '" + o.table + "' (speeds or zones)");
+  }
+  return runArm(armFrom(app, o));
+}
+
+/// "zorrob" or "zorrob <command>", the prefix of every error line.
+std::string who(const CLI::App& app) {
+  const std::vector<CLI::App*> commands = app.get_subcommands();
+  return commands.empty() ? "zorrob" : "zorrob " + commands.front()->get_name();
+}
+
+/// "zorrob <command>" for the command named among argv[1] .. argv[end - 1], before the parser
+/// has run; "zorrob" when there is none.
+std::string commandBefore(const CLI::App& app, char** argv, int end) {
+  for (int i = 1; i < end; ++i)
+    for (const CLI::App* command : app.get_subcommands({}))
+      if (command->get_name() == argv[i])
+        return "zorrob " + command->get_name();
+  return "zorrob";
+}
+
+int fail(const std::string& prefix, const std::string& message, int status) {
+  std::cerr << prefix << ": " << message << '\n';
+  return status;
+}
+
+/// The whole tool: parses the command line, runs the command and prints its report.
+int Main(int argc, char** argv) {
+  Options o;
+  CLI::App app(
+      "zorrob: forward kinematics, Jacobians, singularities and joint limits of six-axis\n"
+      "arms, circular moves with their zones and tool orientations, and the predefined speed\n"
+      "and zone tables.",
+      "zorrob");
+  app.set_version_flag("--version", std::string("zorrob ") + ZORROB_VERSION);
+  app.require_subcommand(0, 1);
+  addArmOption(app, o);
+  addJsonFlag(app, o);
+
+  CLI::App* fk = app.add_subcommand("fk", "forward kinematics of six joint values");
+  fk->footer(
+      "Prints the robot target (brace, Ostrel and stream forms), its configuration (brace, UI,\n"
+      "Ostrel, KRL and stream forms), the wrist centre, the singularity class (none, wrist,\n"
+      "elbow or shoulder) and the joint-limit verdict.\n\n"
+      "Example: zorrob fk 10 20 -30 40 50 60");
+  addJointsArgument(*fk, o);
+  fk->add_option("--joint-tolerance", o.jointTolerance,
+                 "tolerance of the wrist and elbow tests, degrees (default 0.001)")
+      ->type_name("DEG");
+  fk->add_option("--wcp-tolerance", o.wcpTolerance,
+                 "tolerance of the shoulder test: distance of the wrist centre from the "
+                 "joint-1 axis, mm (default 0.001)")
+      ->type_name("MM");
+  addArmOption(*fk, o);
+  addJsonFlag(*fk, o);
+
+  CLI::App* jacobian = app.add_subcommand("jacobian", "the 6x6 space or body Jacobian");
+  jacobian->footer(
+      "Column i is the screw axis of joint i, in the base frame at the current position (space\n"
+      "Jacobian) or in the flange frame (body Jacobian, --body). Rows wx wy wz are angular,\n"
+      "rows vx vy vz linear (mm).\n\n"
+      "Example: zorrob jacobian 0 0 0 0 90 0 --body");
+  addJointsArgument(*jacobian, o);
+  jacobian->add_flag("--body", o.body, "the body Jacobian (flange frame) instead of the space one");
+  addArmOption(*jacobian, o);
+  addJsonFlag(*jacobian, o);
+
+  CLI::App* circle =
+      app.add_subcommand("circle", "the circle of a circular move through three points");
+  circle->footer(
+      "Prints the centre, radius, normal, arc angle and length of the arc from the start point\n"
+      "through the via point to the end point, and samples of point and tangent at evenly\n"
+      "spaced fractions of the arc. With --zone, the zone entry and exit points and directions\n"
+      "at the zone's pzoneTcp distance from both ends. With --ori-mode and --ori, the tool\n"
+      "orientation at each sample.\n\n"
+      "Example: zorrob circle --start 0 0 0 --via 100 100 0 --end 200 0 0 --zone z10 \\\n"
+      "           --ori-mode object --ori 1 0 0 0  0.92388 0 0 0.382683  0.707107 0 0 0.707107");
+  addPointOption(*circle, "--start", o.start, "start point A (mm)");
+  addPointOption(*circle, "--via", o.via, "via point B, the circle point (mm)");
+  addPointOption(*circle, "--end", o.end, "end point C (mm)");
+  circle->add_option("--samples", o.samples, "number of samples, 2 to 10000 (default 5)")
+      ->type_name("N");
+  circle
+      ->add_option("--zone", o.zone, "a predefined zone: fine, z0 ... z200, FINE, CNT0 ... CNT100")
+      ->type_name("NAME");
+  circle
+      ->add_option("--ori-mode", o.oriMode,
+                   "cirpoint (through the circle-point orientation), path (turning with the "
+                   "path) or object (fixed frame); needs --ori")
+      ->type_name("MODE");
+  circle
+      ->add_option("--ori", o.ori,
+                   "twelve numbers: the start, circle-point and end orientations as "
+                   "quaternions q1 q2 q3 q4 (q1 the scalar part), each normalised")
+      ->type_name("Q")
+      ->expected(1, CLI::detail::expected_max_vector_size);
+  addJsonFlag(*circle, o);
+
+  CLI::App* tables = app.add_subcommand("tables", "the predefined speed or zone table");
+  tables->footer(
+      "speeds: v5 ... v7000 with vTcp, vOri, vLeax and vReax.\n"
+      "zones: fine, z0 ... z200, FINE and CNT0 ... CNT100 with all their members.\n\n"
+      "Example: zorrob tables zones");
+  tables->add_option("table", o.table, "speeds or zones")->type_name("NAME")->required();
+  addJsonFlag(*tables, o);
+
+  CLI::App* armCommand = app.add_subcommand("arm", "the arm's summary and its whole model");
+  armCommand->footer(
+      "Prints the arm's summary, its joint axes and points and its screw axes in the base and\n"
+      "flange frames. With --json, also the arm file that describes it (\"description\") and\n"
+      "every member of its model (\"model\").\n\n"
+      "Example: zorrob arm --arm data/arms/default.json");
+  addArmOption(*armCommand, o);
+  addJsonFlag(*armCommand, o);
+
+  // Set last: the commands would otherwise take this footer over as their own.
+  app.footer(
+      "Without a command, zorrob tours the arm: its summary, the home target, the forward\n"
+      "kinematics of a few joint vectors (targets in brace, Ostrel and stream form,\n"
+      "configurations in KRL form, singularity class, limit verdict) and a circular move with\n"
+      "a z50 zone and the tool orientation in each mode.\n\n"
+      "Lengths are in mm, joint values in degrees. Exit status: 0 on success, 2 for a command\n"
+      "line that cannot be run, 1 for inputs that are rejected (arm files, circle points).\n"
+      "Run 'zorrob COMMAND --help' for the options of each command.");
+
+  try {
+    std::vector<std::string> args;
+    for (int i = argc - 1; i >= 1; --i) {  // the parser takes the arguments in reverse order
+      try {
+        args.push_back(prepareArgument(argv[i]));
+      } catch (const UsageError& e) {
+        return fail(commandBefore(app, argv, i), e.what(), kExitUsage);
+      }
+    }
+    app.parse(std::move(args));
+  } catch (const CLI::CallForHelp&) {
+    std::cout << app.help();
+    return std::cout.flush() ? 0 : 1;
+  } catch (const CLI::CallForVersion& e) {
+    std::cout << e.what() << '\n';
+    return std::cout.flush() ? 0 : 1;
+  } catch (const CLI::ExtrasError& e) {
+    // The parser's own message lists the arguments in reverse order.
+    const std::vector<std::string> extras = app.remaining(true);
+    std::string message = e.what();
+    if (!extras.empty()) {
+      message = extras.size() > 1 ? "unexpected arguments:" : "unexpected argument:";
+      for (const std::string& extra : extras)
+        message += " " + extra;
+    }
+    if (app.get_subcommands().empty()) {
+      if (!extras.empty() && extras.front().rfind('-', 0) != 0)
+        message = "unknown command '" + extras.front() + "'";
+      message += std::string(" (commands: ") + kCommandList + "; see zorrob --help)";
+    }
+    return fail(who(app), message, kExitUsage);
+  } catch (const CLI::ParseError& e) {
+    return fail(who(app), e.what(), kExitUsage);
+  } catch (const std::exception& e) {
+    return fail(who(app), e.what(), kExitRejected);
+  }
+
+  std::string output;
+  try {
+    const std::vector<CLI::App*> commands = app.get_subcommands();
+    const bool usesArm = commands.empty() || commands.front() == fk ||
+                         commands.front() == jacobian || commands.front() == armCommand;
+    if (given(app, "--arm") && !usesArm)
+      throw UsageError("--arm does not apply to this command");
+    const Report report = run(app, o);
+    // A file name that is not valid UTF-8 is written with replacement characters.
+    output =
+        o.json ? report.json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
+                     "\n"
+               : report.text;
+  } catch (const UsageError& e) {
+    return fail(who(app), e.what(), kExitUsage);
+  } catch (const std::bad_alloc&) {
+    return fail(who(app), "out of memory", kExitRejected);
+  } catch (const std::exception& e) {
+    // InputError and the library's own exceptions (TPCircleFail, std::logic_error,
+    // std::overflow_error), whose messages say what was wrong.
+    return fail(who(app), e.what(), kExitRejected);
+  }
+  std::cout << output;
+  if (!std::cout.flush())
+    return fail(who(app), "cannot write to standard output", kExitRejected);
+  return 0;
+}
+
+}  // namespace
+}  // namespace zor::rob::cli
+
+int main(int argc, char** argv) {
+  return zor::rob::cli::Main(argc, argv);
 }

@@ -1,0 +1,276 @@
+#include "arm_file.hpp"
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <sstream>
+#include <string_view>
+#include <system_error>
+
+#include "cli_error.hpp"
+#include "zor/rob/rotation.hpp"
+
+namespace zor::rob::cli {
+
+namespace {
+
+using nlohmann::json;
+
+/// Largest difference from 1 of the length of a joint axis or of the flange quaternion.
+constexpr double kUnitTolerance = 1e-6;
+
+/// Reads the members of one arm document; every error names the file and the key.
+class Reader {
+ public:
+  explicit Reader(const std::string& source) : source_(source) {}
+
+  [[noreturn]] void fail(std::string_view key, std::string_view what) const {
+    throw InputError("arm file '" + source_ + "': '" + std::string(key) + "' " + std::string(what));
+  }
+
+  /// Rejects keys of `object` outside `allowed`.
+  void checkKeys(const json& object, std::string_view path,
+                 std::initializer_list<std::string_view> allowed) const {
+    for (const auto& item : object.items()) {
+      bool known = false;
+      for (const std::string_view key : allowed)
+        known = known || item.key() == key;
+      if (!known)
+        fail(join(path, item.key()), "is not a known key");
+    }
+  }
+
+  const json& member(const json& object, std::string_view path, std::string_view key) const {
+    const auto it = object.find(key);
+    if (it == object.end())
+      fail(join(path, key), "is missing");
+    return *it;
+  }
+
+  const json& object(const json& value, std::string_view path) const {
+    if (!value.is_object())
+      fail(path, "must be a JSON object");
+    return value;
+  }
+
+  double number(const json& value, std::string_view path) const {
+    if (!value.is_number())
+      fail(path, "must be a number");
+    const double v = value.get<double>();
+    if (!std::isfinite(v))
+      fail(path, "must be a finite number");
+    return v;
+  }
+
+  template <std::size_t N>
+  std::array<double, N> numbers(const json& value, std::string_view path) const {
+    if (!value.is_array() || value.size() != N)
+      fail(path, "must be an array of " + std::to_string(N) + " numbers");
+    std::array<double, N> out{};
+    for (std::size_t i = 0; i < N; ++i)
+      out[i] = number(value[i], std::string(path) + "[" + std::to_string(i) + "]");
+    return out;
+  }
+
+  static std::string join(std::string_view path, std::string_view key) {
+    return path.empty() ? std::string(key) : std::string(path) + "." + std::string(key);
+  }
+
+ private:
+  std::string source_;
+};
+
+struct CommonPart {
+  std::array<double, 7> jointMin{};
+  std::array<double, 7> jointMax{};
+  RobJoint home{};
+  std::int32_t coupling{0};
+};
+
+CommonPart readCommon(const Reader& in, const json& doc) {
+  CommonPart common;
+  const json& limits = in.object(in.member(doc, "", "limits"), "limits");
+  in.checkKeys(limits, "limits", {"min", "max", "sumMin", "sumMax"});
+  const auto min = in.numbers<6>(in.member(limits, "limits", "min"), "limits.min");
+  const auto max = in.numbers<6>(in.member(limits, "limits", "max"), "limits.max");
+  for (std::size_t i = 0; i < 6; ++i) {
+    common.jointMin[i] = min[i];
+    common.jointMax[i] = max[i];
+  }
+  common.jointMin[6] = in.number(in.member(limits, "limits", "sumMin"), "limits.sumMin");
+  common.jointMax[6] = in.number(in.member(limits, "limits", "sumMax"), "limits.sumMax");
+  const auto home = in.numbers<6>(in.member(doc, "", "home"), "home");
+  common.home = RobJoint(home[0], home[1], home[2], home[3], home[4], home[5]);
+  const json& coupling = in.member(doc, "", "coupling");
+  if (!coupling.is_boolean())
+    in.fail("coupling", "must be true or false");
+  common.coupling = coupling.get<bool>() ? 1 : 0;
+  return common;
+}
+
+OrthoParallelGeometry readLengths(const Reader& in, const json& value) {
+  const json& lengths = in.object(value, "orthoParallel");
+  in.checkKeys(lengths, "orthoParallel", {"a1", "a2", "b", "c1", "c2", "c3", "c4"});
+  const auto length = [&](std::string_view key) {
+    return in.number(in.member(lengths, "orthoParallel", key), Reader::join("orthoParallel", key));
+  };
+  OrthoParallelGeometry g;
+  g.a1 = length("a1");
+  g.a2 = length("a2");
+  g.b = length("b");
+  g.c1 = length("c1");
+  g.c2 = length("c2");
+  g.c3 = length("c3");
+  g.c4 = length("c4");
+  return g;
+}
+
+RobotConfig readGeneral(const Reader& in, const json& doc, const CommonPart& common) {
+  const json& joints = in.member(doc, "", "joints");
+  if (!joints.is_array() || joints.size() != 6)
+    in.fail("joints",
+            "must be an array of 6 joints, each {\"axis\": [x, y, z], \"point\": [x, y, z]}");
+  std::array<Vec3, 6> axes{};
+  std::array<Pos, 6> points{};
+  for (std::size_t i = 0; i < 6; ++i) {
+    const std::string path = "joints[" + std::to_string(i) + "]";
+    const json& joint = in.object(joints[i], path);
+    in.checkKeys(joint, path, {"axis", "point"});
+    const auto axis = in.numbers<3>(in.member(joint, path, "axis"), path + ".axis");
+    const auto point = in.numbers<3>(in.member(joint, path, "point"), path + ".point");
+    axes[i] = {axis[0], axis[1], axis[2]};
+    points[i] = {point[0], point[1], point[2]};
+    const double length = axes[i].norm();
+    if (std::abs(length - 1.0) > kUnitTolerance) {
+      std::ostringstream what;
+      what << "is not a unit vector (length " << length << ")";
+      in.fail(path + ".axis", what.str());
+    }
+  }
+  const json& flange = in.object(in.member(doc, "", "flangeHome"), "flangeHome");
+  in.checkKeys(flange, "flangeHome", {"position", "orientation"});
+  const auto position =
+      in.numbers<3>(in.member(flange, "flangeHome", "position"), "flangeHome.position");
+  const auto q =
+      in.numbers<4>(in.member(flange, "flangeHome", "orientation"), "flangeHome.orientation");
+  const double norm = std::sqrt(q[0] * q[0] + q[1] * q[1] + q[2] * q[2] + q[3] * q[3]);
+  if (std::abs(norm - 1.0) > kUnitTolerance) {
+    std::ostringstream what;
+    what << "is not a unit quaternion (length " << norm << ")";
+    in.fail("flangeHome.orientation", what.str());
+  }
+  const Transform flangeHome(RotationTemplate<double>(q[0], q[1], q[2], q[3]),
+                             {position[0], position[1], position[2]});
+  const double elbowOffset = in.number(in.member(doc, "", "elbowOffsetRad"), "elbowOffsetRad");
+  return MakeRobotConfig(axes, points, flangeHome, common.jointMin, common.jointMax, common.home,
+                         elbowOffset, common.coupling);
+}
+
+std::string defaultName(const std::string& source) {
+  return std::filesystem::path(source).stem().string();
+}
+
+}  // namespace
+
+Arm defaultArm() {
+  Arm arm;
+  arm.name = "default";
+  arm.source = "embedded";
+  arm.lengths = DefaultArmGeometry();
+  arm.config = DefaultArm();
+  return arm;
+}
+
+Arm armFromJson(const json& doc, const std::string& source) {
+  const Reader in(source);
+  if (!doc.is_object())
+    throw InputError("arm file '" + source + "': the document must be a JSON object");
+  const bool ortho = doc.contains("orthoParallel");
+  const bool general = doc.contains("joints");
+  if (ortho == general)
+    throw InputError("arm file '" + source +
+                     "': give either 'orthoParallel' (the seven lengths) or 'joints' (the general "
+                     "form), not " +
+                     (ortho ? "both" : "neither"));
+  if (ortho)
+    in.checkKeys(doc, "", {"name", "orthoParallel", "limits", "home", "coupling"});
+  else
+    in.checkKeys(doc, "",
+                 {"name", "joints", "flangeHome", "elbowOffsetRad", "limits", "home", "coupling"});
+
+  Arm arm;
+  arm.source = source;
+  arm.name = defaultName(source);
+  if (const auto it = doc.find("name"); it != doc.end()) {
+    if (!it->is_string())
+      in.fail("name", "must be a string");
+    arm.name = it->get<std::string>();
+  }
+  const CommonPart common = readCommon(in, doc);
+  if (ortho) {
+    arm.lengths = readLengths(in, doc.at("orthoParallel"));
+    arm.config = MakeOrthoParallelArm(*arm.lengths, common.jointMin, common.jointMax, common.home,
+                                      common.coupling);
+  } else {
+    arm.config = readGeneral(in, doc, common);
+  }
+  return arm;
+}
+
+Arm loadArm(const std::string& path) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored))
+    throw InputError("arm file '" + path + "' is a directory");
+  std::ifstream file(path, std::ios::binary);
+  if (!file)
+    throw InputError("arm file '" + path + "' cannot be read");
+  json doc;
+  try {
+    doc = json::parse(file);
+  } catch (const json::exception& e) {
+    throw InputError("arm file '" + path + "' is not valid JSON: " + e.what());
+  }
+  return armFromJson(doc, path);
+}
+
+nlohmann::ordered_json armToJson(const Arm& arm) {
+  const RobotConfig& c = arm.config;
+  nlohmann::ordered_json doc;
+  doc["name"] = arm.name;
+  if (arm.lengths) {
+    const OrthoParallelGeometry& g = *arm.lengths;
+    doc["orthoParallel"] = {{"a1", g.a1}, {"a2", g.a2}, {"b", g.b},  {"c1", g.c1},
+                            {"c2", g.c2}, {"c3", g.c3}, {"c4", g.c4}};
+  } else {
+    auto joints = nlohmann::ordered_json::array();
+    for (std::size_t i = 0; i < 6; ++i) {
+      const Vec3& a = c.jointAxes[i];
+      const Pos& p = c.jointPoints[i];
+      joints.push_back({{"axis", {a.x, a.y, a.z}}, {"point", {p.x, p.y, p.z}}});
+    }
+    doc["joints"] = std::move(joints);
+    const Vec3& t = c.flangeHome.translation;
+    const auto& r = c.flangeHome.rotation;
+    doc["flangeHome"] = {{"position", {t.x, t.y, t.z}}, {"orientation", {r.w, r.x, r.y, r.z}}};
+    doc["elbowOffsetRad"] = c.elbowOffset;
+  }
+  auto min = nlohmann::ordered_json::array();
+  auto max = nlohmann::ordered_json::array();
+  for (std::size_t i = 0; i < 6; ++i) {
+    min.push_back(c.jointMin[i]);
+    max.push_back(c.jointMax[i]);
+  }
+  doc["limits"] = {{"min", std::move(min)},
+                   {"max", std::move(max)},
+                   {"sumMin", c.jointMin[6]},
+                   {"sumMax", c.jointMax[6]}};
+  doc["home"] = c.homeJoint.values;
+  doc["coupling"] = c.jointCoupling == 1;
+  return doc;
+}
+
+}  // namespace zor::rob::cli

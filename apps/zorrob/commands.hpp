@@ -1,0 +1,74 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "arm_file.hpp"
+#include "output.hpp"
+#include "zor/rob/joints.hpp"
+#include "zor/rob/vectors.hpp"
+
+// The computations behind the zorrob commands. Each returns its complete Report; none prints.
+// Library exceptions pass through unchanged (the caller turns them into one line on standard
+// error).
+namespace zor::rob::cli {
+
+/// Tolerances of the singularity test: joint values in degrees, the wrist centre's distance
+/// from the joint-1 axis in mm.
+struct SingularityTolerances {
+  double joint{0.001};
+  double wcp{0.001};
+};
+
+/// The robot target, configuration, singularity class and limit verdict of `joints` (degrees).
+Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances& tolerances);
+
+/// The 6x6 space Jacobian of `joints` (degrees), or the body Jacobian when `body` is set.
+Report runJacobian(const Arm& arm, const RobJoint& joints, bool body);
+
+/// The arm's summary: name and origin, lengths or general form, wrist type, elbow, coupling,
+/// flange home pose, home target and the limits.
+Report armSummary(const Arm& arm);
+
+/// The arm's summary, the document that describes it (an arm file) and every member of its
+/// model.
+Report runArm(const Arm& arm);
+
+/// How the tool orientation is interpolated along the circle.
+enum class OriMode { CirPoint, PathFrame, ObjectFrame };
+
+/// \returns the mode called "cirpoint", "path" or "object", or nothing.
+std::optional<OriMode> findOriMode(std::string_view name);
+
+struct CircleRequest {
+  Vec3 start{};
+  Vec3 via{};
+  Vec3 end{};
+  /// The number of evenly spaced fractions from 0 to 1, both included; at least 2.
+  int samples{5};
+  /// The zone at both ends of the arc, by name; its pzoneTcp is the zone distance.
+  std::optional<std::string> zoneName{};
+  /// The orientation modes to sample (the command line gives at most one, the tour all three).
+  std::vector<OriMode> oriModes{};
+  /// Start, circle-point and end orientations (normalised before use); used with oriModes.
+  std::array<Orient, 3> ori{};
+};
+
+/// The circle's geometry, its samples and, with a zone, its entry and exit.
+/// Throws UsageError for an unknown zone name; the library's exceptions for three points that
+/// make no circle and for a zero orientation quaternion.
+Report runCircle(const CircleRequest& request);
+
+enum class TableKind { Speeds, Zones };
+
+/// The predefined speed or zone table.
+Report runTables(TableKind kind);
+
+/// The tour of `arm`: its summary, the home target, the forward kinematics of a few joint
+/// vectors and a circular move with its zones and orientations in each mode.
+Report runTour(const Arm& arm);
+
+}  // namespace zor::rob::cli

@@ -1,0 +1,66 @@
+#include "output.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "detail/format.hpp"
+
+namespace zor::rob::cli {
+
+std::string fixed(double value, int decimals) {
+  char buffer[64];
+  std::snprintf(buffer, sizeof buffer, "%.*f", decimals, value);
+  std::string text(buffer);
+  // "-0.0000" reads as a sign that the value does not have at this precision.
+  if (text.front() == '-' && text.find_first_not_of("-0.") == std::string::npos)
+    text.erase(0, 1);
+  return text;
+}
+
+std::string fixedTriple(const Vec3& v, int decimals) {
+  return "(" + fixed(v.x, decimals) + ", " + fixed(v.y, decimals) + ", " + fixed(v.z, decimals) +
+         ")";
+}
+
+std::string fixedOrient(const Orient& o, int decimals) {
+  return "(" + fixed(o.q1, decimals) + ", " + fixed(o.q2, decimals) + ", " + fixed(o.q3, decimals) +
+         ", " + fixed(o.q4, decimals) + ")";
+}
+
+std::string shortestNumber(double value) {
+  return detail::shortest(value);
+}
+
+std::string Table::render(std::string_view indent) const {
+  std::vector<std::size_t> widths(align_.size(), 0);
+  for (const auto& row : rows_)
+    for (std::size_t c = 0; c < row.size() && c < widths.size(); ++c)
+      widths[c] = std::max(widths[c], row[c].size());
+  std::string out;
+  for (const auto& row : rows_) {
+    std::string line(indent);
+    for (std::size_t c = 0; c < row.size() && c < widths.size(); ++c) {
+      if (c > 0)
+        line += "  ";
+      const std::string pad(widths[c] - row[c].size(), ' ');
+      line += align_[c] == Align::Right ? pad + row[c] : row[c] + pad;
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    out += line;
+    out += '\n';
+  }
+  return out;
+}
+
+nlohmann::ordered_json toJson(const Vec3& v) {
+  return {v.x, v.y, v.z};
+}
+nlohmann::ordered_json toJson(const Pos& p) {
+  return {p.x, p.y, p.z};
+}
+nlohmann::ordered_json toJson(const Orient& o) {
+  return {o.q1, o.q2, o.q3, o.q4};
+}
+
+}  // namespace zor::rob::cli

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstddef>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "zor/rob/vectors.hpp"
+
+// Text and JSON building blocks shared by the commands. Every command builds its whole output
+// as a Report and prints it only at the end, so an error never leaves half a result behind.
+namespace zor::rob::cli {
+
+/// Decimals of lengths (mm) in the text tables.
+inline constexpr int kLengthDecimals = 4;
+/// Decimals of unitless numbers (unit vectors, quaternion components, fractions, radians).
+inline constexpr int kUnitDecimals = 6;
+
+/// What a command produced: a plain text for people and a JSON document for scripts.
+struct Report {
+  std::string text{};
+  nlohmann::ordered_json json{};
+};
+
+/// \returns `value` in fixed notation with `decimals` decimals; a value that rounds to zero
+/// prints without a minus sign.
+std::string fixed(double value, int decimals);
+
+/// \returns "(x, y, z)" with each component in fixed notation.
+std::string fixedTriple(const Vec3& v, int decimals);
+
+/// \returns "(q1, q2, q3, q4)" with each component in fixed notation.
+std::string fixedOrient(const Orient& o, int decimals);
+
+/// \returns the shortest text that reads back to the same double (100, 0.1, 1e+20).
+std::string shortestNumber(double value);
+
+/// A table of text cells whose columns are padded to their widest cell. Cells of a left-aligned
+/// column are padded on the right, cells of a right-aligned column on the left; columns are
+/// separated by two spaces and no line carries trailing blanks.
+class Table {
+ public:
+  enum class Align { Left, Right };
+
+  explicit Table(std::vector<Align> align) : align_(std::move(align)) {}
+
+  /// Appends a row; it may have fewer cells than there are columns.
+  void addRow(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
+
+  /// \returns the rows, one line each ("\n"-terminated), each preceded by `indent`.
+  std::string render(std::string_view indent = "") const;
+
+ private:
+  std::vector<Align> align_;
+  std::vector<std::vector<std::string>> rows_;
+};
+
+/// Lines of "label  value" with the labels padded to the widest one.
+class Fields {
+ public:
+  void add(std::string label, std::string value) {
+    table_.addRow({std::move(label), std::move(value)});
+  }
+  /// \returns the lines, each preceded by `indent`.
+  std::string render(std::string_view indent = "") const { return table_.render(indent); }
+
+ private:
+  Table table_{{Table::Align::Left, Table::Align::Left}};
+};
+
+/// JSON forms of the geometry values: arrays [x, y, z] and [q1, q2, q3, q4].
+nlohmann::ordered_json toJson(const Vec3& v);
+nlohmann::ordered_json toJson(const Pos& p);
+nlohmann::ordered_json toJson(const Orient& o);
+
+}  // namespace zor::rob::cli

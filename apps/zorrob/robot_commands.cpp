@@ -1,0 +1,320 @@
+// zorrob fk, jacobian and arm: what the library computes from an arm model.
+#include <array>
+#include <cstddef>
+#include <numbers>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "commands.hpp"
+#include "zor/rob/robot_config.hpp"
+
+namespace zor::rob::cli {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Align = Table::Align;
+
+constexpr double kDegPerRad = 180.0 / std::numbers::pi;
+
+std::string armLabel(const Arm& arm) {
+  return arm.name + " (" + arm.source + ")";
+}
+
+Json armReference(const Arm& arm) {
+  return {{"name", arm.name}, {"source", arm.source}};
+}
+
+/// The text of anything with a stream form, written to a default-formatted stream.
+template <typename T>
+std::string streamText(const T& value) {
+  std::ostringstream os;
+  os << value;
+  return os.str();
+}
+
+Json jointsJson(const RobJoint& joints) {
+  return joints.values;
+}
+
+std::string range(double min, double max) {
+  return shortestNumber(min) + " .. " + shortestNumber(max);
+}
+
+Json screwJson(const ScrewAxis& s) {
+  return {s.w.x, s.w.y, s.w.z, s.v.x, s.v.y, s.v.z};
+}
+
+Pose transformPose(const Transform& t) {
+  return Pose(t.translation.toPos(), t.rotation.toOrient());
+}
+
+/// The table of six screw axes, one row per joint.
+std::string screwTable(const std::array<ScrewAxis, 6>& axes) {
+  Table table(std::vector<Align>(7, Align::Right));
+  table.addRow({"joint", "wx", "wy", "wz", "vx", "vy", "vz"});
+  for (std::size_t i = 0; i < 6; ++i) {
+    std::vector<std::string> row{std::to_string(i + 1)};
+    for (int k = 0; k < 6; ++k)
+      row.push_back(fixed(axes[i][k], kUnitDecimals));
+    table.addRow(std::move(row));
+  }
+  return table.render("  ");
+}
+
+struct LimitVerdict {
+  std::array<bool, 6> joints{};
+  /// Only with coupled limits: whether joint 2 + joint 3 lies within its limits.
+  std::optional<bool> sum{};
+  bool allowed{true};
+  std::string text{};
+};
+
+LimitVerdict checkLimits(const RobotConfig& c, const RobJoint& joints) {
+  const auto& v = joints.values;
+  LimitVerdict verdict;
+  std::vector<std::string> outside;
+  for (std::size_t i = 0; i < 6; ++i) {
+    // For joints 2 and 3 the other joint of the pair matters when the limits are coupled.
+    const double other = i == 1 ? v[2] : (i == 2 ? v[1] : 0.0);
+    verdict.joints[i] = c.isJointAllowed(static_cast<int>(i), v[i], other);
+    if (!verdict.joints[i] && !(c.jointMin[i] - RobotConfig::kJointLimitTolerance < v[i] &&
+                                v[i] < c.jointMax[i] + RobotConfig::kJointLimitTolerance)) {
+      outside.push_back("joint " + std::to_string(i + 1) + " = " + shortestNumber(v[i]) +
+                        " not in " + range(c.jointMin[i], c.jointMax[i]));
+    }
+  }
+  if (c.jointCoupling == 1) {
+    const double sum = v[1] + v[2];
+    verdict.sum = c.isJointAllowed(6, sum, 0.0);
+    if (!*verdict.sum)
+      outside.push_back("joint 2 + joint 3 = " + shortestNumber(sum) + " not in " +
+                        range(c.jointMin[6], c.jointMax[6]));
+  }
+  for (const bool ok : verdict.joints)
+    verdict.allowed = verdict.allowed && ok;
+  if (verdict.allowed) {
+    verdict.text = "within limits";
+  } else {
+    verdict.text = "outside limits:";
+    for (std::size_t i = 0; i < outside.size(); ++i)
+      verdict.text += (i == 0 ? " " : "; ") + outside[i];
+  }
+  return verdict;
+}
+
+}  // namespace
+
+Report armSummary(const Arm& arm) {
+  const RobotConfig& c = arm.config;
+  Report report;
+  Json& json = report.json;
+  json["name"] = arm.name;
+  json["source"] = arm.source;
+  Fields fields;
+  fields.add("arm", armLabel(arm));
+  if (arm.lengths) {
+    const OrthoParallelGeometry& g = *arm.lengths;
+    json["kind"] = "ortho-parallel";
+    json["lengths"] = {{"a1", g.a1}, {"a2", g.a2}, {"b", g.b},  {"c1", g.c1},
+                       {"c2", g.c2}, {"c3", g.c3}, {"c4", g.c4}};
+    fields.add("geometry", "ortho-parallel, a1 " + shortestNumber(g.a1) + ", a2 " +
+                               shortestNumber(g.a2) + ", b " + shortestNumber(g.b) + ", c1 " +
+                               shortestNumber(g.c1) + ", c2 " + shortestNumber(g.c2) + ", c3 " +
+                               shortestNumber(g.c3) + ", c4 " + shortestNumber(g.c4) + " (mm)");
+  } else {
+    json["kind"] = "general";
+    fields.add("geometry", "general (joint axes and points given)");
+  }
+  json["sphericalWrist"] = c.sphericalWrist;
+  json["wcpZOffset"] = c.getWcpZOffset();
+  fields.add("wrist", c.sphericalWrist ? "spherical, centre " + shortestNumber(c.getWcpZOffset()) +
+                                             " mm behind the flange"
+                                       : "not spherical (the axes of joints 4 to 6 do not meet "
+                                         "in one point)");
+  json["elbowOffset"] = c.elbowOffset;
+  fields.add("elbow", "stretched at joint 3 = " + fixed(-c.elbowOffset * kDegPerRad, 4) +
+                          " deg (elbow offset " + fixed(c.elbowOffset, kUnitDecimals) + " rad)");
+  json["coupling"] = c.jointCoupling == 1;
+  fields.add("coupling", c.jointCoupling == 1
+                             ? std::string("on, joint 2 + joint 3 within ") +
+                                   range(c.jointMin[6], c.jointMax[6])
+                             : std::string("off, the joint 2 + joint 3 limits do not apply"));
+  const Pose flange = transformPose(c.flangeHome);
+  json["flangeHome"] = {{"position", toJson(flange.pos)}, {"orientation", toJson(flange.orient)}};
+  fields.add("flange home", flange.toString());
+  const RobTarget home = c.getHomeTarget();
+  json["homeTarget"] = home.toString();
+  fields.add("home target", home.toString());
+
+  Table limits({Align::Left, Align::Right, Align::Right, Align::Right});
+  limits.addRow({"joint", "min", "max", "home"});
+  auto limitsJson = Json::array();
+  for (std::size_t i = 0; i < 6; ++i) {
+    limits.addRow({std::to_string(i + 1), shortestNumber(c.jointMin[i]),
+                   shortestNumber(c.jointMax[i]), shortestNumber(c.homeJoint.values[i])});
+    limitsJson.push_back({{"min", c.jointMin[i]}, {"max", c.jointMax[i]}});
+  }
+  limits.addRow({"2 + 3", shortestNumber(c.jointMin[6]), shortestNumber(c.jointMax[6])});
+  json["limits"] = {
+      {"joints", std::move(limitsJson)}, {"sumMin", c.jointMin[6]}, {"sumMax", c.jointMax[6]}};
+  json["homeJoint"] = jointsJson(c.homeJoint);
+  report.text = fields.render() + "limits (degrees)\n" + limits.render("  ");
+  return report;
+}
+
+Report runArm(const Arm& arm) {
+  const RobotConfig& c = arm.config;
+  Report report;
+  const Report summary = armSummary(arm);
+  report.json["command"] = "arm";
+  report.json["arm"] = summary.json;
+  report.json["description"] = armToJson(arm);
+
+  Json model;
+  auto screws = [](const std::array<ScrewAxis, 6>& axes) {
+    auto out = Json::array();
+    for (const ScrewAxis& s : axes)
+      out.push_back(screwJson(s));
+    return out;
+  };
+  model["spaceScrewAxes"] = screws(c.spaceScrewAxes);
+  model["bodyScrewAxes"] = screws(c.bodyScrewAxes);
+  model["jointMax"] = c.jointMax;
+  model["jointMin"] = c.jointMin;
+  model["homeJoint"] = jointsJson(c.homeJoint);
+  auto points = Json::array();
+  auto axes = Json::array();
+  for (std::size_t i = 0; i < 6; ++i) {
+    points.push_back(toJson(c.jointPoints[i]));
+    axes.push_back(toJson(c.jointAxes[i]));
+  }
+  model["jointPoints"] = std::move(points);
+  const auto& r = c.flangeHome.rotation;
+  model["flangeHome"] = {{"rotation", {r.w, r.x, r.y, r.z}},
+                         {"translation", toJson(c.flangeHome.translation)}};
+  model["jointAxes"] = std::move(axes);
+  model["elbowOffset"] = c.elbowOffset;
+  model["jointCoupling"] = c.jointCoupling;
+  model["sphericalWrist"] = c.sphericalWrist;
+  report.json["model"] = std::move(model);
+
+  Table joints(std::vector<Align>(7, Align::Right));
+  joints.addRow({"joint", "axis x", "axis y", "axis z", "point x", "point y", "point z"});
+  for (std::size_t i = 0; i < 6; ++i) {
+    const Vec3& a = c.jointAxes[i];
+    const Pos& p = c.jointPoints[i];
+    joints.addRow({std::to_string(i + 1), fixed(a.x, kUnitDecimals), fixed(a.y, kUnitDecimals),
+                   fixed(a.z, kUnitDecimals), fixed(p.x, kLengthDecimals),
+                   fixed(p.y, kLengthDecimals), fixed(p.z, kLengthDecimals)});
+  }
+  report.text = summary.text + "\njoint axes and points (base frame, home position, mm)\n" +
+                joints.render("  ") + "\nscrew axes in the base frame (angular part first)\n" +
+                screwTable(c.spaceScrewAxes) +
+                "\nscrew axes in the flange frame (angular part first)\n" +
+                screwTable(c.bodyScrewAxes);
+  return report;
+}
+
+Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances& tolerances) {
+  RobotConfig config = arm.config;  // the singularity test is not declared const
+  const RobTarget target = config.getRobTarget(joints);
+  const Pos wcp = config.tcpToWcp(target.pose);
+  const SingularityType singularity =
+      config.isConfSingular(joints, target.pose, tolerances.joint, tolerances.wcp);
+  const LimitVerdict limits = checkLimits(config, joints);
+  const ConfData& conf = target.robConf;
+
+  Report report;
+  Json& json = report.json;
+  json["command"] = "fk";
+  json["arm"] = armReference(arm);
+  json["joints"] = jointsJson(joints);
+  json["target"] = {
+      {"position", toJson(target.pose.pos)},
+      {"orientation", toJson(target.pose.orient)},
+      {"conf", {conf.cf1, conf.cf4, conf.cf6, conf.cfx}},
+      {"extJoint", target.extJoint.values},
+      {"text",
+       {{"brace", target.toString()},
+        {"ostrel", target.toOstrelString()},
+        {"stream", streamText(target)}}},
+  };
+  json["conf"] = {
+      {"cf1", conf.cf1},
+      {"cf4", conf.cf4},
+      {"cf6", conf.cf6},
+      {"cfx", conf.cfx},
+      {"text",
+       {{"brace", conf.toString()},
+        {"ui", conf.toUIString()},
+        {"ostrel", conf.toOstrelString()},
+        {"krl", conf.toKrlString()},
+        {"stream", streamText(conf)}}},
+  };
+  json["wristCentre"] = toJson(wcp);
+  json["singularity"] = streamText(singularity);
+  json["singularityTolerances"] = {{"joint", tolerances.joint}, {"wcp", tolerances.wcp}};
+  Json limitsJson{{"allowed", limits.allowed}, {"joints", limits.joints}};
+  if (limits.sum)
+    limitsJson["sum"] = *limits.sum;
+  json["limits"] = std::move(limitsJson);
+
+  Fields fields;
+  fields.add("arm", armLabel(arm));
+  fields.add("joints", joints.toString() + " deg");
+  fields.add("target", target.toString());
+  fields.add("  Ostrel", target.toOstrelString());
+  fields.add("  stream", streamText(target));
+  fields.add("configuration", conf.toString());
+  fields.add("  UI", conf.toUIString());
+  fields.add("  Ostrel", conf.toOstrelString());
+  fields.add("  KRL", conf.toKrlString());
+  fields.add("  stream", streamText(conf));
+  fields.add("wrist centre", fixedTriple(wcp.toVec3(), kLengthDecimals) + " mm");
+  fields.add("singularity", streamText(singularity));
+  fields.add("limits", limits.text);
+  report.text = fields.render();
+  return report;
+}
+
+Report runJacobian(const Arm& arm, const RobJoint& joints, bool body) {
+  const RobotConfig& c = arm.config;
+  const GeometricJacobian jac = body ? c.getBodyJacobian(joints) : c.getSpaceJacobian(joints);
+  static constexpr std::array<const char*, 6> kRows{"wx", "wy", "wz", "vx", "vy", "vz"};
+
+  Report report;
+  Json& json = report.json;
+  json["command"] = "jacobian";
+  json["arm"] = armReference(arm);
+  json["joints"] = jointsJson(joints);
+  json["frame"] = body ? "body" : "space";
+  json["rows"] = kRows;
+  auto matrix = Json::array();
+  Table table(std::vector<Align>(7, Align::Right));
+  table.addRow({"", "joint 1", "joint 2", "joint 3", "joint 4", "joint 5", "joint 6"});
+  for (int r = 0; r < 6; ++r) {
+    auto row = Json::array();
+    std::vector<std::string> cells{kRows[static_cast<std::size_t>(r)]};
+    for (int col = 0; col < 6; ++col) {
+      row.push_back(jac(r, col));
+      cells.push_back(fixed(jac(r, col), kUnitDecimals));
+    }
+    matrix.push_back(std::move(row));
+    table.addRow(std::move(cells));
+  }
+  json["matrix"] = std::move(matrix);
+
+  Fields fields;
+  fields.add("arm", armLabel(arm));
+  fields.add("joints", joints.toString() + " deg");
+  report.text =
+      fields.render() + (body ? "body" : "space") +
+      " Jacobian: column i is the screw axis of joint i in the " + (body ? "flange" : "base") +
+      " frame;\nrows wx wy wz angular (unitless), vx vy vz linear (mm)\n" + table.render("  ");
+  return report;
+}
+
+}  // namespace zor::rob::cli

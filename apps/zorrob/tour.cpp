@@ -1,0 +1,90 @@
+// zorrob without a command: a short tour of what the library computes for one arm.
+#include <numbers>
+#include <string>
+#include <vector>
+
+#include "commands.hpp"
+
+namespace zor::rob::cli {
+
+namespace {
+
+std::string heading(const std::string& title) {
+  return "\n== " + title + " ==\n";
+}
+
+/// Indents every line of `text` by two spaces.
+std::string indented(const std::string& text) {
+  std::string out;
+  bool lineStart = true;
+  for (const char ch : text) {
+    if (lineStart && ch != '\n')
+      out += "  ";
+    out += ch;
+    lineStart = ch == '\n';
+  }
+  return out;
+}
+
+/// The joint vectors of the tour after the home position: an ordinary pose with the wrist
+/// flipped, the stretched elbow of this arm and a pose beyond the joint-2 limit of the default
+/// arm.
+std::vector<RobJoint> tourJoints(const Arm& arm) {
+  const double stretched = -arm.config.elbowOffset * 180.0 / std::numbers::pi;
+  return {RobJoint(30, -20, 45, 60, -45, 90), RobJoint(0, 20, stretched, 0, 30, 0),
+          RobJoint(-45, 160, -30, 0, 60, 0)};
+}
+
+/// A circular move in front of the default arm: a horizontal half circle of radius 300 mm about
+/// (700, 0, 500). The tool points down at the start, has turned 45 degrees about the base z axis
+/// at the via point and ends turned 90 degrees about z and tilted 30 degrees about base x, so
+/// that the three orientation modes give different orientations along the arc.
+CircleRequest tourCircle() {
+  CircleRequest c;
+  c.start = {700, -300, 500};
+  c.via = {1000, 0, 500};
+  c.end = {700, 300, 500};
+  c.samples = 5;
+  c.zoneName = "z50";
+  c.oriModes = {OriMode::CirPoint, OriMode::PathFrame, OriMode::ObjectFrame};
+  c.ori = {
+      Orient{0, 0, 1, 0}, Orient{0, -0.3826834323650898, 0.9238795325112867, 0},
+      Orient{0.1830127018922193, -0.6830127018922193, 0.6830127018922194, 0.18301270189221933}};
+  return c;
+}
+
+}  // namespace
+
+Report runTour(const Arm& arm) {
+  Report report;
+  auto& json = report.json;
+  json["command"] = "tour";
+
+  const Report summary = armSummary(arm);
+  json["arm"] = summary.json;
+  report.text = "zorrob: a short tour of the arm '" + arm.name +
+                "'. Lengths in mm, joint values in degrees.\n" + heading("The arm") +
+                indented(summary.text);
+
+  const Report home = runFk(arm, arm.config.getHomeJoint(), SingularityTolerances{});
+  json["home"] = home.json;
+  report.text += heading("The home target") + indented(home.text);
+
+  auto fks = nlohmann::ordered_json::array();
+  report.text += heading("Forward kinematics");
+  bool first = true;
+  for (const RobJoint& joints : tourJoints(arm)) {
+    const Report fk = runFk(arm, joints, SingularityTolerances{});
+    report.text += (first ? "" : "\n") + indented(fk.text);
+    first = false;
+    fks.push_back(fk.json);
+  }
+  json["fk"] = std::move(fks);
+
+  const Report circle = runCircle(tourCircle());
+  json["circle"] = circle.json;
+  report.text += heading("A circular move through three points, zone z50") + indented(circle.text);
+  return report;
+}
+
+}  // namespace zor::rob::cli
