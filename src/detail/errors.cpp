@@ -6,8 +6,12 @@
 
 namespace zor::rob::detail {
 
-void throwZeroQuaternion() { throw std::logic_error(msg::kZeroQuaternion); }
+void throwZeroQuaternion() {
+  throw std::logic_error(msg::kZeroQuaternion);
+}
 
-void throwZeroLengthVector() { throw std::overflow_error(msg::kZeroLengthVector); }
+void throwZeroLengthVector() {
+  throw std::overflow_error(msg::kZeroLengthVector);
+}
 
 }  // namespace zor::rob::detail
