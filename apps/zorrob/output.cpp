@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <initializer_list>
 
 #include "detail/format.hpp"
 
@@ -18,14 +19,28 @@ std::string fixed(double value, int decimals) {
   return text;
 }
 
+namespace {
+
+// "(a, b, ...)" in fixed notation.
+std::string fixedTuple(std::initializer_list<double> values, int decimals) {
+  std::string out = "(";
+  for (const double v : values) {
+    if (out.size() > 1)
+      out += ", ";
+    out += fixed(v, decimals);
+  }
+  out += ')';
+  return out;
+}
+
+}  // namespace
+
 std::string fixedTriple(const Vec3& v, int decimals) {
-  return "(" + fixed(v.x, decimals) + ", " + fixed(v.y, decimals) + ", " + fixed(v.z, decimals) +
-         ")";
+  return fixedTuple({v.x, v.y, v.z}, decimals);
 }
 
 std::string fixedOrient(const Orient& o, int decimals) {
-  return "(" + fixed(o.q1, decimals) + ", " + fixed(o.q2, decimals) + ", " + fixed(o.q3, decimals) +
-         ", " + fixed(o.q4, decimals) + ")";
+  return fixedTuple({o.q1, o.q2, o.q3, o.q4}, decimals);
 }
 
 std::string shortestNumber(double value) {
