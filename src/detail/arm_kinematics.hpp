@@ -16,6 +16,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "detail/sincos.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/robot_config.hpp"
@@ -72,22 +73,29 @@ inline Transform jointMotion(const Vec3Template<double>& axis, const PosTemplate
 /// that are not all unit vectors. Out of line: the hot path never comes here.
 Transform flangePoseOfAnyAxes(const RobotConfig& robot, const RobJoint& joints);
 
-/// \returns the flange pose e1 · … · e6 · flangeHome. The products keep the raw quaternion
-/// product: every factor is a unit quaternion, which the normalisation rule would leave as it
-/// is anyway.
-inline Transform flangePose(const RobotConfig& robot, const RobJoint& joints) {
-  // All six sine/cosine pairs first: no value has to survive a call. The axis test runs
-  // alongside.
-  std::array<double, 6> sh{};
-  std::array<double, 6> ch{};
+/// The sine and cosine of half a joint angle.
+struct HalfAngleSinCos {
+  double sin{0.0};
+  double cos{1.0};
+};
+
+/// \returns the flange pose e1 · … · e6 · flangeHome, and in `joint1` the sine and cosine of
+/// half of joint 1 (radians). The products keep the raw quaternion product: every factor is a
+/// unit quaternion, which the normalisation rule would leave as it is anyway.
+inline Transform flangePose(const RobotConfig& robot, const RobJoint& joints,
+                            HalfAngleSinCos& joint1) {
+  // All six sine/cosine pairs first, two at a time.
+  std::array<double, 6> half{};
   bool unit = true;
 #pragma GCC unroll 6
   for (std::size_t i = 0; i < 6; ++i) {
     unit = unit & isUnit(robot.jointAxes[i]);
-    const double half = degToRad(joints.values[i]) * 0.5;
-    sh[i] = std::sin(half);
-    ch[i] = std::cos(half);
+    half[i] = degToRad(joints.values[i]) * 0.5;
   }
+  std::array<double, 6> sh{};
+  std::array<double, 6> ch{};
+  sinCos(half, sh, ch);
+  joint1 = {sh[0], ch[0]};
   if (!unit) [[unlikely]]
     return flangePoseOfAnyAxes(robot, joints);
   // Rotation: the quaternion product q1 · … · q6 · qM.
@@ -141,19 +149,26 @@ struct HalfAngles {
 };
 
 /// \returns the angles of joints First to Last − 1 with the sines and cosines of their halves,
-/// all sine/cosine pairs computed in one go so that no value has to survive a call, and tests
-/// the screws of those joints.
+/// all sine/cosine pairs computed in one go, two at a time, and tests the screws of those
+/// joints.
 template <std::size_t First, std::size_t Last>
 inline HalfAngles halfAngles(const RobJoint& joints, double sign,
                              const std::array<ScrewAxis, 6>& screws) {
   HalfAngles h;
+  std::array<double, Last - First> half{};
 #pragma GCC unroll 6
   for (std::size_t i = First; i < Last; ++i) {
     h.unitScrews = h.unitScrews & isUnit(screws[i].w);
     h.theta[i] = sign * degToRad(joints.values[i]);
-    const double half = h.theta[i] * 0.5;
-    h.sh[i] = std::sin(half);
-    h.ch[i] = std::cos(half);
+    half[i - First] = h.theta[i] * 0.5;
+  }
+  std::array<double, Last - First> sh{};
+  std::array<double, Last - First> ch{};
+  sinCos(half, sh, ch);
+#pragma GCC unroll 6
+  for (std::size_t i = First; i < Last; ++i) {
+    h.sh[i] = sh[i - First];
+    h.ch[i] = ch[i - First];
   }
   return h;
 }
@@ -174,7 +189,7 @@ inline Transform unitScrewExp(const ScrewAxis& s, double sh, double ch, double t
 /// A 3x3 rotation matrix, row by row: turning several vectors by one quaternion is cheaper
 /// through its matrix.
 struct RotationMatrix {
-  double m00, m01, m02, m10, m11, m12, m20, m21, m22;
+  double m00{}, m01{}, m02{}, m10{}, m11{}, m12{}, m20{}, m21{}, m22{};
 
   /// The matrix of the unit quaternion `q`.
   explicit RotationMatrix(const RotationTemplate<double>& q) {
@@ -234,9 +249,16 @@ inline void moveScrews(GeometricJacobian& jac, const std::array<Transform, 5>& e
   }
 }
 
-/// \returns the configuration of the joint solution `joints` whose flange pose `flange` is
-/// already known (ConfData::FromRobJoint without computing the pose again).
+/// \returns the flange pose e1 · … · e6 · flangeHome.
+inline Transform flangePose(const RobotConfig& robot, const RobJoint& joints) {
+  HalfAngleSinCos joint1;
+  return flangePose(robot, joints, joint1);
+}
+
+/// \returns the configuration of the joint solution `joints` whose flange pose `flange` and
+/// half joint-1 sine and cosine `joint1` (as flangePose gives them) are already known:
+/// ConfData::FromRobJoint without computing the pose again.
 ConfData confFromFlangePose(const RobJoint& joints, const RobotConfig& robot,
-                            const Transform& flange);
+                            const Transform& flange, const HalfAngleSinCos& joint1);
 
 }  // namespace zor::rob::detail

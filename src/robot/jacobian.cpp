@@ -24,9 +24,8 @@ void putColumn(GeometricJacobian& jac, Eigen::Index c, const ScrewAxis& s) {
 // exponential normalises the axis (and throws for a zero one) and the products compose whole
 // transforms. Out of line: the hot paths never come here.
 
-[[gnu::noinline]] GeometricJacobian spaceJacobianOfAnyScrews(const RobotConfig& robot,
-                                                             const RobJoint& joints) {
-  GeometricJacobian jac;
+[[gnu::noinline]] void spaceJacobianOfAnyScrews(const RobotConfig& robot, const RobJoint& joints,
+                                                GeometricJacobian& jac) {
   putColumn(jac, 0, robot.spaceScrewAxes[0]);
   Transform t = robot.spaceScrewAxes[0].T(detail::degToRad(joints.values[0]));
   for (std::size_t i = 1; i < 6; ++i) {
@@ -34,33 +33,33 @@ void putColumn(GeometricJacobian& jac, Eigen::Index c, const ScrewAxis& s) {
     if (i < 5)
       t *= robot.spaceScrewAxes[i].T(detail::degToRad(joints.values[i]));
   }
-  return jac;
 }
 
-[[gnu::noinline]] GeometricJacobian bodyJacobianOfAnyScrews(const RobotConfig& robot,
-                                                            const RobJoint& joints) {
-  GeometricJacobian jac;
+[[gnu::noinline]] void bodyJacobianOfAnyScrews(const RobotConfig& robot, const RobJoint& joints,
+                                               GeometricJacobian& jac) {
   putColumn(jac, 5, robot.bodyScrewAxes[5]);
   Transform t;
   for (std::size_t i = 5; i >= 1; --i) {
     t *= robot.bodyScrewAxes[i].T(-detail::degToRad(joints.values[i]));
     putColumn(jac, static_cast<Eigen::Index>(i - 1), t.adjoint(robot.bodyScrewAxes[i - 1]));
   }
-  return jac;
 }
 
 }  // namespace
 
 // Column i = Ad(T) S_i with T = e^[S0]θ0 ⋯ e^[Si−1]θi−1, built up on the right.
 GeometricJacobian RobotConfig::getSpaceJacobian(const RobJoint& joints) const {
+  // One named result on every path, so that it is built in place.
+  GeometricJacobian jac;
   const detail::HalfAngles h = detail::halfAngles<0, 5>(joints, 1.0, spaceScrewAxes);
-  if (!h.unitScrews) [[unlikely]]
-    return spaceJacobianOfAnyScrews(*this, joints);
+  if (!h.unitScrews) [[unlikely]] {
+    spaceJacobianOfAnyScrews(*this, joints, jac);
+    return jac;
+  }
   std::array<Transform, 5> e;
 #pragma GCC unroll 6
   for (std::size_t i = 0; i < 5; ++i)
     e[i] = detail::unitScrewExp(spaceScrewAxes[i], h.sh[i], h.ch[i], h.theta[i]);
-  GeometricJacobian jac;
   putColumn(jac, 0, spaceScrewAxes[0]);
   detail::moveScrews(
       jac, e, [this](std::size_t k) -> const ScrewAxis& { return spaceScrewAxes[k + 1]; },
@@ -70,14 +69,17 @@ GeometricJacobian RobotConfig::getSpaceJacobian(const RobJoint& joints) const {
 
 // Column i − 1 = Ad(T) B_i−1 with T = e^−[B5]θ5 ⋯ e^−[Bi]θi, built up on the right.
 GeometricJacobian RobotConfig::getBodyJacobian(const RobJoint& joints) const {
+  // One named result on every path, so that it is built in place.
+  GeometricJacobian jac;
   const detail::HalfAngles h = detail::halfAngles<1, 6>(joints, -1.0, bodyScrewAxes);
-  if (!h.unitScrews) [[unlikely]]
-    return bodyJacobianOfAnyScrews(*this, joints);
+  if (!h.unitScrews) [[unlikely]] {
+    bodyJacobianOfAnyScrews(*this, joints, jac);
+    return jac;
+  }
   std::array<Transform, 5> e;
 #pragma GCC unroll 6
   for (std::size_t k = 0; k < 5; ++k)
     e[k] = detail::unitScrewExp(bodyScrewAxes[5 - k], h.sh[5 - k], h.ch[5 - k], h.theta[5 - k]);
-  GeometricJacobian jac;
   putColumn(jac, 5, bodyScrewAxes[5]);
   detail::moveScrews(
       jac, e, [this](std::size_t k) -> const ScrewAxis& { return bodyScrewAxes[4 - k]; },

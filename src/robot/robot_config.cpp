@@ -47,10 +47,11 @@ PosTemplate<double> RobotConfig::tcpToWcp(const PoseTemplate<double>& flangePose
 
 RobTarget RobotConfig::getRobTarget(const RobJoint& joints) const {
   // The flange pose serves both the target's pose and its configuration: computed once.
-  const Transform flange = detail::flangePose(*this, joints);
+  detail::HalfAngleSinCos joint1;
+  const Transform flange = detail::flangePose(*this, joints, joint1);
   const RotationTemplate<double>& r = flange.rotation;
   RobTarget target(PoseTemplate<double>(flange.translation.toPos(), {r.w, r.x, r.y, r.z}));
-  target.robConf = detail::confFromFlangePose(joints, *this, flange);
+  target.robConf = detail::confFromFlangePose(joints, *this, flange, joint1);
   return target;
 }
 

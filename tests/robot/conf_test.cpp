@@ -117,6 +117,33 @@ TEST(ConfDataFromRobJoint, AngleDifferenceIsNotWrapped) {
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(-179, 0, 5, 0, 30, 0), arm).cfx, 0);
 }
 
+TEST(ConfDataFromRobJoint, ShoulderSideOverManyTurnsOfJointOne) {
+  // Joint 1 swept over three turns for wrist centres in every direction: the shoulder bit is the
+  // unwrapped comparison |phi - j1| <= 90 everywhere (values within 1e-6 of the boundary, where
+  // the last bit of phi decides, are left out).
+  for (double phi : {0.0, 37.0, 90.0, 135.5, 179.0, 179.9, -179.0, -90.0, -44.0, -0.001}) {
+    const RobotConfig arm = fixedWristArm(phi);
+    for (double j1 = -540; j1 <= 540; j1 += 0.75) {
+      if (std::abs(std::abs(phi - j1) - 90.0) < 1e-6)
+        continue;
+      const RobJoint j(j1, 0, 5, 0, 30, 0);
+      const int cfx = ConfData::FromRobJoint(j, arm).cfx;
+      EXPECT_EQ(cfx, referenceCfx(arm, j)) << phi << ", " << j1;
+      EXPECT_EQ(cfx >= 4, std::abs(phi - j1) > 90.0) << phi << ", " << j1;
+    }
+  }
+}
+
+TEST(ConfDataFromRobJoint, ShoulderSideForHugeAndNonFiniteJointOne) {
+  const RobotConfig arm = fixedWristArm(0);
+  EXPECT_GE(ConfData::FromRobJoint(RobJoint(1e7, 0, 5, 0, 30, 0), arm).cfx, 4);
+  EXPECT_GE(ConfData::FromRobJoint(RobJoint(-1e9, 0, 5, 0, 30, 0), arm).cfx, 4);
+  EXPECT_GE(ConfData::FromRobJoint(
+                RobJoint(std::numeric_limits<double>::quiet_NaN(), 0, 5, 0, 30, 0), arm)
+                .cfx,
+            4);
+}
+
 TEST(ConfDataFromRobJoint, AllThreeBits) {
   const RobotConfig arm = fixedWristArm(0);  // elbowOffset 0
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(120, 0, 0, 0, -10, 0), arm), ConfData(1, 0, 0, 7));
