@@ -21,7 +21,7 @@ TEST(MakeRobotConfig, FillsEveryMemberAndRunsTheSetUp) {
   std::array<Vec3, 6> axes;
   std::array<Pos, 6> points;
   for (std::size_t i = 0; i < 6; ++i) {
-    axes[i] = test::randomUnit(random);
+    axes[i] = test::randomAxis(random);
     points[i] = {random.uniform(-500, 500), random.uniform(-500, 500), random.uniform(-500, 500)};
   }
   const Transform flange(RotationTemplate<double>(0.7, Vec3{1, 2, 3}), {10, 20, 30});

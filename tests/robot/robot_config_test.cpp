@@ -417,8 +417,8 @@ TEST(RobotConfigSetUp, BodyScrewAxesAreSpaceAxesSeenFromTheFlange) {
     robot.computeScrewAxisInTcp();
     const test::Mat6 ad = test::adjointMatrix(toMatrix(robot.flangeHome).inverse());
     for (std::size_t i = 0; i < 6; ++i) {
-      EXPECT_LT(test::maxDiff(test::toVec6(robot.bodyScrewAxes[i]),
-                              ad * test::toVec6(robot.spaceScrewAxes[i])),
+      EXPECT_LT(test::maxDiff(test::toEigen(robot.bodyScrewAxes[i]),
+                              ad * test::toEigen(robot.spaceScrewAxes[i])),
                 1e-9);
     }
   }
