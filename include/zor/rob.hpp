@@ -5,6 +5,7 @@
 
 #include "zor/rob/circle.hpp"
 #include "zor/rob/conf_data.hpp"
+#include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/line.hpp"
 #include "zor/rob/moves.hpp"

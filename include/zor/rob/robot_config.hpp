@@ -4,10 +4,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
+#include <optional>
 #include <vector>
 
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/export.hpp"
+#include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/pose.hpp"
 #include "zor/rob/screw.hpp"
@@ -48,6 +50,8 @@ ZORROB_API std::ostream& operator<<(std::ostream& os, SingularityType type);
 /// whose squared length lies within 1e-15 of 1 as they are; other axes are normalised on every
 /// call, which is slower (a zero axis throws std::overflow_error
 /// "0-length vector cannot be normalized.").
+struct TargetConfiguration;
+
 struct ZORROB_API RobotConfig {
   /// Screw axis of joints 1 to 6 in the base frame at home.
   std::array<ScrewAxis, 6> spaceScrewAxes{};
@@ -150,6 +154,40 @@ struct ZORROB_API RobotConfig {
   /// (mm); none otherwise. Changes nothing, though not declared const.
   SingularityType isConfSingular(const RobJoint& joints, const PoseTemplate<double>& flangePose,
                                  double jointTolerance, double wcpTolerance);
+
+  // Inverse kinematics. Solutions lie inside the joint limits (the sum limit of joints 2 and 3
+  // included when jointCoupling is 1) and reproduce the flange pose within 1e-9 mm and 1e-12 in
+  // orientation. Arms with an ortho-parallel base and a spherical wrist are solved in closed
+  // form; every other arm numerically, from one seed per configuration. Throws std::logic_error
+  // "normalize quaternion of 0 magnitude" for a zero orientation record.
+
+  /// \returns every joint solution of the flange pose inside the limits, with the other turns
+  /// (±360°) of each joint that its limits admit, each paired with
+  /// ConfData::FromRobJoint(solution, *this). Where a joint is free (the wrist or the shoulder
+  /// singularity) it keeps the home value.
+  TargetConfiguration getAllJointSolutions(const Pose& flangePose) const;
+  /// The same, with free joints kept at the values of `seed`.
+  TargetConfiguration getAllJointSolutions(const Pose& flangePose, const RobJoint& seed) const;
+  /// \returns every joint solution that puts the tool centre point of `tool` at `target` (in the
+  /// object frame of `wobj`; see FlangePoseOfTarget).
+  TargetConfiguration getAllJointSolutions(const Pose& target, const ToolData& tool,
+                                           const WObjData& wobj) const;
+  /// \returns the solution of `target.pose` in the configuration `target.robConf`, or nothing.
+  std::optional<RobJoint> getJointSolution(const RobTarget& target) const;
+  /// \returns the solution of `target` (tool centre point in the object frame) in its
+  /// configuration, or nothing.
+  std::optional<RobJoint> getJointSolution(const RobTarget& target, const ToolData& tool,
+                                           const WObjData& wobj) const;
+  /// \returns the solution whose largest joint difference to `seed` is smallest, or nothing.
+  std::optional<RobJoint> getNearestJointSolution(const Pose& flangePose,
+                                                  const RobJoint& seed) const;
+  /// getJointSolution with the reason when there is none.
+  JointSolution findJointSolution(const RobTarget& target) const;
+  /// getJointSolution (tool and work object) with the reason when there is none.
+  JointSolution findJointSolution(const RobTarget& target, const ToolData& tool,
+                                  const WObjData& wobj) const;
+  /// getNearestJointSolution with the reason when there is none.
+  JointSolution findNearestJointSolution(const Pose& flangePose, const RobJoint& seed) const;
 };
 
 /// A list of joint solutions paired with their configurations: joints[i] belongs to confs[i].
