@@ -163,7 +163,7 @@ RobotConfig readGeneral(const Reader& in, const json& doc, const CommonPart& com
     what << "is not a unit quaternion (length " << norm << ")";
     in.fail("flangeHome.orientation", what.str());
   }
-  const Transform flangeHome(RotationTemplate<double>(q[0], q[1], q[2], q[3]),
+  const Transform flangeHome(Rotation(q[0], q[1], q[2], q[3]),
                              {position[0], position[1], position[2]});
   const double elbowOffset = in.number(in.member(doc, "", "elbowOffsetRad"), "elbowOffsetRad");
   return MakeRobotConfig(axes, points, flangeHome, common.jointMin, common.jointMax, common.home,

@@ -1,13 +1,13 @@
 // zorrob fk, jacobian and arm: what the library computes from an arm model.
 #include <array>
 #include <cstddef>
-#include <numbers>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "commands.hpp"
+#include "zor/rob/angles.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob::cli {
@@ -16,8 +16,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 using Align = Table::Align;
-
-constexpr double kDegPerRad = 180.0 / std::numbers::pi;
 
 std::string armLabel(const Arm& arm) {
   return arm.name + " (" + arm.source + ")";
@@ -135,7 +133,7 @@ Report armSummary(const Arm& arm) {
                                        : "not spherical (the axes of joints 4 to 6 do not meet "
                                          "in one point)");
   json["elbowOffset"] = c.elbowOffset;
-  fields.add("elbow", "stretched at joint 3 = " + fixed(-c.elbowOffset * kDegPerRad, 4) +
+  fields.add("elbow", "stretched at joint 3 = " + fixed(RadToDeg(-c.elbowOffset), 4) +
                           " deg (elbow offset " + fixed(c.elbowOffset, kUnitDecimals) + " rad)");
   json["coupling"] = c.jointCoupling == 1;
   fields.add("coupling", c.jointCoupling == 1

@@ -27,11 +27,11 @@ void putColumn(GeometricJacobian& jac, Eigen::Index c, const ScrewAxis& s) {
 [[gnu::noinline]] void spaceJacobianOfAnyScrews(const RobotConfig& robot, const RobJoint& joints,
                                                 GeometricJacobian& jac) {
   putColumn(jac, 0, robot.spaceScrewAxes[0]);
-  Transform t = robot.spaceScrewAxes[0].T(detail::degToRad(joints.values[0]));
+  Transform t = robot.spaceScrewAxes[0].T(DegToRad(joints.values[0]));
   for (std::size_t i = 1; i < 6; ++i) {
     putColumn(jac, static_cast<Eigen::Index>(i), t.adjoint(robot.spaceScrewAxes[i]));
     if (i < 5)
-      t *= robot.spaceScrewAxes[i].T(detail::degToRad(joints.values[i]));
+      t *= robot.spaceScrewAxes[i].T(DegToRad(joints.values[i]));
   }
 }
 
@@ -40,7 +40,7 @@ void putColumn(GeometricJacobian& jac, Eigen::Index c, const ScrewAxis& s) {
   putColumn(jac, 5, robot.bodyScrewAxes[5]);
   Transform t;
   for (std::size_t i = 5; i >= 1; --i) {
-    t *= robot.bodyScrewAxes[i].T(-detail::degToRad(joints.values[i]));
+    t *= robot.bodyScrewAxes[i].T(-DegToRad(joints.values[i]));
     putColumn(jac, static_cast<Eigen::Index>(i - 1), t.adjoint(robot.bodyScrewAxes[i - 1]));
   }
 }
@@ -87,23 +87,21 @@ GeometricJacobian RobotConfig::getBodyJacobian(const RobJoint& joints) const {
   return jac;
 }
 
-Vec3Template<double> RobotConfig::getTcpVelocityInSpace(const Vec3Template<double>& point,
-                                                        const RobJoint& joints,
-                                                        const JointSpeed& speeds) const {
+Vec3 RobotConfig::getTcpVelocityInSpace(const Vec3& point, const RobJoint& joints,
+                                        const JointSpeed& speeds) const {
   Vector6 rates;
   rates.values = speeds.values;
   const Twist twist = getSpaceJacobian(joints) * rates;
   return twist.v + twist.w.cross(point);
 }
 
-SingularityType RobotConfig::isConfSingular(const RobJoint& joints,
-                                            const PoseTemplate<double>& flangePose,
+SingularityType RobotConfig::isConfSingular(const RobJoint& joints, const Pose& flangePose,
                                             double jointTolerance, double wcpTolerance) {
   if (std::abs(joints.values[4]) < jointTolerance)
     return SingularityType::wrist;
-  if (std::abs(detail::radToDeg(elbowOffset) + joints.values[2]) < jointTolerance)
+  if (std::abs(RadToDeg(elbowOffset) + joints.values[2]) < jointTolerance)
     return SingularityType::elbow;
-  const PosTemplate<double> wcp = tcpToWcp(flangePose);
+  const Pos wcp = tcpToWcp(flangePose);
   if (std::abs(wcp.x) < wcpTolerance && std::abs(wcp.y) < wcpTolerance)
     return SingularityType::shoulder;
   return SingularityType::none;

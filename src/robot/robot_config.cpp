@@ -30,7 +30,7 @@ double RobotConfig::getWcpZOffset() const {
   return flangeHome.translation.x - jointPoints[4].x;
 }
 
-PosTemplate<double> RobotConfig::tcpToWcp(const PoseTemplate<double>& flangePose) {
+Pos RobotConfig::tcpToWcp(const Pose& flangePose) {
   return flangePose.pos - flangePose.rotation().rotateVector({0.0, 0.0, getWcpZOffset()});
 }
 
@@ -38,8 +38,7 @@ RobTarget RobotConfig::getRobTarget(const RobJoint& joints) const {
   // The flange pose serves both the target's pose and its configuration: computed once.
   detail::HalfAngleSinCos joint1;
   const Transform flange = detail::flangePose(*this, joints, joint1);
-  const RotationTemplate<double>& r = flange.rotation;
-  RobTarget target(PoseTemplate<double>(flange.translation.toPos(), {r.w, r.x, r.y, r.z}));
+  RobTarget target(Pose(flange.translation.toPos(), flange.rotation.rawOrient()));
   target.robConf = detail::confFromFlangePose(joints, *this, flange, joint1);
   return target;
 }
