@@ -30,7 +30,8 @@ constexpr double kCollinearSquaredSine = 0.0001;
 /// Normals whose dot product is at least this in magnitude belong to parallel planes.
 constexpr double kParallelNormals = 0.999999;
 
-[[noreturn]] void fail(const char* message) {
+/// The one thrower of TPCircleFail.
+[[noreturn, gnu::cold]] void fail(const char* message) {
   throw TPCircleFail(message);
 }
 

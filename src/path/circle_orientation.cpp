@@ -1,5 +1,6 @@
 #include <Eigen/Geometry>
 #include <cmath>
+#include <optional>
 
 #include "zor/rob/angles.hpp"
 #include "zor/rob/circle.hpp"
@@ -82,6 +83,19 @@ Rotation relativeToPath(const Vec3& n, double angle, const Rotation& q) {
   return aboutNormal(n, angle).inverse().hamilton(q);
 }
 
+/// \returns the programmed orientation that path-frame and object-frame mode return as it is:
+/// the start at a fraction below kFractionTolerance, the end within it of 1, and the start when
+/// start and end are the same orientation up to sign. Nothing when the mode interpolates.
+std::optional<Orient> givenOrientation(double t, const Orient& oriStart, const Orient& oriEnd) {
+  if (t < kFractionTolerance)
+    return oriStart;
+  if (std::abs(t - 1.0) < kFractionTolerance)
+    return oriEnd;
+  if (std::abs(Rotation::raw(oriStart).dot(Rotation::raw(oriEnd))) >= kSameOrientation)
+    return oriStart;
+  return std::nullopt;
+}
+
 }  // namespace
 
 Orient TPCircle::longSlerp(const Orient& q0, const Orient& q1, double t) const {
@@ -117,15 +131,11 @@ Orient TPCircle::getOriInCirPointOriMode(double t, const Orient& oriStart, const
 
 Orient TPCircle::getOriInPathFrame(double t, const Orient& oriStart, const Orient& oriCir,
                                    const Orient& oriEnd) const {
-  if (t < kFractionTolerance)
-    return oriStart;
-  if (std::abs(t - 1.0) < kFractionTolerance)
-    return oriEnd;
+  if (const std::optional<Orient> given = givenOrientation(t, oriStart, oriEnd))
+    return *given;
 
   const Rotation start = Rotation::raw(oriStart);
   const Rotation end = Rotation::raw(oriEnd);
-  if (std::abs(start.dot(end)) >= kSameOrientation)
-    return oriStart;
 
   const Rotation relCir = relativeToPath(N, cirPointFraction * arcRad, Rotation::raw(oriCir));
   const Rotation relEnd = relativeToPath(N, arcRad, end);
@@ -140,15 +150,11 @@ Orient TPCircle::getOriInPathFrame(double t, const Orient& oriStart, const Orien
 
 Orient TPCircle::getOriInObjectFrame(double t, const Orient& oriStart, const Orient& oriCir,
                                      const Orient& oriEnd) const {
-  if (t < kFractionTolerance)
-    return oriStart;
-  if (std::abs(t - 1.0) < kFractionTolerance)
-    return oriEnd;
+  if (const std::optional<Orient> given = givenOrientation(t, oriStart, oriEnd))
+    return *given;
 
   const Rotation start = Rotation::raw(oriStart);
   const Rotation end = Rotation::raw(oriEnd);
-  if (std::abs(start.dot(end)) >= kSameOrientation)
-    return oriStart;
 
   const Rotation m = midpoint(start, end);
   const double alphaStart = angleFrom(m, start);

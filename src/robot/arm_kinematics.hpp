@@ -60,6 +60,12 @@ inline Transform jointMotion(const Vec3& axis, const Pos& point, double degrees)
 /// here.
 Transform flangePoseOfAnyAxes(const RobotConfig& robot, const RobJoint& joints);
 
+/// \returns the wrist centre of a flange at `position` turned by `rotation`:
+/// position − rotation · (0, 0, wcpZOffset), with RobotConfig::getWcpZOffset() as the offset.
+inline Vec3 wristCentre(const Vec3& position, const Rotation& rotation, double wcpZOffset) {
+  return position - rotation.rotateVector({0.0, 0.0, wcpZOffset});
+}
+
 /// The sine and cosine of half a joint angle.
 struct HalfAngleSinCos {
   double sin{0.0};
@@ -211,8 +217,8 @@ struct RotationMatrix {
 /// adjoint (R ω, p × R ω + R v) of the growing product (R, p). The rotation of the product
 /// goes through its matrix, which turns three vectors per step.
 template <typename Screw, typename Column>
-inline void moveScrews(GeometricJacobian& jac, const std::array<Transform, 5>& e, Screw screw,
-                       Column column) {
+inline void writeAdjointColumns(GeometricJacobian& jac, const std::array<Transform, 5>& e,
+                                Screw screw, Column column) {
   Transform t = e[0];
 #pragma GCC unroll 6
   for (std::size_t k = 0; k < 5; ++k) {
@@ -220,13 +226,7 @@ inline void moveScrews(GeometricJacobian& jac, const std::array<Transform, 5>& e
     const ScrewAxis& s = screw(k);
     const Vec3 w = r * s.w;
     const Vec3 v = t.translation.cross(w) + r * s.v;
-    const Eigen::Index c = column(k);
-    jac.matrix(0, c) = w.x;
-    jac.matrix(1, c) = w.y;
-    jac.matrix(2, c) = w.z;
-    jac.matrix(3, c) = v.x;
-    jac.matrix(4, c) = v.y;
-    jac.matrix(5, c) = v.z;
+    jac.setCol(column(k), w, v);
     if (k < 4) {
       t.translation += r * e[k + 1].translation;
       t.rotation = t.rotation.hamilton(e[k + 1].rotation);

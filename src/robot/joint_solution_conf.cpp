@@ -59,8 +59,7 @@ ConfData confFromFlangePose(const RobJoint& joints, const RobotConfig& robot,
                             const Transform& flange, const HalfAngleSinCos& joint1) {
   const std::array<double, 6>& j = joints.values;
   // The wrist centre; only its x and y enter.
-  const Vec3 wcp =
-      flange.translation - flange.rotation.rotateVector({0.0, 0.0, robot.getWcpZOffset()});
+  const Vec3 wcp = wristCentre(flange.translation, flange.rotation, robot.getWcpZOffset());
   const bool behind = shoulderBehind(wcp.x, wcp.y, j[0], joint1);
   // Set for j3 <= -k, so with elbowOffset 0 a joint 3 at 0 sets it (0 > -0 is false).
   const bool elbow = !(j[2] > -RadToDeg(robot.elbowOffset));

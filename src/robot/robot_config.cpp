@@ -31,7 +31,8 @@ double RobotConfig::getWcpZOffset() const {
 }
 
 Pos RobotConfig::tcpToWcp(const Pose& flangePose) {
-  return flangePose.pos - flangePose.rotation().rotateVector({0.0, 0.0, getWcpZOffset()});
+  return detail::wristCentre(flangePose.pos.toVec3(), flangePose.rotation(), getWcpZOffset())
+      .toPos();
 }
 
 RobTarget RobotConfig::getRobTarget(const RobJoint& joints) const {

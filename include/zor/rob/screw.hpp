@@ -225,9 +225,17 @@ struct ZORROB_API GeometricJacobian {
   double operator()(int row, int col) const { return matrix(row, col); }
 
   /// Sets column i (0..5) to the screw axis `s`, leaving the other columns alone.
-  void setCol(int i, const ScrewAxis& s) {
-    for (int r = 0; r < 6; ++r)
-      matrix(r, i) = s[r];
+  void setCol(int i, const ScrewAxis& s) { setCol(i, s.w, s.v); }
+
+  /// Sets column i (0..5) to the six-vector (w, v): the angular part `w` in rows 0 to 2, the
+  /// linear part `v` in rows 3 to 5. The other columns stay as they are.
+  void setCol(int i, const Vec3& w, const Vec3& v) {
+    matrix(0, i) = w.x;
+    matrix(1, i) = w.y;
+    matrix(2, i) = w.z;
+    matrix(3, i) = v.x;
+    matrix(4, i) = v.y;
+    matrix(5, i) = v.z;
   }
 
   /// \returns the matrix times the joint rates: component r is Σ_c J(r, c)·qdot(c).
