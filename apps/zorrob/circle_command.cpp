@@ -113,7 +113,7 @@ Report runCircle(const CircleRequest& request) {
   fields.add("radius", fixed(circle.r, kLengthDecimals) + " mm");
   fields.add("normal", fixedTriple(circle.N, kUnitDecimals));
   fields.add("arc angle", fixed(circle.arcRad, kUnitDecimals) + " rad (" +
-                              fixed(RadToDeg(circle.arcRad), kLengthDecimals) + " deg)");
+                              fixed(RadToDeg(circle.arcRad), kDegreeDecimals) + " deg)");
   fields.add("arc length", fixed(circle.arcLen, kLengthDecimals) + " mm");
   fields.add("via fraction", fixed(circle.cirPointFraction, kUnitDecimals));
 
@@ -151,9 +151,10 @@ Report runCircle(const CircleRequest& request) {
   for (const double t : fractions) {
     const Vec3 p = circle.getPoint(t);
     const Vec3 tangent = circle.getTangent(t);
-    points.addRow({fixed(t, 4), fixed(p.x, kLengthDecimals), fixed(p.y, kLengthDecimals),
-                   fixed(p.z, kLengthDecimals), fixed(tangent.x, kUnitDecimals),
-                   fixed(tangent.y, kUnitDecimals), fixed(tangent.z, kUnitDecimals)});
+    points.addRow({fixed(t, kSampleFractionDecimals), fixed(p.x, kLengthDecimals),
+                   fixed(p.y, kLengthDecimals), fixed(p.z, kLengthDecimals),
+                   fixed(tangent.x, kUnitDecimals), fixed(tangent.y, kUnitDecimals),
+                   fixed(tangent.z, kUnitDecimals)});
     nlohmann::ordered_json sample{{"t", t}, {"point", toJson(p)}, {"tangent", toJson(tangent)}};
     if (!modes.empty()) {
       auto& orientations = sample["orientation"];
@@ -177,8 +178,9 @@ Report runCircle(const CircleRequest& request) {
     table.addRow({"t", "q1", "q2", "q3", "q4"});
     for (const double t : fractions) {
       const Orient o = orientationAt(circle, mode, t, ori);
-      table.addRow({fixed(t, 4), fixed(o.q1, kUnitDecimals), fixed(o.q2, kUnitDecimals),
-                    fixed(o.q3, kUnitDecimals), fixed(o.q4, kUnitDecimals)});
+      table.addRow({fixed(t, kSampleFractionDecimals), fixed(o.q1, kUnitDecimals),
+                    fixed(o.q2, kUnitDecimals), fixed(o.q3, kUnitDecimals),
+                    fixed(o.q4, kUnitDecimals)});
     }
     report.text +=
         "\norientation in " + std::string(info(mode).description) + "\n" + table.render("  ");

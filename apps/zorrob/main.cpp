@@ -22,6 +22,8 @@ namespace zor::rob::cli {
 namespace {
 
 constexpr const char* kCommandList = "fk, jacobian, circle, tables, arm";
+/// Spaces per level of the JSON output.
+constexpr int kJsonIndent = 2;
 
 /// Everything the command line can hold, as given (numbers still as text).
 struct Options {
@@ -106,7 +108,7 @@ CircleRequest circleFrom(const CLI::App& app, const Options& o) {
   request.via = pointFrom(o.via, "--via");
   request.end = pointFrom(o.end, "--end");
   if (given(app, "--samples"))
-    request.samples = parseWholeNumber(o.samples, 2, 10000, "--samples");
+    request.samples = parseWholeNumber(o.samples, kMinSamples, kMaxSamples, "--samples");
   if (given(app, "--zone"))
     request.zoneName = o.zone;
   if (given(app, "--ori-mode") != given(app, "--ori"))
@@ -328,10 +330,10 @@ int Main(int argc, char** argv) {
       throw UsageError("--arm does not apply to this command");
     const Report report = run(app, o);
     // A file name that is not valid UTF-8 is written with replacement characters.
-    output =
-        o.json ? report.json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
-                     "\n"
-               : report.text;
+    output = o.json ? report.json.dump(kJsonIndent, ' ', false,
+                                       nlohmann::ordered_json::error_handler_t::replace) +
+                          "\n"
+                    : report.text;
   } catch (const UsageError& e) {
     return fail(who(app), e.what(), kExitUsage);
   } catch (const std::bad_alloc&) {

@@ -133,7 +133,7 @@ Report armSummary(const Arm& arm) {
                                        : "not spherical (the axes of joints 4 to 6 do not meet "
                                          "in one point)");
   json["elbowOffset"] = c.elbowOffset;
-  fields.add("elbow", "stretched at joint 3 = " + fixed(RadToDeg(-c.elbowOffset), 4) +
+  fields.add("elbow", "stretched at joint 3 = " + fixed(RadToDeg(-c.elbowOffset), kDegreeDecimals) +
                           " deg (elbow offset " + fixed(c.elbowOffset, kUnitDecimals) + " rad)");
   json["coupling"] = c.jointCoupling == 1;
   fields.add("coupling", c.jointCoupling == 1

@@ -73,9 +73,11 @@ struct ZORROB_API TPCircle {
 
   /// \returns the point at fraction t of the arc (θ = t·arcRad).
   Vec3 getPoint(double t) const { return pointAtAngle(t * arcRad); }
-  /// \returns the unit direction of travel at fraction t of the arc. Normalised twice, each
-  /// time by the direction rule (std::overflow_error "0-length vector cannot be normalized."
-  /// at a length of at most 1e-7, which a valid circle cannot reach).
+  /// \returns the unit direction of travel at fraction t of the arc. The second normalisation
+  /// is kept on purpose: it can move the last bit, and tangents are expected to match that
+  /// computation exactly. Each applies the direction rule (std::overflow_error "0-length
+  /// vector cannot be normalized." at a length of at most 1e-7, which a valid circle cannot
+  /// reach).
   Vec3 getTangent(double t) const { return N.cross(getPoint(t) - R).normalized().normalized(); }
   /// \returns the angle in [0, 2π] from A to the direction of `p` seen from the centre, measured
   /// counter-clockwise about N. The cosine is clamped into [-1, 1] before the side test, so a
