@@ -35,11 +35,10 @@ inline constexpr const char* kUrdf = "URDF: ";
 inline constexpr const char* kUrdfUnreadable = "URDF: the document cannot be read";
 inline constexpr const char* kUrdfCannotReadFile = "URDF: cannot read file '";
 inline constexpr const char* kUrdfNoLink = "URDF: no link '";
-inline constexpr const char* kUrdfNotBelow = "' is not below link '";
-inline constexpr const char* kUrdfMimics = "' mimics another joint";
-inline constexpr const char* kUrdfZeroAxis = "' has a zero axis";
-inline constexpr const char* kUrdfNotFiniteJoint = "' has a non-finite origin or axis";
-inline constexpr const char* kUrdfBranches = "' branches off the chain at moving joint '";
+inline constexpr const char* kUrdfNotBelow = " is not below link '";
+inline constexpr const char* kUrdfMimics = " mimics another joint";
+inline constexpr const char* kUrdfZeroAxis = " has a zero axis";
+inline constexpr const char* kUrdfBranches = " branches off the chain at moving joint '";
 inline constexpr const char* kUrdfNoLeaf = "URDF: no leaf link lies six moving joints below root '";
 inline constexpr const char* kUrdfSeveralLeaves =
     "URDF: several leaf links lie six moving joints below root '";

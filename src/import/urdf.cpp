@@ -1,5 +1,6 @@
 // URDF robot descriptions, read by urdfdom: the chain of joints from the base link to the tip
 // link, composed at the zero of the joint values.
+#include <console_bridge/console.h>
 #include <urdf_model/joint.h>
 #include <urdf_model/link.h>
 #include <urdf_model/model.h>
@@ -9,10 +10,11 @@
 #include <cmath>
 #include <cstddef>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -38,9 +40,25 @@ std::string quoted(const std::string& name) {
   return "'" + name + "'";
 }
 
+/// Keeps urdfdom's log quiet while it parses: the library reports through its exceptions and
+/// writes nothing to the host's error stream. Restores the host's level afterwards.
+class QuietLog {
+ public:
+  QuietLog() : saved_(console_bridge::getLogLevel()) {
+    console_bridge::setLogLevel(console_bridge::CONSOLE_BRIDGE_LOG_NONE);
+  }
+  ~QuietLog() { console_bridge::setLogLevel(saved_); }
+  QuietLog(const QuietLog&) = delete;
+  QuietLog& operator=(const QuietLog&) = delete;
+
+ private:
+  console_bridge::LogLevel saved_;
+};
+
 urdf::ModelInterfaceSharedPtr parse(std::string_view text) {
   urdf::ModelInterfaceSharedPtr model;
   try {
+    const QuietLog quiet;
     model = urdf::parseURDF(std::string(text));
   } catch (const std::exception&) {
     model.reset();
@@ -115,17 +133,12 @@ void checkSideBranches(const urdf::ModelInterface& model,
   }
 }
 
+/// The joint's origin in its parent's frame, in mm. urdfdom accepts finite numbers only and
+/// builds the rotation from roll, pitch and yaw, a unit quaternion.
 Transform origin(const urdf::Joint& joint) {
   const urdf::Pose& pose = joint.parent_to_joint_origin_transform;
   const urdf::Rotation& r = pose.rotation;
   const urdf::Vector3& p = pose.position;
-  const bool finite = std::isfinite(r.w) && std::isfinite(r.x) && std::isfinite(r.y) &&
-                      std::isfinite(r.z) && std::isfinite(p.x) && std::isfinite(p.y) &&
-                      std::isfinite(p.z) && std::isfinite(joint.axis.x) &&
-                      std::isfinite(joint.axis.y) && std::isfinite(joint.axis.z);
-  if (!finite)
-    fail("joint " + quoted(joint.name) + detail::msg::kUrdfNotFiniteJoint);
-  // A rotation urdfdom accepted is a unit quaternion built from roll, pitch and yaw.
   return {RotationTemplate<double>(r.w, r.x, r.y, r.z), Vec3{p.x, p.y, p.z} * kMillimetresPerMetre};
 }
 
@@ -178,11 +191,14 @@ ImportedArm ArmFromUrdf(std::string_view urdfText, const std::string& base,
 
 ImportedArm ArmFromUrdfFile(const std::string& path, const std::string& base,
                             const std::string& tip) {
+  std::error_code error;
   std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (!file || !(text << file.rdbuf()))
+  if (!std::filesystem::is_regular_file(path, error) || !file)
     detail::throwInvalidArm(detail::msg::kUrdfCannotReadFile + path + "'");
-  return ArmFromUrdf(text.str(), base, tip);
+  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  if (file.bad())
+    detail::throwInvalidArm(detail::msg::kUrdfCannotReadFile + path + "'");
+  return ArmFromUrdf(text, base, tip);
 }
 
 UrdfChainEnds DefaultUrdfChain(std::string_view urdfText) {

@@ -11,6 +11,8 @@
 // brought into the library form by the flange change below is rejected with
 // std::invalid_argument and a one-line message that names the joint, the link or the
 // assumption.
+// - Every coordinate is finite (lengths that overflow when turned into mm are not): "the arm's
+//   joint axes, points and flange must be finite".
 // - Joint 1 turns about the base z axis, upwards: the shoulder bit of the configuration number
 //   compares the wrist centre's direction with joint 1, and the shoulder singularity measures the
 //   wrist centre's distance from the base z axis. Otherwise: "joint 1 must turn about the base z
@@ -159,7 +161,8 @@ struct UrdfChainEnds {
 /// joint 2 + joint 3 is the sum of their limits (coupling off); the home joints are zero.
 /// Moving side branches off links between `base` and `tip` are rejected, fixed ones (sensor
 /// mounts) ignored. Throws std::invalid_argument with a message naming the link or joint:
-/// "URDF: the document cannot be read" for text urdfdom rejects, "URDF: no link 'X'",
+/// "URDF: the document cannot be read" for text urdfdom rejects (it accepts finite numbers
+/// only), "URDF: no link 'X'",
 /// "URDF: link 'T' is not below link 'B'", "URDF: joint 'J' is prismatic" (also "floating",
 /// "planar", "of unknown type"), "URDF: joint 'J' mimics another joint", "URDF: joint 'J' has a
 /// zero axis", "URDF: link 'L' branches off the chain at moving joint 'J'", "URDF: the chain from
