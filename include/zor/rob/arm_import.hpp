@@ -118,11 +118,22 @@ ZORROB_API ImportedArm ArmFromDh(const DhTable& table, const ArmLimits& limits);
 
 // ---- Ortho-parallel parameter sets ----
 
-/// The seven lengths of an ortho-parallel arm (see OrthoParallelGeometry for which is which)
-/// with the controller's joint convention: the geometry's joint value of joint i is
+/// The seven lengths of an ortho-parallel arm (see OrthoParallelGeometry) with the controller's
+/// joint convention. The lengths at the geometry's zero, side view (b offsets joints 2 to 6
+/// along y):
+///
+///     z ^        J3 o - - - - c3 - - - - +
+///       |           |                    | a2 (negative: wrist centre below J3)
+///       |        c2 |       wrist centre +--- c4 ---> flange (z along +x)
+///       |        J2 o
+///       |        c1 |
+///       +-----------+-----------------------------> x
+///       J1 (about +z)  a1
+///
+/// The geometry's joint value of joint i is
 ///   θi = signs[i] · qi + offsets[i]   (degrees)
 /// for the controller's value qi. The arm is built at the controller's zero (θ = offsets), with
-/// each joint axis turned by signs[i], so that the controller's values go into getRobTarget
+/// each joint axis multiplied by signs[i], so that the controller's values go into getRobTarget
 /// unchanged.
 struct OrthoParallelParameters {
   OrthoParallelGeometry lengths{};
