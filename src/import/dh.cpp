@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <string>
 
-#include "detail/arm_kinematics.hpp"
 #include "import/import_errors.hpp"
 #include "import/library_form.hpp"
+#include "robot/arm_kinematics.hpp"
 
 namespace zor::rob {
 

@@ -18,9 +18,9 @@
 #include <utility>
 #include <vector>
 
-#include "detail/arm_kinematics.hpp"
 #include "import/import_errors.hpp"
 #include "import/library_form.hpp"
+#include "robot/arm_kinematics.hpp"
 
 namespace zor::rob {
 
