@@ -29,6 +29,8 @@ constexpr int kJsonIndent = 2;
 struct Options {
   bool json{false};
   std::string armPath{};
+  std::string baseLink{};
+  std::string tipLink{};
   std::vector<std::string> joints{};
   std::vector<std::string> pose{};
   std::vector<std::string> conf{};
@@ -62,8 +64,16 @@ bool given(const CLI::App& app, const std::string& name) {
 
 void addArmOption(CLI::App& app, Options& o) {
   app.add_option("--arm", o.armPath,
-                 "a JSON arm description instead of the embedded default arm (see the README)")
+                 "a JSON arm file or a URDF file (.urdf) instead of the embedded default arm "
+                 "(see the README)")
       ->type_name("FILE");
+  app.add_option("--base", o.baseLink,
+                 "with a URDF file: the link the chain starts from (default: the root)")
+      ->type_name("LINK");
+  app.add_option("--tip", o.tipLink,
+                 "with a URDF file: the flange link (default: the only leaf six moving joints "
+                 "below the base)")
+      ->type_name("LINK");
 }
 
 void addJsonFlag(CLI::App& app, Options& o) {
@@ -132,6 +142,11 @@ double parseTolerance(const std::string& text, const std::string& option) {
 }
 
 Arm armFrom(const CLI::App& app, const Options& o) {
+  const bool urdf = given(app, "--arm") && isUrdfPath(o.armPath);
+  if (!urdf && (given(app, "--base") || given(app, "--tip")))
+    throw UsageError("--base and --tip go with a URDF arm file (--arm FILE.urdf)");
+  if (urdf)
+    return loadUrdfArm(o.armPath, o.baseLink, o.tipLink);
   return given(app, "--arm") ? loadArm(o.armPath) : defaultArm();
 }
 

@@ -39,6 +39,15 @@ Json jointsJson(const RobJoint& joints) {
   return joints.values;
 }
 
+/// "v1, v2, ..." in the shortest round-trip form.
+template <typename T, std::size_t N>
+std::string list(const std::array<T, N>& values) {
+  std::string out;
+  for (std::size_t i = 0; i < N; ++i)
+    out += (i == 0 ? "" : ", ") + shortestNumber(static_cast<double>(values[i]));
+  return out;
+}
+
 std::string range(double min, double max) {
   return shortestNumber(min) + " .. " + shortestNumber(max);
 }
@@ -120,13 +129,43 @@ Report armSummary(const Arm& arm) {
     json["kind"] = "ortho-parallel";
     json["lengths"] = {{"a1", g.a1}, {"a2", g.a2}, {"b", g.b},  {"c1", g.c1},
                        {"c2", g.c2}, {"c3", g.c3}, {"c4", g.c4}};
+    json["offsets"] = arm.offsets;
+    json["signs"] = arm.signs;
     fields.add("geometry", "ortho-parallel, a1 " + shortestNumber(g.a1) + ", a2 " +
                                shortestNumber(g.a2) + ", b " + shortestNumber(g.b) + ", c1 " +
                                shortestNumber(g.c1) + ", c2 " + shortestNumber(g.c2) + ", c3 " +
                                shortestNumber(g.c3) + ", c4 " + shortestNumber(g.c4) + " (mm)");
+    fields.add("joint convention", "geometry joint = sign * joint + offset; offsets " +
+                                       list(arm.offsets) + " deg, signs " + list(arm.signs));
+  } else if (arm.dh) {
+    const bool classic = arm.dh->convention == DhConvention::classic;
+    json["kind"] = "dh";
+    json["convention"] = classic ? "classic" : "modified";
+    fields.add("geometry", std::string("Denavit-Hartenberg, ") +
+                               (classic ? "classic" : "modified") +
+                               " convention, rows a alpha d thetaOffset (mm, deg)");
+    for (std::size_t i = 0; i < 6; ++i) {
+      const DhRow& r = arm.dh->rows[i];
+      fields.add("  row " + std::to_string(i + 1),
+                 list(std::array<double, 4>{r.a, r.alpha, r.d, r.thetaOffset}));
+    }
+  } else if (arm.urdf) {
+    json["kind"] = "urdf";
+    json["base"] = arm.urdf->base;
+    json["tip"] = arm.urdf->tip;
+    fields.add("geometry",
+               "URDF chain from link '" + arm.urdf->base + "' to link '" + arm.urdf->tip + "'");
   } else {
     json["kind"] = "general";
     fields.add("geometry", "general (joint axes and points given)");
+  }
+  json["flangeMoved"] = flangeMoved(arm);
+  if (flangeMoved(arm)) {
+    const Pose described = transformPose(arm.userFlange);
+    json["userFlange"] = {{"position", toJson(described.pos)},
+                          {"orientation", toJson(described.orient)}};
+    fields.add("flange", "moved to the wrist centre; the described flange is " +
+                             described.toString() + " in it");
   }
   json["sphericalWrist"] = c.sphericalWrist;
   json["wcpZOffset"] = c.getWcpZOffset();
@@ -254,6 +293,11 @@ Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances
         {"krl", conf.toKrlString()},
         {"stream", streamText(conf)}}},
   };
+  if (flangeMoved(arm)) {
+    const Pose described = transformPose(config.getWristPoseInBase(joints) * arm.userFlange);
+    json["describedFlange"] = {{"position", toJson(described.pos)},
+                               {"orientation", toJson(described.orient)}};
+  }
   json["wristCentre"] = toJson(wcp);
   json["singularity"] = streamText(singularity);
   json["singularityTolerances"] = {{"joint", tolerances.joint}, {"wcp", tolerances.wcp}};
@@ -273,6 +317,9 @@ Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances
   fields.add("  Ostrel", conf.toOstrelString());
   fields.add("  KRL", conf.toKrlString());
   fields.add("  stream", streamText(conf));
+  if (flangeMoved(arm))
+    fields.add("described flange",
+               transformPose(config.getWristPoseInBase(joints) * arm.userFlange).toString());
   fields.add("wrist centre", fixedTriple(wcp.toVec3(), kLengthDecimals) + " mm");
   fields.add("singularity", streamText(singularity));
   fields.add("limits", limits.text);

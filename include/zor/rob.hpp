@@ -4,6 +4,7 @@
 // zor::rob.
 
 #include "zor/rob/angles.hpp"
+#include "zor/rob/arm_import.hpp"
 #include "zor/rob/circle.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
