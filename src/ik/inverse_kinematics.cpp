@@ -8,7 +8,7 @@
 #include <ostream>
 #include <stdexcept>
 
-#include "detail/arm_kinematics.hpp"
+#include "robot/arm_kinematics.hpp"
 #include "detail/messages.hpp"
 #include "ik/closed_form.hpp"
 #include "ik/numerical.hpp"
