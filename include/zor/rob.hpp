@@ -5,6 +5,7 @@
 
 #include "zor/rob/angles.hpp"
 #include "zor/rob/arm_import.hpp"
+#include "zor/rob/audit.hpp"
 #include "zor/rob/circle.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
