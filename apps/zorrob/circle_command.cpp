@@ -10,7 +10,7 @@
 
 #include "cli_error.hpp"
 #include "commands.hpp"
-#include "detail/format.hpp"
+#include "output.hpp"
 #include "tables.hpp"
 #include "zor/rob/circle.hpp"
 #include "zor/rob/rotation.hpp"
@@ -36,10 +36,6 @@ const ModeInfo& info(OriMode mode) {
     if (m.mode == mode)
       return m;
   return kModes.front();
-}
-
-std::string inputTriple(const Vec3& v) {
-  return detail::formatTriple(v.x, v.y, v.z);
 }
 
 Orient orientationAt(const TPCircle& circle, OriMode mode, double t,
@@ -110,9 +106,9 @@ Report runCircle(const CircleRequest& request) {
   json["cirPointFraction"] = circle.cirPointFraction;
 
   Fields fields;
-  fields.add("start (A)", inputTriple(request.start));
-  fields.add("via (B)", inputTriple(request.via));
-  fields.add("end (C)", inputTriple(request.end));
+  fields.add("start (A)", shortestTriple(request.start));
+  fields.add("via (B)", shortestTriple(request.via));
+  fields.add("end (C)", shortestTriple(request.end));
   fields.add("centre", fixedTriple(circle.R, kLengthDecimals));
   fields.add("radius", fixed(circle.r, kLengthDecimals) + " mm");
   fields.add("normal", fixedTriple(circle.N, kUnitDecimals));

@@ -1,11 +1,10 @@
 #include "output.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <initializer_list>
-
-#include "detail/format.hpp"
 
 namespace zor::rob::cli {
 
@@ -44,7 +43,15 @@ std::string fixedOrient(const Orient& o, int decimals) {
 }
 
 std::string shortestNumber(double value) {
-  return detail::shortest(value);
+  // std::to_chars without format or precision writes the shortest round-trip form; 32
+  // characters hold the longest (24, as in -2.2250738585072014e-308).
+  char buffer[32];
+  const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+  return {buffer, result.ptr};
+}
+
+std::string shortestTriple(const Vec3& v) {
+  return "{" + shortestNumber(v.x) + ", " + shortestNumber(v.y) + ", " + shortestNumber(v.z) + "}";
 }
 
 std::string Table::render(std::string_view indent) const {

@@ -37,6 +37,10 @@ std::string fixedOrient(const Orient& o, int decimals);
 /// \returns the shortest text that reads back to the same double (100, 0.1, 1e+20).
 std::string shortestNumber(double value);
 
+/// \returns "{x, y, z}" with each component as shortestNumber writes it: the form the library's
+/// text forms give positions.
+std::string shortestTriple(const Vec3& v);
+
 /// A table of text cells whose columns are padded to their widest cell. Cells of a left-aligned
 /// column are padded on the right, cells of a right-aligned column on the left; columns are
 /// separated by two spaces and no line carries trailing blanks.

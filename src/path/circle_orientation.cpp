@@ -33,6 +33,13 @@ constexpr double kPathFrameLongWayMargin = 0.5;
 /// Object-frame mode goes the short way when start and circle point both lie within this
 /// angle (radians) of the short-way midpoint.
 constexpr double kObjectFrameNearMidpoint = 0.1;
+/// Object-frame mode counts the circle point as no farther from the midpoint than the start
+/// when its angle exceeds the start's by at most this (radians). A circle point taught at the
+/// end orientation lies exactly as far from the midpoint as the start in exact arithmetic, but
+/// the two computed angles differ by rounding (up to about 1.3e-15 rad), which would otherwise
+/// send about one such move in six the long way round. Real differences that small do not
+/// occur between taught orientations.
+constexpr double kObjectFrameEqualAngles = 1e-12;
 
 Quat toQuat(const Ori& o) {
   return Quat::raw(o.q2, o.q3, o.q4, o.q1);
@@ -165,7 +172,10 @@ Ori TPCircle::getOriInObjectFrame(double t, const Ori& oriStart, const Ori& oriC
   const double alphaCir = angleFrom(m, toQuat(oriCir));
   const bool bothNear = std::abs(alphaStart) < kObjectFrameNearMidpoint &&
                         std::abs(alphaCir) < kObjectFrameNearMidpoint;
-  return toOri(bothNear || alphaStart >= alphaCir ? slerp(start, end, t) : longWay(start, end, t));
+  // An equal angle (to rounding) means the short way, as alphaStart >= alphaCir would say in
+  // exact arithmetic.
+  const bool cirNoFarther = alphaCir - alphaStart <= kObjectFrameEqualAngles;
+  return toOri(bothNear || cirNoFarther ? slerp(start, end, t) : longWay(start, end, t));
 }
 
 }  // namespace zor::rob

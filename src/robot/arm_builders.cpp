@@ -1,7 +1,7 @@
 #include <cmath>
 #include <cstddef>
 
-#include "detail/arm_kinematics.hpp"
+#include "robot/arm_kinematics.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob {

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <ostream>
 
-#include "detail/arm_kinematics.hpp"
+#include "robot/arm_kinematics.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob {

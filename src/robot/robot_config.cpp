@@ -3,21 +3,10 @@
 #include <cmath>
 #include <cstddef>
 
-#include "detail/arm_kinematics.hpp"
+#include "robot/arm_kinematics.hpp"
+#include "robot/joint_solution_conf.hpp"
 
 namespace zor::rob {
-
-namespace detail {
-
-Transform flangePoseOfAnyAxes(const RobotConfig& robot, const RobJoint& joints) {
-  Transform t = jointMotion(robot.jointAxes[0], robot.jointPoints[0], joints.values[0]);
-  for (std::size_t i = 1; i < 6; ++i)
-    t *= jointMotion(robot.jointAxes[i], robot.jointPoints[i], joints.values[i]);
-  t *= robot.flangeHome;
-  return t;
-}
-
-}  // namespace detail
 
 Transform RobotConfig::getJointTransform(double theta, unsigned int i) const {
   return detail::jointMotion(jointAxes[i], jointPoints[i], theta);

@@ -61,6 +61,19 @@ double norm(const Orient& o) {
                                        << e.transpose() << ") by " << error << " > " << tolerance;
 }
 
+/// The same quaternion: equal components, the sign included (the long way round and the short
+/// way may end in the same rotation with opposite signs).
+::testing::AssertionResult sameQuaternion(const Orient& actual, const Quaternion& expected,
+                                          double tolerance) {
+  const Eigen::Vector4d a(actual.q1, actual.q2, actual.q3, actual.q4);
+  const Eigen::Vector4d e(expected.w(), expected.x(), expected.y(), expected.z());
+  const double error = (a - e).cwiseAbs().maxCoeff();
+  if (error <= tolerance)
+    return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "(" << a.transpose() << ") differs from ("
+                                       << e.transpose() << ") by " << error << " > " << tolerance;
+}
+
 /// Unit circle in the xy plane, counter-clockwise about +z, from 0° through 60° to 150°:
 /// arcRad = 5π/6, cirPointFraction = 0.4.
 TPCircle flatArc() {
@@ -313,6 +326,35 @@ TEST(TPCircleOrientation, ObjectFrameCirclePointAsFarAsTheStartGoesTheShortWay) 
   EXPECT_TRUE(sameRotation(c.getOriInObjectFrame(0.5, start, start, end), aboutZ(kPi / 4), 1e-12));
 }
 
+TEST(TPCircleOrientation, ObjectFrameCirclePointTaughtAtTheEndGoesTheShortWay) {
+  // The circle point taught without turning the tool: its orientation is the end orientation,
+  // exactly as far from the midpoint as the start. The two computed angles differ in the last
+  // bit here, and the result must not depend on which way.
+  const TPCircle c(Vec3{-244.46843513297847, -24.723753168952403, -706.92666230514681},
+                   Vec3{-244.46843513297847, -27.295720691599207, -707.78158010541938},
+                   Vec3{-244.46843513297847, -27.250069930198332, -710.90112617015654});
+  const Orient start{-0.11205601797116692, -0.83473169323165686, -0.47309062917351025,
+                     0.25855696807332224};
+  const Orient end{-0.81407350808958834, -0.21591172797153563, 0.057831544999237844,
+                   0.53602421732050309};
+  const double t = 0.45934196823711304;
+  const Quaternion shortWay = toEigen(start).slerp(t, toEigen(end));
+  EXPECT_TRUE(sameQuaternion(c.getOriInObjectFrame(t, start, end, end), shortWay, 1e-15));
+  EXPECT_TRUE(sameQuaternion(c.getOriInObjectFrame(t, start, start, end), shortWay, 1e-15));
+}
+
+TEST(TPCircleOrientation, ObjectFrameEqualAnglesWithinATrillionthOfARadian) {
+  // Start π/4 from the midpoint, circle point π/4 + δ: a δ of 1e-13 rad is a tie (short way),
+  // 1e-9 rad is farther (long way).
+  const TPCircle c = tiltedArc();
+  const ObjectFrameCase tie = objectFrameCase(kPi / 2, kPi / 4 + 1e-13);
+  EXPECT_TRUE(sameRotation(c.getOriInObjectFrame(0.5, tie.start, tie.cir, tie.end), aboutZ(kPi / 4),
+                           1e-12));
+  const ObjectFrameCase farther = objectFrameCase(kPi / 2, kPi / 4 + 1e-9);
+  EXPECT_TRUE(sameRotation(c.getOriInObjectFrame(0.5, farther.start, farther.cir, farther.end),
+                           aboutZ(-3 * kPi / 4), 1e-12));
+}
+
 TEST(TPCircleOrientation, ObjectFrameQuarterTurnShortAndLongSide) {
   // Start and end a quarter turn apart about z; the circle point on the long way round
   // (-135°) or on the short way (+45°).
@@ -429,21 +471,26 @@ Vec3 randomPoint(test::Random& random, double scale) {
           random.uniform(-scale, scale)};
 }
 
-TEST(TPCircleOrientation, EveryModeGivesUnitOrientationsFromStartToEnd) {
-  test::Random random;
-  int circles = 0;
-  while (circles < 200) {
+/// A circle through three random points, of a random size between 1e-3 and 1e4, kept well
+/// clear of the collinearity and tiny-triangle failures.
+TPCircle randomCircle(test::Random& random) {
+  for (;;) {
     const double scale = std::pow(10.0, random.uniform(-3, 4));
     const Vec3 a = randomPoint(random, scale), b = randomPoint(random, scale),
                e = randomPoint(random, scale);
     const Vec3 ab = (b - a) / (b - a).norm(), ae = (e - a) / (e - a).norm(),
                be = (e - b) / (e - b).norm();
-    if (ab.cross(ae).norm() < 0.05 || ab.cross(be).norm() < 0.05 ||
-        (b - a).cross(e - b).norm() < 1e-6) {
-      continue;
+    if (ab.cross(ae).norm() >= 0.05 && ab.cross(be).norm() >= 0.05 &&
+        (b - a).cross(e - b).norm() >= 1e-6) {
+      return TPCircle(a, b, e);
     }
-    ++circles;
-    const TPCircle c(a, b, e);
+  }
+}
+
+TEST(TPCircleOrientation, EveryModeGivesUnitOrientationsFromStartToEnd) {
+  test::Random random;
+  for (int circles = 0; circles < 200; ++circles) {
+    const TPCircle c = randomCircle(random);
     const Orient start = toOrient(randomRotation(random));
     const Orient cir = toOrient(randomRotation(random));
     const Orient end = toOrient(randomRotation(random));
@@ -464,6 +511,82 @@ TEST(TPCircleOrientation, EveryModeGivesUnitOrientationsFromStartToEnd) {
     ASSERT_TRUE(sameRotation(c.getOriInCirPointOriMode(f - h, start, cir, end), toEigen(cir), tol));
     ASSERT_TRUE(sameRotation(c.getOriInCirPointOriMode(f + h, start, cir, end), toEigen(cir), tol));
   }
+}
+
+/// Samples of each tie property: 10^5 take about 0.4 s in an optimised build and a few seconds
+/// under the sanitizers, so the sanitizer suite runs them all as well.
+constexpr int kTieSamples = 100000;
+
+/// A fraction clear of the two end tolerances, where the modes interpolate.
+double interiorFraction(test::Random& random) {
+  return random.uniform(1e-3, 1 - 1e-3);
+}
+
+TEST(TPCircleOrientation, ObjectFrameCirclePointAtTheEndOrStartAlwaysGoesTheShortWay) {
+  test::Random random;
+  for (int i = 0; i < kTieSamples; ++i) {
+    const TPCircle c = randomCircle(random);
+    const Quaternion s = randomRotation(random);
+    const Quaternion e = randomRotation(random);
+    if (std::abs(s.dot(e)) >= 0.999999)
+      continue;  // start and end the same: the start is returned
+    const double t = interiorFraction(random);
+    const Quaternion shortWay = s.slerp(t, e);
+    ASSERT_TRUE(sameQuaternion(c.getOriInObjectFrame(t, toOrient(s), toOrient(e), toOrient(e)),
+                               shortWay, 1e-15))
+        << "circle point at the end, sample " << i;
+    ASSERT_TRUE(sameQuaternion(c.getOriInObjectFrame(t, toOrient(s), toOrient(s), toOrient(e)),
+                               shortWay, 1e-15))
+        << "circle point at the start, sample " << i;
+  }
+}
+
+/// The angle in [0, π] of q seen from m, by Eigen's product and inverse.
+double angleFromMidpoint(const Quaternion& m, const Quaternion& q) {
+  const Quaternion d = m.inverse() * q;
+  return 2 * std::atan2(d.vec().norm(), std::abs(d.w()));
+}
+
+TEST(TPCircleOrientation, ObjectFrameAwayFromTiesKeepsTheStrictRule) {
+  // The rule as it stood before ties were recognised: the short way when both angles lie
+  // within 0.1 rad of the midpoint or the start is at least as far as the circle point. Every
+  // sample whose angles differ by more than 1e-9 rad must give exactly the same result. Half
+  // the samples are close start and end orientations with the circle point near their
+  // midpoint, where the 0.1 rad rule decides.
+  test::Random random;
+  int shortWays = 0, longWays = 0, bothNear = 0;
+  for (int i = 0; i < kTieSamples; ++i) {
+    const TPCircle c = randomCircle(random);
+    const Quaternion s = randomRotation(random);
+    Quaternion e = randomRotation(random);
+    Quaternion cir = randomRotation(random);
+    if (i % 2 == 1) {
+      const Quaternion turn = randomRotation(random);
+      e = s * Quaternion(Eigen::AngleAxisd(random.uniform(0.01, 0.4), turn.vec().normalized()));
+      cir = s.slerp(0.5, e) *
+            Quaternion(Eigen::AngleAxisd(random.uniform(0, 0.2), cir.vec().normalized()));
+    }
+    if (std::abs(s.dot(e)) >= 0.999999)
+      continue;
+    const Quaternion m = s.slerp(0.5, e);
+    const double alphaStart = angleFromMidpoint(m, s);
+    const double alphaCir = angleFromMidpoint(m, cir);
+    if (std::abs(alphaCir - alphaStart) <= 1e-9)
+      continue;
+    const double t = interiorFraction(random);
+    const bool near = alphaStart < 0.1 && alphaCir < 0.1;
+    const bool shortWay = near || alphaStart >= alphaCir;
+    shortWays += shortWay;
+    longWays += !shortWay;
+    bothNear += near;
+    const Orient expected =
+        shortWay ? toOrient(s.slerp(t, e)) : c.longSlerp(toOrient(s), toOrient(e), t);
+    ASSERT_EQ(c.getOriInObjectFrame(t, toOrient(s), toOrient(cir), toOrient(e)), expected)
+        << "sample " << i;
+  }
+  EXPECT_GT(shortWays, kTieSamples / 10);
+  EXPECT_GT(longWays, kTieSamples / 10);
+  EXPECT_GT(bothNear, kTieSamples / 100);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "detail/sincos.hpp"
+#include "robot/sincos.hpp"
 
 #include <gtest/gtest.h>
 

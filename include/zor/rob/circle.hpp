@@ -143,7 +143,9 @@ struct ZORROB_API TPCircle {
                                            const OrientTemplate<double>& oriEnd) const;
   /// \returns the orientation at fraction t in object-frame mode: the interpolation from start
   /// to end in the fixed frame, the long way round when `oriCir` lies farther from the
-  /// short-way midpoint than the start does, unless both lie within 0.1 rad of it. t below
+  /// short-way midpoint than the start does, unless both lie within 0.1 rad of it. Angles
+  /// within 1e-12 rad of each other count as equal, so a circle point taught at the end (or
+  /// start) orientation always gives the short way, whatever the rounding. t below
   /// 1e-6 and within 1e-6 of 1 return the inputs unchanged, as do start and end orientations
   /// equal up to sign (|dot| >= 0.999999) for every t.
   OrientTemplate<double> getOriInObjectFrame(double t, const OrientTemplate<double>& oriStart,

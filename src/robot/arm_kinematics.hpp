@@ -16,7 +16,7 @@
 #include <cmath>
 #include <cstddef>
 
-#include "detail/sincos.hpp"
+#include "robot/sincos.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/robot_config.hpp"
@@ -70,7 +70,8 @@ inline Transform jointMotion(const Vec3Template<double>& axis, const PosTemplate
 }
 
 /// \returns the flange pose as the product of the six joint motions and flangeHome, for axes
-/// that are not all unit vectors. Out of line: the hot path never comes here.
+/// that are not all unit vectors. Out of line (arm_kinematics.cpp): the hot path never comes
+/// here.
 Transform flangePoseOfAnyAxes(const RobotConfig& robot, const RobJoint& joints);
 
 /// The sine and cosine of half a joint angle.
@@ -254,11 +255,5 @@ inline Transform flangePose(const RobotConfig& robot, const RobJoint& joints) {
   HalfAngleSinCos joint1;
   return flangePose(robot, joints, joint1);
 }
-
-/// \returns the configuration of the joint solution `joints` whose flange pose `flange` and
-/// half joint-1 sine and cosine `joint1` (as flangePose gives them) are already known:
-/// ConfData::FromRobJoint without computing the pose again.
-ConfData confFromFlangePose(const RobJoint& joints, const RobotConfig& robot,
-                            const Transform& flange, const HalfAngleSinCos& joint1);
 
 }  // namespace zor::rob::detail
