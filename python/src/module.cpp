@@ -36,7 +36,8 @@ PYBIND11_MODULE(_zorrob, m) {
   m.doc() =
       "Motion programming and planning for six-axis serial robot arms: geometry, screw motion, "
       "the robot's records and their text forms, the arm model with forward kinematics and "
-      "Jacobians, and the circle of a circular move. Lengths in mm, joint values in degrees.";
+      "Jacobians, the inverse kinematics, the circle of a circular move and the program audit. "
+      "Lengths in mm, joint values in degrees.";
 
   static py::exception<zor::rob::TPCircleFail> circleErrorType(m, "CircleError",
                                                                PyExc_RuntimeError);
@@ -52,4 +53,6 @@ PYBIND11_MODULE(_zorrob, m) {
   zor::rob::python::bindTargets(m);
   zor::rob::python::bindRobot(m);
   zor::rob::python::bindCircle(m);
+  zor::rob::python::bindInverseKinematics(m);
+  zor::rob::python::bindAudit(m);
 }

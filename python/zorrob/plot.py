@@ -30,15 +30,36 @@ def _finish(figure, path, dpi):
     return figure
 
 
+def _report_marks(report):
+    """(sample index, label) of each event of an audit report: the first kept sample of the
+    event's move (or corner) at or after the event's start."""
+    samples = report.samples
+    marks = []
+    for event in report.events():
+        for index, sample in enumerate(samples):
+            if (sample.moveIndex == event.moveIndex and sample.corner == event.corner
+                    and sample.fraction >= event.startFraction):
+                marks.append((index, event.kind.to_string()))
+                break
+    return marks
+
+
 def _joint_samples(report_or_samples):
-    """The (N, 6) joint values and the events of a report, or of plain samples."""
+    """The (N, 6) joint values and the event marks of an audit report, of an object with
+    ``joints`` and ``events``, or of plain samples."""
+    if hasattr(report_or_samples, "sample_joints"):
+        values = report_or_samples.sample_joints()
+        if len(values) == 0:
+            raise ValueError("joints: the report keeps no samples; audit with "
+                             "AuditOptions.keepSamples = True")
+        return values, _report_marks(report_or_samples)
     samples = getattr(report_or_samples, "joints", report_or_samples)
     events = getattr(report_or_samples, "events", None) or []
     values = np.asarray(samples, dtype=float)
     if values.ndim != 2 or values.shape[1] != 6:
         raise ValueError(
             f"joints: expected an (N, 6) array of joint values in degrees, got shape {values.shape}")
-    return values, events
+    return values, _event_marks(events)
 
 
 def _event_marks(events):
@@ -59,15 +80,16 @@ def joints(report_or_samples, robot=None, *, events=None, x=None, title=None, pa
            dpi=100):
     """Draws each of the six joints over a path, one panel per joint.
 
-    ``report_or_samples`` is an (N, 6) array of joint values in degrees, or a report with a
-    ``joints`` array and optional ``events``. With ``robot`` (a :class:`zorrob.RobotConfig`) each
+    ``report_or_samples`` is an (N, 6) array of joint values in degrees, a
+    :class:`zorrob.AuditReport` audited with ``keepSamples`` (its samples are drawn and its
+    events marked), or any object with a ``joints`` array and optional ``events``. With ``robot`` (a :class:`zorrob.RobotConfig`) each
     panel shades the joint's allowed range as a band and draws its limits. ``events`` (pairs of
     sample index and label, or objects with ``index`` and ``message``) are marked as vertical
     lines in every panel. ``x`` gives the abscissa of each sample (default: the sample index).
     Returns the figure; writes it as PNG to ``path`` when given.
     """
-    values, report_events = _joint_samples(report_or_samples)
-    marks = _event_marks(events if events is not None else report_events)
+    values, report_marks = _joint_samples(report_or_samples)
+    marks = _event_marks(events) if events is not None else report_marks
     abscissa = np.arange(len(values)) if x is None else np.asarray(x, dtype=float)
     if abscissa.shape != (len(values),):
         raise ValueError(f"x: expected {len(values)} values, got shape {abscissa.shape}")

@@ -8,10 +8,10 @@
 #include <ostream>
 #include <stdexcept>
 
-#include "detail/arm_kinematics.hpp"
 #include "detail/messages.hpp"
 #include "ik/closed_form.hpp"
 #include "ik/numerical.hpp"
+#include "robot/arm_kinematics.hpp"
 #include "zor/rob/robot_config.hpp"
 
 // Implementation notes. A query turns the pose into a rotation matrix and the flange position,

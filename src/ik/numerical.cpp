@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "detail/arm_kinematics.hpp"
+#include "robot/arm_kinematics.hpp"
 
 namespace zor::rob::detail {
 

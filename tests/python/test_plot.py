@@ -55,3 +55,21 @@ def test_circle_plot_is_written_as_png(picture_dir):
     assert image.shape[:2] == (6 * 80, 7 * 80)
     assert non_blank_share(path) > 0.02
     assert path.stat().st_size > 5000
+
+
+def test_joint_plot_draws_an_audit_report_with_its_events(arm, picture_dir):
+    forward = z.Orient(0.7071067811865476, 0, 0.7071067811865476, 0)
+    first, second = z.MoveJ(), z.MoveL()
+    first.toPoint = z.RobTarget(z.Pose(z.Pos(890, 0, 840), forward), z.ConfData(0, 0, 0, 1))
+    second.toPoint = z.RobTarget(z.Pose(z.Pos(890, 0, 1040), forward), z.ConfData(0, 0, 0, 0))
+    first.speed = second.speed = z.v500
+    options = z.AuditOptions()
+    options.keepSamples = True
+    report = z.audit_program(arm, z.RobJoint(0, 0, 0, 0, 30, 0), [first, second], options)
+    path = picture_dir / "audit.png"
+    figure = zorrob.plot.joints(report, arm, path=path, dpi=80)
+    labels = [text.get_text() for text in figure.axes[0].texts]
+    assert "wrist singularity" in labels
+    assert non_blank_share(path) > 0.02
+    with pytest.raises(ValueError, match="keeps no samples"):
+        zorrob.plot.joints(z.audit_program(arm, z.RobJoint(0, 0, 0, 0, 30, 0), [first, second]))
