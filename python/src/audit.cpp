@@ -121,7 +121,7 @@ void bindAudit(py::module_& m) {
       .def_readwrite("samples", &AuditReport::samples,
                      "Every sample when AuditOptions.keepSamples is set (a copy as a list).")
       .def_readwrite("duration", &AuditReport::duration, "Estimated duration, seconds.")
-      .def("event_count", &AuditReport::eventCount)
+      .def("event_count", &AuditReport::eventCount, "The number of events over all moves.")
       .def("clean", &AuditReport::clean, "True when no move has an event.")
       .def(
           "events",

@@ -106,7 +106,8 @@ void bindCircle(py::module_& m) {
            "The unit direction of travel at fraction t.")
       .def("get_angle_from_start", &TPCircle::getAngleFromStart, py::arg("p"),
            "The angle in [0, 2π] from A to the direction of p about N.")
-      .def("point_on_arc", &TPCircle::pointOnArc, py::arg("p"))
+      .def("point_on_arc", &TPCircle::pointOnArc, py::arg("p"),
+           "True when p lies within 1e-6 of the radius and on the arc from A to C.")
       .def("get_cir_point_angle", &TPCircle::getCirPointAngle, "The angle from A to B about N.")
       .def("intersect_arcs", &TPCircle::intersectArcs, py::arg("other"),
            "The 0, 1 or 2 points on both circles, as a list.")

@@ -137,18 +137,24 @@ void bindJoints(py::module_& m) {
       .def_readwrite("cfx", &ConfData::cfx, "Configuration number of the arm.")
       .def("get_quadrant", &ConfData::getQuadrant, py::arg("joint"),
            "cf1, cf4 or cf6 for joint 1, 4 or 6; 0 otherwise.")
-      .def("is_adjacent", &ConfData::isAdjacent, py::arg("other"))
-      .def("diff146", &ConfData::diff146, py::arg("other"))
+      .def("is_adjacent", &ConfData::isAdjacent, py::arg("other"),
+           "True when the quadrants differ by less than 3 and cfx by less than 2.")
+      .def("diff146", &ConfData::diff146, py::arg("other"),
+           "The summed absolute quadrant differences of joints 1, 4 and 6.")
       .def("is_critical_equal_single", &ConfData::isCriticalEqualSingle, py::arg("other"),
-           py::arg("joint"))
+           py::arg("joint"), "are_critical_equal_quad of both records' quadrants of the joint.")
       .def("is_critical_equal",
            py::overload_cast<const RobJoint&, const ConfData&>(&ConfData::isCriticalEqual,
                                                                py::const_),
-           py::arg("joints"), py::arg("other"))
+           py::arg("joints"), py::arg("other"),
+           "True when other matches this record, made from the joints (a joint at zero "
+           "accepts quadrant 0 or -1).")
       .def("is_critical_equal",
            py::overload_cast<const RobJointA&, const ConfData&>(&ConfData::isCriticalEqual,
                                                                 py::const_),
-           py::arg("joints"), py::arg("other"))
+           py::arg("joints"), py::arg("other"),
+           "True when other matches this record, made from the joints (a joint at zero "
+           "accepts quadrant 0 or -1).")
       .def_static("from_rob_joint", &ConfData::FromRobJoint, py::arg("joints"), py::arg("robot"),
                   "The configuration of a joint solution on an arm.")
       .def("to_string", &ConfData::toString, "'{cf1, cf4, cf6, cfx}'.")

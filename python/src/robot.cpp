@@ -107,10 +107,10 @@ void bindSolutionList(py::module_& m, const char* name, const char* doc) {
   cls.def(py::init<>())
       .def_readwrite("joints", &List::joints, "The joint solutions (a copy as a list).")
       .def_readwrite("confs", &List::confs, "Their configurations (a copy as a list).")
-      .def("size", &List::size)
+      .def("size", &List::size, "The number of solutions.")
       .def("__len__", &List::size)
-      .def("empty", &List::empty)
-      .def("clear", &List::clear)
+      .def("empty", &List::empty, "True when there is no solution.")
+      .def("clear", &List::clear, "Removes all solutions.")
       .def("joint", &List::joint, py::arg("i"), "Solution i's joints; IndexError for i >= size().")
       .def("conf", &List::conf, py::arg("i"),
            "Solution i's configuration; IndexError for i >= size().");
@@ -212,14 +212,17 @@ void bindRobot(py::module_& m) {
            "The wrist centre point of a flange pose.")
       .def("get_rob_target", &RobotConfig::getRobTarget, py::arg("joints"),
            "The robot target of the joint values: flange pose, configuration, axes unused.")
-      .def("get_home_target", &RobotConfig::getHomeTarget)
-      .def("get_home_joint", &RobotConfig::getHomeJoint)
-      .def("is_fixed_joint", &RobotConfig::isFixedJoint, py::arg("i"))
+      .def("get_home_target", &RobotConfig::getHomeTarget, "The robot target of the home joints.")
+      .def("get_home_joint", &RobotConfig::getHomeJoint, "The home joints.")
+      .def("is_fixed_joint", &RobotConfig::isFixedJoint, py::arg("i"),
+           "True when joint i's limits lie within 1e-6 degrees of each other.")
       .def("is_joint_allowed", &RobotConfig::isJointAllowed, py::arg("i"), py::arg("value"),
            py::arg("other_value") = 0.0,
            "Whether value (degrees) is allowed for joint i (0-based; 6 tests the sum limit).")
-      .def("compute_screw_axis_in_tcp", &RobotConfig::computeScrewAxisInTcp)
-      .def("init_spherical_wrist", &RobotConfig::initSphericalWrist)
+      .def("compute_screw_axis_in_tcp", &RobotConfig::computeScrewAxisInTcp,
+           "Fills bodyScrewAxes from spaceScrewAxes and flangeHome (set-up, first).")
+      .def("init_spherical_wrist", &RobotConfig::initSphericalWrist,
+           "Sets and returns sphericalWrist (set-up, second).")
       .def(
           "get_space_jacobian",
           [](const RobotConfig& r, const RobJoint& j) {
@@ -271,9 +274,10 @@ void bindRobot(py::module_& m) {
       m, "TargetConfiguration",
       "Joint solutions of one Cartesian target paired with their configurations.");
   py::class_<TargetConfiguration>(m.attr("TargetConfiguration"))
-      .def("add", &TargetConfiguration::add, py::arg("joints"), py::arg("conf"))
+      .def("add", &TargetConfiguration::add, py::arg("joints"), py::arg("conf"),
+           "Appends a solution and its configuration.")
       .def("to_target_configuration_a", &TargetConfiguration::toTargetConfigurationA,
-           py::arg("config"));
+           py::arg("config"), "The list with each solution in the joint convention config.");
   bindSolutionList<TargetConfigurationA>(m, "TargetConfigurationA",
                                          "Joint solutions in the alternative convention.");
 

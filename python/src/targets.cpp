@@ -109,8 +109,9 @@ void bindTargets(py::module_& m) {
       .def_readwrite("pose", &RobTarget::pose)
       .def_readwrite("robConf", &RobTarget::robConf)
       .def_readwrite("extJoint", &RobTarget::extJoint)
-      .def("set_pose", &RobTarget::setPose, py::arg("pose"))
-      .def("get_pose", &RobTarget::getPose)
+      .def("set_pose", &RobTarget::setPose, py::arg("pose"),
+           "Replaces the pose; configuration and external axes stay.")
+      .def("get_pose", &RobTarget::getPose, "A copy of the pose.")
       .def("to_string", &RobTarget::toString,
            "'{{x, y, z}, {q1, q2, q3, q4}, {cf1, cf4, cf6, cfx}, {e1, ..., e6}}'.")
       .def("to_ui_string", &RobTarget::toUIString, "Exactly to_string().")

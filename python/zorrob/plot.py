@@ -166,6 +166,14 @@ def circle(arc, *, zone=None, orientations=None, mode="object", samples=200, fra
                 tip = place + length * axes[:, column]
                 ax.plot(*zip(place, tip), color=colour, linewidth=1.2)
 
+    # Equal scales on the three axes, so that the arc looks round and the frames square.
+    corners = np.vstack([points, [tuple(arc.A), tuple(arc.B), tuple(arc.C), tuple(arc.R)]])
+    middle = (corners.min(axis=0) + corners.max(axis=0)) / 2
+    half = max(float(np.ptp(corners, axis=0).max()) / 2, 1e-9) * 1.1
+    ax.set_xlim(middle[0] - half, middle[0] + half)
+    ax.set_ylim(middle[1] - half, middle[1] + half)
+    ax.set_zlim(middle[2] - half, middle[2] + half)
+    ax.set_box_aspect((1, 1, 1))
     ax.set_xlabel("x (mm)")
     ax.set_ylabel("y (mm)")
     ax.set_zlabel("z (mm)")
