@@ -21,7 +21,7 @@
 namespace zor::rob::cli {
 namespace {
 
-constexpr const char* kCommandList = "fk, jacobian, circle, tables, arm";
+constexpr const char* kCommandList = "fk, jacobian, circle, tables, arm, audit";
 
 /// Everything the command line can hold, as given (numbers still as text).
 struct Options {
@@ -39,6 +39,9 @@ struct Options {
   std::string oriMode{};
   std::vector<std::string> ori{};
   std::string table{};
+  std::string program{};
+  std::string step{};
+  std::string samplesPath{};
 };
 
 /// \returns whether the option `name` was given on the command line (even with an empty value),
@@ -152,6 +155,18 @@ Report run(const CLI::App& app, const Options& o) {
   }
   if (name == "circle")
     return runCircle(circleFrom(app, o));
+  if (name == "audit") {
+    AuditRequest request;
+    request.programPath = o.program;
+    if (given(app, "--step")) {
+      request.stepMm = parseNumber(o.step, "--step");
+      if (*request.stepMm <= 0.0)
+        throw UsageError("--step must be positive, got '" + o.step + "'");
+    }
+    if (given(app, "--samples"))
+      request.samplesPath = o.samplesPath;
+    return runAudit(request);
+  }
   if (name == "tables") {
     if (o.table == "speeds")
       return runTables(TableKind::Speeds);
@@ -272,6 +287,30 @@ int Main(int argc, char** argv) {
   addArmOption(*armCommand, o);
   addJsonFlag(*armCommand, o);
 
+  CLI::App* audit = app.add_subcommand("audit", "check a program of moves on its arm");
+  audit->footer(
+      "Follows the moves of a program file (JSON: arm, start joints, tools, work objects and\n"
+      "moves; see the README) through the arm and reports, per move, whether it is reached,\n"
+      "its estimated time, path length and orientation change, and every event: targets out\n"
+      "of reach or not reachable in their configuration, path points out of reach, wrist,\n"
+      "elbow and shoulder singularities, configuration changes, joint limits, joint jumps,\n"
+      "circles that are not circles and zones shrunk to fit.\n\n"
+      "Times are estimates: a linear or circular move takes the longer of path length / TCP\n"
+      "speed and orientation change / orientation speed, a joint move the longer of its\n"
+      "slowest joint at its maximum speed and the TCP path / TCP speed; no acceleration, and\n"
+      "zones add no time.\n\n"
+      "Exit status: 0 for a clean program, 3 when there are events, 1 for a rejected program\n"
+      "file, 2 for a bad command line.\n\n"
+      "Example: zorrob audit examples/audit/weld_seam.json --samples samples.csv");
+  audit->add_option("program", o.program, "the program file (JSON)")
+      ->type_name("PROGRAM.json")
+      ->required();
+  audit->add_option("--step", o.step, "the sampling step along the path, mm (default 1)")
+      ->type_name("MM");
+  audit->add_option("--samples", o.samplesPath, "write every sample to this CSV file")
+      ->type_name("FILE.csv");
+  addJsonFlag(*audit, o);
+
   // Set last: the commands would otherwise take this footer over as their own.
   app.footer(
       "Without a command, zorrob tours the arm: its summary, the home target, the forward\n"
@@ -279,7 +318,8 @@ int Main(int argc, char** argv) {
       "configurations in KRL form, singularity class, limit verdict) and a circular move with\n"
       "a z50 zone and the tool orientation in each mode.\n\n"
       "Lengths are in mm, joint values in degrees. Exit status: 0 on success, 2 for a command\n"
-      "line that cannot be run, 1 for inputs that are rejected (arm files, circle points).\n"
+      "line that cannot be run, 1 for inputs that are rejected (arm files, circle points,\n"
+      "program files), 3 for an audit that found events.\n"
       "Run 'zorrob COMMAND --help' for the options of each command.");
 
   try {
@@ -320,6 +360,7 @@ int Main(int argc, char** argv) {
   }
 
   std::string output;
+  int status = 0;
   try {
     const std::vector<CLI::App*> commands = app.get_subcommands();
     const bool usesArm = commands.empty() || commands.front() == fk ||
@@ -327,6 +368,7 @@ int Main(int argc, char** argv) {
     if (given(app, "--arm") && !usesArm)
       throw UsageError("--arm does not apply to this command");
     const Report report = run(app, o);
+    status = report.status;
     // A file name that is not valid UTF-8 is written with replacement characters.
     output =
         o.json ? report.json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
@@ -344,7 +386,7 @@ int Main(int argc, char** argv) {
   std::cout << output;
   if (!std::cout.flush())
     return fail(who(app), "cannot write to standard output", kExitRejected);
-  return 0;
+  return status;
 }
 
 }  // namespace

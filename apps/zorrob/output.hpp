@@ -22,6 +22,9 @@ inline constexpr int kUnitDecimals = 6;
 struct Report {
   std::string text{};
   nlohmann::ordered_json json{};
+  /// The tool's exit status once the report is printed: 0, or kExitEvents for an audit that
+  /// found events.
+  int status{0};
 };
 
 /// \returns `value` in fixed notation with `decimals` decimals; a value that rounds to zero

@@ -576,6 +576,9 @@ RobJoint Auditor::samplePart(const PathPart& part, double f0, double f1, std::si
     open[c].reset();
   };
 
+  std::optional<AuditEvent> openJump;
+  double openJumpStep = 0.0;
+
   PathPoint previous = solve(part, f0, start, options_.jumpDeg);
   keepSample(part, previous);
   for (std::size_t c = 0; c < kConditionKinds.size(); ++c)
@@ -589,16 +592,33 @@ RobJoint Auditor::samplePart(const PathPart& part, double f0, double f1, std::si
     const PathPoint current = solve(part, f, previous.joints, options_.jumpDeg);
     keepSample(part, current);
 
+    bool jumped = false;
     if (jumps(previous, current, options_.jumpDeg) ||
         (previous.solved && current.solved && previous.conf.cfx != current.conf.cfx)) {
       const auto [a, b] = locateTransition(part, previous, current);
       if (a.solved && b.solved && a.conf.cfx != b.conf.cfx)
         addEvent(audit, eventAt(part, AuditEventKind::configurationChange, a, b));
       if (jumps(a, b, allowedStep(part, b.fraction - a.fraction))) {
-        AuditEvent e = eventAt(part, AuditEventKind::jointJump, a, b);
-        e.joint = static_cast<int>(largestStep(a.joints, b.joints).second) + 1;
-        addEvent(audit, e);
+        // Jumps in neighbouring intervals are one fast stretch: one event from its first
+        // located jump to its last, naming the joint of the largest step.
+        const auto [step, joint] = largestStep(a.joints, b.joints);
+        if (!openJump) {
+          openJump = eventAt(part, AuditEventKind::jointJump, a, b);
+          openJumpStep = 0.0;
+        }
+        openJump->endFraction = b.fraction;
+        openJump->endArcLength = b.fraction * part.lengthPerFraction;
+        openJump->endJoints = b.joints;
+        if (step > openJumpStep) {
+          openJumpStep = step;
+          openJump->joint = static_cast<int>(joint) + 1;
+        }
+        jumped = true;
       }
+    }
+    if (!jumped && openJump) {
+      addEvent(audit, std::move(*openJump));
+      openJump.reset();
     }
     const unsigned toggled = previous.conditions ^ current.conditions;
     for (std::size_t c = 0; c < kConditionKinds.size(); ++c) {
@@ -616,6 +636,8 @@ RobJoint Auditor::samplePart(const PathPart& part, double f0, double f1, std::si
   for (std::size_t c = 0; c < kConditionKinds.size(); ++c)
     if (open[c])
       closeEvent(c, previous);
+  if (openJump)
+    addEvent(audit, std::move(*openJump));
   return previous.joints;
 }
 

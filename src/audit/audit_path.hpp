@@ -121,10 +121,15 @@ inline double OrientationChange(const PathShape& shape) {
   return std::visit([](const auto& s) { return s.orientationChange(); }, shape);
 }
 
+/// Steps that a length or angle exceeds by less than this (a rounding error of the start
+/// pose) are not counted.
+inline constexpr double kStepCountSlack = 1e-9;
+
 /// \returns the number of intervals that keeps neighbouring samples within `stepMm` of path
 /// and `stepDeg` of orientation: at least 1.
 inline std::size_t IntervalCount(double length, double angleDeg, double stepMm, double stepDeg) {
-  const double n = std::max({1.0, std::ceil(length / stepMm), std::ceil(angleDeg / stepDeg)});
+  const double n = std::max({1.0, std::ceil(length / stepMm - kStepCountSlack),
+                             std::ceil(angleDeg / stepDeg - kStepCountSlack)});
   return static_cast<std::size_t>(n);
 }
 

@@ -119,6 +119,8 @@ TEST(AuditPath, IntervalsKeepBothSteps) {
   EXPECT_EQ(audit::IntervalCount(10.0, 45.0, 1.0, 1.0), 45u);
   EXPECT_EQ(audit::IntervalCount(10.0, 45.0, 0.1, 1.0), 100u);
   EXPECT_EQ(audit::IntervalCount(0.0, 0.0, 1.0, 1.0), 1u);
+  // A length a rounding error above a whole number of steps takes no extra step.
+  EXPECT_EQ(audit::IntervalCount(200.00000000001, 0.0, 2.0, 1.0), 100u);
 }
 
 TEST(AuditPath, ZoneKeepsItsDistanceWhenTheMovesAreLongEnough) {

@@ -202,6 +202,40 @@ TEST(Audit, JointLimitHalfWay) {
   EXPECT_NEAR(m.orientationChange, 100.0, 1e-9);
 }
 
+// The wrist centre passing the axis of joint 1 at 20 mm (flange line y = 20, x from 40 to 160
+// at z = 1600), behind the axis: joint 1 = φ - 180 degrees turns from -18.4 to -161.6 degrees,
+// at up to 1/20 rad = 2.86 degrees per mm where the wrist centre passes x = 0. With a jump
+// threshold of 2 degrees per 1 mm step, the joints jump where 20 / (x² + 20²) rad exceeds 2
+// degrees, |x| < 13.2 mm, and nowhere else.
+TEST(Audit, FastTurnOfJoint1IsAJump) {
+  AuditOptions options;
+  options.jumpDeg = 2.0;
+  const AuditReport r = Audit({Joint({40, 0, 1600}, kForward, ConfData(0, 0, 0, 4)),
+                               Line({40, 20, 1600}, kForward, ConfData(-1, 0, 0, 4)),
+                               Line({160, 20, 1600}, kForward, ConfData(-2, 0, 0, 4))},
+                              options);
+  const MoveAudit& m = r.moves[2];
+  const AuditEvent* jump = Find(m, AuditEventKind::jointJump);
+  ASSERT_NE(jump, nullptr) << Describe(r);
+  // Joint 4 turns back as fast as joint 1 turns, to keep the flange forward.
+  EXPECT_TRUE(jump->joint == 1 || jump->joint == 4) << jump->joint;
+  // One event over the fast stretch. The threshold applies to the change over a whole step,
+  // so its ends lie within about a step of where the rate itself crosses 2 degrees per mm.
+  const double limit = std::sqrt(20.0 * 180.0 / kPi / 2.0 - 400.0);
+  EXPECT_NEAR(jump->startArcLength, 60.0 - limit, 1.5);
+  EXPECT_NEAR(jump->endArcLength, 60.0 + limit, 1.5);
+  EXPECT_EQ(std::count_if(m.events.begin(), m.events.end(),
+                          [](const AuditEvent& e) { return e.kind == AuditEventKind::jointJump; }),
+            1);
+  for (const AuditEvent& e : m.events)
+    EXPECT_TRUE(e.kind == AuditEventKind::jointJump ||
+                e.kind == AuditEventKind::configurationMismatch ||
+                e.kind == AuditEventKind::noSolutionInConfiguration)
+        << Describe(r);
+  for (const AuditEvent& e : r.moves[1].events)
+    EXPECT_NE(e.kind, AuditEventKind::jointJump) << Describe(r);
+}
+
 TEST(Audit, CleanProgramHasNoEvents) {
   // A square of lines blended with z10 and a circle in the plane y = 0, the flange forward:
   // joints 1, 4 and 6 stay at 0. The wrist centres (700 .. 800, 800 .. 900) lie within 567 mm
@@ -221,6 +255,303 @@ TEST(Audit, CleanProgramHasNoEvents) {
   EXPECT_EQ(r.moves[2].zoneDistance, 10.0);
   EXPECT_EQ(r.moves[4].zoneDistance, 10.0);
   EXPECT_EQ(r.moves[5].zoneDistance, 0.0);
+}
+
+// The flange pointing down: flange z = base -z, so the wrist centre lies 100 mm above it.
+const Orient kDown{0.0, 0.0, 1.0, 0.0};
+/// The farthest the wrist centre gets from the axis of joint 2: the upper arm plus the forearm
+/// from joint 3 to the wrist centre.
+const double kStretched = 600.0 + std::hypot(640.0, 110.0);
+
+// A line from x = 1000 to x = 3000 at flange height 350, where the wrist centre (100 mm above
+// the flange) is level with the axis of joint 2. In front, the wrist centre lies r - 150 from
+// the axis of joint 2, so the line leaves the reach at r = 150 + kStretched.
+TEST(Audit, UnreachableTargetAndTheStretchOfPathBeforeIt) {
+  // The elbow is within 1 degree of stretched for only 0.05 mm of this line, less than a step:
+  // a margin of 10 degrees makes it 4.7 mm long.
+  AuditOptions options;
+  options.elbowMarginDeg = 10.0;
+  const AuditReport r = Audit({Joint({1000, 0, 350}, kDown, ConfData(0, 0, 0, 0)),
+                               Line({3000, 0, 350}, kDown, ConfData(0, 0, 0, 0))},
+                              options);
+  EXPECT_TRUE(r.moves[0].events.empty()) << Describe(r);
+  const MoveAudit& m = r.moves[1];
+  EXPECT_FALSE(m.reached);
+  const AuditEvent* target = Find(m, AuditEventKind::unreachableTarget);
+  ASSERT_NE(target, nullptr) << Describe(r);
+  EXPECT_EQ(target->startFraction, 1.0);
+  const AuditEvent* path = Find(m, AuditEventKind::unreachablePathPoint);
+  ASSERT_NE(path, nullptr) << Describe(r);
+  EXPECT_NEAR(path->startArcLength, 150.0 + kStretched - 1000.0, kPlaceTolerance);
+  EXPECT_EQ(path->endFraction, 1.0);
+  // The elbow comes within 10 degrees of stretched where the distance from joint 2 reaches
+  // sqrt(600² + L² + 2·600·L·cos 10°), L the forearm.
+  const double forearm = std::hypot(640.0, 110.0);
+  const double nearlyStretched =
+      std::sqrt(600.0 * 600.0 + forearm * forearm + 2 * 600.0 * forearm * std::cos(10 * kRad));
+  const AuditEvent* elbow = Find(m, AuditEventKind::elbowSingularity);
+  ASSERT_NE(elbow, nullptr) << Describe(r);
+  EXPECT_NEAR(elbow->startArcLength, 150.0 + nearlyStretched - 1000.0, kPlaceTolerance);
+  for (const AuditEvent& e : m.events)
+    EXPECT_TRUE(e.kind == AuditEventKind::unreachableTarget ||
+                e.kind == AuditEventKind::unreachablePathPoint ||
+                e.kind == AuditEventKind::elbowSingularity)
+        << Describe(r);
+}
+
+TEST(Audit, UnreachableTargetOfAJointMoveLeavesTheArmWhereItWas) {
+  const RobJoint start(0, 10, 10, 0, -40, 0);
+  const AuditReport r = Audit({Joint({3000, 0, 350}, kDown, ConfData(0, 0, 0, 0))}, {}, start);
+  EXPECT_EQ(Kinds(r.moves[0]), (std::vector{AuditEventKind::unreachableTarget})) << Describe(r);
+  EXPECT_FALSE(r.moves[0].reached);
+  EXPECT_EQ(r.moves[0].endJoints, start);
+  EXPECT_EQ(r.moves[0].duration, 0.0);
+}
+
+// A circle in the plane of the wrist centre level with joint 2 (flange z = 350), about
+// (1000, 0) with radius 500, from A = (500, 0) through B = (1500, 0) to C = (1000, 500): three
+// quarters of a turn through angle φ from 180 to 450 degrees. The wrist centre's distance r
+// from the axis of joint 1 obeys r² = 1000² + 500² + 2·1000·500·cos φ; the arc leaves the reach
+// where r = 150 + kStretched.
+TEST(Audit, CircleLeavingTheReach) {
+  const AuditReport r = Audit({Joint({500, 0, 350}, kDown, ConfData(0, 0, 0, 0)),
+                               Arc({1500, 0, 350}, {1000, 500, 350}, kDown, ConfData(0, 0, 0, 0))});
+  EXPECT_TRUE(r.moves[0].events.empty()) << Describe(r);
+  const MoveAudit& m = r.moves[1];
+  EXPECT_NEAR(m.pathLength, 500.0 * 1.5 * kPi, 1e-9);
+  EXPECT_FALSE(m.reached);
+  const double reach = 150.0 + kStretched;
+  const double phi = std::acos((reach * reach - 1000.0 * 1000.0 - 500.0 * 500.0) / 1e6);
+  const AuditEvent* out = Find(m, AuditEventKind::unreachablePathPoint);
+  ASSERT_NE(out, nullptr) << Describe(r);
+  EXPECT_NEAR(out->startArcLength, 500.0 * (kPi - phi), kPlaceTolerance);
+  EXPECT_NEAR(out->endArcLength, 500.0 * (kPi + phi), kPlaceTolerance);
+  EXPECT_NEAR(out->startFraction, (kPi - phi) / (1.5 * kPi), 1e-5);
+  for (const AuditEvent& e : m.events)
+    EXPECT_TRUE(e.kind == AuditEventKind::unreachablePathPoint ||
+                e.kind == AuditEventKind::elbowSingularity ||
+                e.kind == AuditEventKind::configurationChange)
+        << Describe(r);
+}
+
+// The line x = 890 from z = 840 to 900 stays below z = 940, where the forearm is level: the
+// wrist stays flipped (configuration 1) all along, while the target is programmed with the
+// other wrist (joint 4 at 180, joint 6 at -180, configuration 0).
+TEST(Audit, LineNeedingAConfigurationChange) {
+  const AuditReport r = Audit({Joint({890, 0, 840}, kForward, ConfData(0, 0, 0, 1)),
+                               Line({890, 0, 900}, kForward, ConfData(0, 1, -2, 0))});
+  const MoveAudit& m = r.moves[1];
+  EXPECT_EQ(Kinds(m), (std::vector{AuditEventKind::configurationMismatch})) << Describe(r);
+  const AuditEvent* e = Find(m, AuditEventKind::configurationMismatch);
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->startFraction, 1.0);
+  EXPECT_NEAR(e->startArcLength, 60.0, 1e-9);
+  EXPECT_EQ(m.endConf.cfx, 1);
+}
+
+// Behind the base the shoulder needs joint 1 at ±180 degrees, beyond its limits of ±170: the
+// point ahead is reachable in front only.
+TEST(Audit, TargetReachableOnlyInAnotherConfiguration) {
+  const AuditReport r = Audit({Joint({1000, 0, 350}, kDown, ConfData(0, 0, 0, 4))});
+  EXPECT_EQ(Kinds(r.moves[0]), (std::vector{AuditEventKind::noSolutionInConfiguration}))
+      << Describe(r);
+  EXPECT_FALSE(r.moves[0].reached);
+}
+
+TEST(Audit, CollinearCirclePointsAreAnEventNotAnError) {
+  const ConfData conf(0, 0, 0, 1);
+  const AuditReport r = Audit({Joint({800, 0, 800}, kForward, conf),
+                               Arc({850, 0, 800}, {900, 0, 800}, kForward, conf),
+                               Line({900, 0, 800}, kForward, conf)});
+  EXPECT_EQ(Kinds(r.moves[1]), (std::vector{AuditEventKind::noCircle})) << Describe(r);
+  EXPECT_FALSE(r.moves[1].reached);
+  // The arm stays where it was, and the next move starts there: 100 mm along x.
+  EXPECT_EQ(r.moves[1].endJoints, r.moves[0].endJoints);
+  EXPECT_TRUE(r.moves[2].events.empty()) << Describe(r);
+  EXPECT_NEAR(r.moves[2].pathLength, 100.0, 1e-9);
+}
+
+TEST(Audit, OverlappingZonesShrinkToHalfTheShorterMove) {
+  // 30 mm then 80 mm, a z50 corner between them: the zone shrinks to 15 mm.
+  const ConfData conf(0, 0, 0, 1);
+  const AuditReport r = Audit({Joint({800, 0, 800}, kForward, conf),
+                               Line({830, 0, 800}, kForward, conf, SpeedData::v500, ZoneData::z50),
+                               Line({830, 0, 880}, kForward, conf)});
+  EXPECT_EQ(Kinds(r.moves[1]), (std::vector{AuditEventKind::zoneShrunk})) << Describe(r);
+  const AuditEvent* e = Find(r.moves[1], AuditEventKind::zoneShrunk);
+  ASSERT_NE(e, nullptr);
+  EXPECT_NEAR(e->startArcLength, 15.0, 1e-9);
+  EXPECT_NEAR(e->endArcLength, 30.0, 1e-9);
+  EXPECT_NEAR(e->startFraction, 0.5, 1e-12);
+  EXPECT_EQ(r.moves[1].zoneDistance, 15.0);
+  EXPECT_TRUE(r.moves[2].events.empty()) << Describe(r);
+  EXPECT_TRUE(r.moves[1].reached);
+}
+
+TEST(Audit, BlendedCornerIsSampledBetweenTheZonePoints) {
+  const ConfData conf(0, 0, 0, 1);
+  AuditOptions options;
+  options.keepSamples = true;
+  const AuditReport r = Audit({Joint({800, 0, 800}, kForward, conf),
+                               Line({900, 0, 800}, kForward, conf, SpeedData::v500, ZoneData::z10),
+                               Line({900, 0, 900}, kForward, conf)},
+                              options);
+  EXPECT_TRUE(r.clean()) << Describe(r);
+  // Move 1 is sampled up to 10 mm before its corner, the corner from (890, 0, 800) to
+  // (900, 0, 810), and move 2 from 10 mm after its start.
+  std::vector<const AuditSample*> corner;
+  double lastOfMove1 = 0.0, firstOfMove2 = 1.0;
+  for (const AuditSample& s : r.samples) {
+    if (s.moveIndex == 1 && s.corner)
+      corner.push_back(&s);
+    else if (s.moveIndex == 1)
+      lastOfMove1 = std::max(lastOfMove1, s.fraction);
+    else if (s.moveIndex == 2)
+      firstOfMove2 = std::min(firstOfMove2, s.fraction);
+  }
+  EXPECT_NEAR(lastOfMove1, 0.9, 1e-12);
+  EXPECT_NEAR(firstOfMove2, 0.1, 1e-12);
+  ASSERT_GE(corner.size(), 2u);
+  EXPECT_NEAR((corner.front()->tcp.pos - Pos{890, 0, 800}).norm(), 0.0, 1e-9);
+  EXPECT_NEAR((corner.back()->tcp.pos - Pos{900, 0, 810}).norm(), 0.0, 1e-9);
+  // The Bézier midpoint: (E + 2T + X) / 4.
+  for (const AuditSample* s : corner) {
+    if (std::abs(s->fraction - 0.5) < 1e-12) {
+      EXPECT_NEAR((s->tcp.pos - Pos{897.5, 0, 802.5}).norm(), 0.0, 1e-9);
+    }
+  }
+}
+
+TEST(Audit, SamplesCoverEachMoveAtTheStep) {
+  AuditOptions options;
+  options.keepSamples = true;
+  options.stepMm = 2.0;
+  const AuditReport r = Audit(ThroughTheWrist(), options);
+  std::size_t onLine = 0;
+  for (const AuditSample& s : r.samples)
+    if (s.moveIndex == 1) {
+      ++onLine;
+      EXPECT_NEAR(s.tcp.pos.z, 840.0 + 200.0 * s.fraction, 1e-6);
+      EXPECT_NEAR(s.arcLength, 200.0 * s.fraction, 1e-6);
+    }
+  EXPECT_EQ(onLine, 101u);  // 200 mm in steps of 2 mm, both ends included
+  const AuditSample& last = r.samples.back();
+  EXPECT_EQ(last.fraction, 1.0);
+  EXPECT_EQ(last.conf.cfx, 0);
+  EXPECT_EQ(last.singularity, SingularityType::none);
+  EXPECT_TRUE(last.reachable);
+}
+
+TEST(Audit, NoSamplesUnlessAsked) {
+  EXPECT_TRUE(Audit(ThroughTheWrist()).samples.empty());
+}
+
+TEST(AuditTiming, LinearMoveTakesLengthOverTcpSpeed) {
+  // 200 mm at 500 mm/s, no reorientation.
+  const AuditReport r = Audit(ThroughTheWrist());
+  EXPECT_NEAR(r.moves[1].duration, 0.4, 1e-12);
+}
+
+TEST(AuditTiming, ReorientationTakesAngleOverOrientationSpeed) {
+  // 30 degrees at 10 degrees/s beats 100 mm at 1000 mm/s.
+  const AuditReport r = Audit({Joint({800, 0, 800}, kForward, ConfData(0, 0, 0, 1)),
+                               Line({900, 0, 800}, ForwardTurned(30), ConfData(0, 0, 0, 1),
+                                    SpeedData(1000, 10, 5000, 1000))});
+  EXPECT_NEAR(r.moves[1].orientationChange, 30.0, 1e-9);
+  EXPECT_NEAR(r.moves[1].duration, 3.0, 1e-9);
+}
+
+TEST(AuditTiming, JointMoveTakesItsSlowestJoint) {
+  // Joint 1 turns 90 degrees at 150 degrees/s: 0.6 s; the flange, about 900 mm from the axis,
+  // travels about 1414 mm, 0.28 s at 5000 mm/s.
+  const RobJoint start(0, 10, 10, 0, -40, 0);
+  const AuditReport r = Audit({AbsJ(RobJoint(90, 10, 10, 0, -40, 0), SpeedData::v5000)}, {}, start);
+  EXPECT_NEAR(r.moves[0].duration, 0.6, 1e-12);
+  EXPECT_TRUE(r.moves[0].reached);
+}
+
+TEST(AuditTiming, JointMoveSlowsDownToTheTcpSpeed) {
+  // At 100 mm/s the flange's quarter circle about the axis of joint 1 takes longer than the
+  // joint: r·π/2 / 100 with r the flange's distance from the axis.
+  const RobJoint start(0, 10, 10, 0, -40, 0);
+  const Pose flange = DefaultArm().getRobTarget(start).pose;
+  const double radius = std::hypot(flange.pos.x, flange.pos.y);
+  const AuditReport r = Audit({AbsJ(RobJoint(90, 10, 10, 0, -40, 0), SpeedData::v100)}, {}, start);
+  EXPECT_NEAR(r.moves[0].pathLength, radius * kPi / 2, 1e-4);
+  EXPECT_NEAR(r.moves[0].duration, radius * kPi / 2 / 100.0, 1e-6);
+}
+
+TEST(AuditTiming, ProgramTakesTheSumOfItsMoves) {
+  const RobJoint start(0, 10, 10, 0, -40, 0);
+  const AuditReport r = Audit({AbsJ(RobJoint(30, 10, 10, 0, -40, 0), SpeedData::v5000),
+                               AbsJ(RobJoint(30, 10, 10, 0, -40, 90), SpeedData::v5000)},
+                              {}, start);
+  // 30 degrees of joint 1 at 150 degrees/s, then 90 degrees of joint 6 at 450 degrees/s.
+  EXPECT_NEAR(r.moves[0].duration, 0.2, 1e-12);
+  EXPECT_NEAR(r.moves[1].duration, 0.2, 1e-12);
+  EXPECT_NEAR(r.duration, 0.4, 1e-12);
+}
+
+TEST(Audit, JointTargetOutsideTheLimitsIsAJointLimit) {
+  const AuditReport r = Audit({AbsJ(RobJoint(0, 10, 10, 0, 130, 0))});
+  EXPECT_EQ(Kinds(r.moves[0]), (std::vector{AuditEventKind::jointLimit})) << Describe(r);
+  EXPECT_EQ(r.moves[0].events[0].joint, 5);
+  EXPECT_FALSE(r.moves[0].reached);
+}
+
+TEST(Audit, EmptyProgramIsClean) {
+  const AuditReport r = Audit({});
+  EXPECT_TRUE(r.clean());
+  EXPECT_TRUE(r.moves.empty());
+  EXPECT_EQ(r.duration, 0.0);
+}
+
+TEST(Audit, BadOptionsThrow) {
+  AuditOptions o;
+  o.stepMm = 0.0;
+  EXPECT_THROW_MSG(Audit(ThroughTheWrist(), o), std::invalid_argument,
+                   "audit options must be positive and finite");
+  o = {};
+  o.wristMarginDeg = -1.0;
+  EXPECT_THROW_MSG(Audit(ThroughTheWrist(), o), std::invalid_argument,
+                   "audit options must be positive and finite");
+  o = {};
+  o.maxJointSpeedDeg[3] = std::nan("");
+  EXPECT_THROW_MSG(Audit(ThroughTheWrist(), o), std::invalid_argument,
+                   "audit options must be positive and finite");
+  EXPECT_THROW_MSG(Audit(ThroughTheWrist(), {}, RobJoint(0, 0, 0, 0, INFINITY, 0)),
+                   std::invalid_argument, "start joints must be finite");
+}
+
+TEST(Audit, MoveWithoutSpeedThrows) {
+  MoveL m = Line({900, 0, 800}, kForward, ConfData(0, 0, 0, 1));
+  m.speed = SpeedData();
+  EXPECT_THROW_MSG(Audit({m}), std::invalid_argument, "move speeds must be positive and finite");
+}
+
+TEST(Audit, EventKindsHaveTheirText) {
+  const std::vector<std::pair<AuditEventKind, std::string>> texts{
+      {AuditEventKind::unreachableTarget, "unreachable target"},
+      {AuditEventKind::noSolutionInConfiguration, "no solution in the programmed configuration"},
+      {AuditEventKind::unreachablePathPoint, "unreachable path point"},
+      {AuditEventKind::configurationChange, "configuration change"},
+      {AuditEventKind::configurationMismatch, "configuration mismatch"},
+      {AuditEventKind::wristSingularity, "wrist singularity"},
+      {AuditEventKind::elbowSingularity, "elbow singularity"},
+      {AuditEventKind::shoulderSingularity, "shoulder singularity"},
+      {AuditEventKind::jointLimit, "joint limit"},
+      {AuditEventKind::jointJump, "joint jump"},
+      {AuditEventKind::noCircle, "no circle"},
+      {AuditEventKind::zoneShrunk, "zone shrunk"}};
+  for (const auto& [kind, text] : texts) {
+    std::ostringstream os;
+    os << kind;
+    EXPECT_EQ(os.str(), text);
+  }
+  std::ostringstream bad;
+  bad << static_cast<AuditEventKind>(12);
+  EXPECT_TRUE(bad.fail());
+  EXPECT_EQ(bad.str(), "");
 }
 
 }  // namespace

@@ -58,13 +58,17 @@ ZORROB_API std::ostream& operator<<(std::ostream& os, AuditEventKind kind);
 
 /// What the audit checks and how finely.
 struct ZORROB_API AuditOptions {
-  /// Largest distance (mm) of the tool centre point between neighbouring samples.
+  /// Largest distance (mm) of the tool centre point between neighbouring samples. A condition
+  /// that holds over less than a step (the last 0.05 mm before the forearm is stretched, with
+  /// an elbow margin of 1 degree) can fall between two samples and go unseen.
   double stepMm{1.0};
   /// Largest orientation change (degrees) between neighbouring samples; for joint moves, the
   /// largest change of any joint.
   double stepDeg{1.0};
-  /// A step of any joint (degrees) larger than this between neighbouring samples is a jump.
-  /// Scaled with the sampling: compare it with what the joints move over stepMm.
+  /// A step of any joint (degrees) larger than this between neighbouring samples is a jump;
+  /// jumps in neighbouring steps make one event. Between samples the threshold scales with
+  /// the distance, so a discontinuity is located exactly and a fast but continuous turn where
+  /// its rate exceeds jumpDeg per step. Compare it with what the joints move over stepMm.
   double jumpDeg{10.0};
   /// Joint 5 closer than this to zero (degrees) is near the wrist singularity.
   double wristMarginDeg{1.0};
