@@ -13,11 +13,11 @@ namespace zor::rob {
 namespace {
 
 Transform rotZ(double degrees) {
-  return {RotationTemplate<double>(detail::degToRad(degrees), Vec3{0.0, 0.0, 1.0}), {}};
+  return {RotationTemplate<double>(DegToRad(degrees), Vec3{0.0, 0.0, 1.0}), {}};
 }
 
 Transform rotX(double degrees) {
-  return {RotationTemplate<double>(detail::degToRad(degrees), Vec3{1.0, 0.0, 0.0}), {}};
+  return {RotationTemplate<double>(DegToRad(degrees), Vec3{1.0, 0.0, 0.0}), {}};
 }
 
 Transform along(double x, double z) {
