@@ -312,6 +312,11 @@ Pose TargetOfFlangePose(const Pose& flange, const ToolData& tool, const WObjData
   return detail::poseOf(objectInverse * flangeFrame.inverse() * toolFrame);
 }
 
+IkStatus RobotConfig::findAllJointSolutions(const Pose& flangePose, const RobJoint* seed,
+                                            TargetConfiguration& solutions) const {
+  return detail::solveAll(*this, flangePose, seed, solutions);
+}
+
 TargetConfiguration RobotConfig::getAllJointSolutions(const Pose& flangePose) const {
   TargetConfiguration all;
   detail::solveAll(*this, flangePose, nullptr, all);
