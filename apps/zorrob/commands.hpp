@@ -58,6 +58,10 @@ enum class OriMode { CirPoint, PathFrame, ObjectFrame };
 /// \returns the mode called "cirpoint", "path" or "object", or nothing.
 std::optional<OriMode> findOriMode(std::string_view name);
 
+/// The range of the number of samples along the arc.
+inline constexpr int kMinSamples = 2;
+inline constexpr int kMaxSamples = 10000;
+
 struct CircleRequest {
   Vec3 start{};
   Vec3 via{};

@@ -22,11 +22,15 @@ namespace zor::rob::cli {
 namespace {
 
 constexpr const char* kCommandList = "fk, ik, jacobian, circle, tables, arm, audit";
+/// Spaces per level of the JSON output.
+constexpr int kJsonIndent = 2;
 
 /// Everything the command line can hold, as given (numbers still as text).
 struct Options {
   bool json{false};
   std::string armPath{};
+  std::string baseLink{};
+  std::string tipLink{};
   std::vector<std::string> joints{};
   std::vector<std::string> pose{};
   std::vector<std::string> conf{};
@@ -63,8 +67,16 @@ bool given(const CLI::App& app, const std::string& name) {
 
 void addArmOption(CLI::App& app, Options& o) {
   app.add_option("--arm", o.armPath,
-                 "a JSON arm description instead of the embedded default arm (see the README)")
+                 "a JSON arm file or a URDF file (.urdf) instead of the embedded default arm "
+                 "(see the README)")
       ->type_name("FILE");
+  app.add_option("--base", o.baseLink,
+                 "with a URDF file: the link the chain starts from (default: the root)")
+      ->type_name("LINK");
+  app.add_option("--tip", o.tipLink,
+                 "with a URDF file: the flange link (default: the only leaf six moving joints "
+                 "below the base)")
+      ->type_name("LINK");
 }
 
 void addJsonFlag(CLI::App& app, Options& o) {
@@ -133,6 +145,11 @@ double parseTolerance(const std::string& text, const std::string& option) {
 }
 
 Arm armFrom(const CLI::App& app, const Options& o) {
+  const bool urdf = given(app, "--arm") && isUrdfPath(o.armPath);
+  if (!urdf && (given(app, "--base") || given(app, "--tip")))
+    throw UsageError("--base and --tip go with a URDF arm file (--arm FILE.urdf)");
+  if (urdf)
+    return loadUrdfArm(o.armPath, o.baseLink, o.tipLink);
   return given(app, "--arm") ? loadArm(o.armPath) : defaultArm();
 }
 
@@ -142,7 +159,7 @@ CircleRequest circleFrom(const CLI::App& app, const Options& o) {
   request.via = pointFrom(o.via, "--via");
   request.end = pointFrom(o.end, "--end");
   if (given(app, "--samples"))
-    request.samples = parseWholeNumber(o.samples, 2, 10000, "--samples");
+    request.samples = parseWholeNumber(o.samples, kMinSamples, kMaxSamples, "--samples");
   if (given(app, "--zone"))
     request.zoneName = o.zone;
   if (given(app, "--ori-mode") != given(app, "--ori"))
@@ -427,10 +444,10 @@ int Main(int argc, char** argv) {
     const Report report = run(app, o);
     status = report.status;
     // A file name that is not valid UTF-8 is written with replacement characters.
-    output =
-        o.json ? report.json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
-                     "\n"
-               : report.text;
+    output = o.json ? report.json.dump(kJsonIndent, ' ', false,
+                                       nlohmann::ordered_json::error_handler_t::replace) +
+                          "\n"
+                    : report.text;
   } catch (const UsageError& e) {
     return fail(who(app), e.what(), kExitUsage);
   } catch (const std::bad_alloc&) {

@@ -17,6 +17,10 @@ namespace zor::rob::cli {
 inline constexpr int kLengthDecimals = 4;
 /// Decimals of unitless numbers (unit vectors, quaternion components, fractions, radians).
 inline constexpr int kUnitDecimals = 6;
+/// Decimals of angles in degrees in the text output.
+inline constexpr int kDegreeDecimals = 4;
+/// Decimals of the sample fractions that head the rows of the sample tables.
+inline constexpr int kSampleFractionDecimals = 4;
 
 /// What a command produced: a plain text for people and a JSON document for scripts.
 struct Report {

@@ -39,6 +39,10 @@ using audit::PathShape;
 constexpr const char* kBadOptions = "audit options must be positive and finite";
 constexpr const char* kBadStart = "start joints must be finite";
 constexpr const char* kBadSpeed = "move speeds must be positive and finite";
+constexpr const char* kTooManySamples = "a move needs more than 10000000 samples at these steps";
+
+/// The most intervals one path part is sampled in (a bound on the work, not on precision).
+constexpr double kMaxIntervals = 1e7;
 
 /// Events are located until the two probes around them lie this close (mm, degrees).
 constexpr double kLocateMm = 1e-3;
@@ -177,6 +181,13 @@ class Auditor {
   unsigned singularities(const RobJoint& j, const Pose& flange) const;
   bool jumps(const PathPoint& a, const PathPoint& b, double allowedStep) const;
   bool close(const PathPoint& a, const PathPoint& b) const;
+  std::size_t intervals(double length, double angleDeg) const {
+    // Written to fail for NaN as well.
+    if (!(length / options_.stepMm <= kMaxIntervals &&
+          angleDeg / options_.stepDeg <= kMaxIntervals))
+      throwInvalid(kTooManySamples);
+    return audit::IntervalCount(length, angleDeg, options_.stepMm, options_.stepDeg);
+  }
   double allowedStep(const PathPart& part, double span) const {
     return options_.jumpDeg * span / part.sampleStep;
   }
@@ -282,8 +293,7 @@ void Auditor::jointMove(std::size_t index, const MoveRecord& move, const RobJoin
   const Pose start = tcpOf(from, robot_, move);
   const Pose end = tcpOf(target, robot_, move);
   const double maxStep = largestStep(from, target).first;
-  const std::size_t n = audit::IntervalCount((end.pos - start.pos).norm(), maxStep, options_.stepMm,
-                                             options_.stepDeg);
+  const std::size_t n = intervals((end.pos - start.pos).norm(), maxStep);
   double length = 0.0;
   Pose previous = start;
   for (std::size_t i = 0; i <= n; ++i) {
@@ -378,7 +388,7 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
         const audit::CornerZone zone = audit::ZoneAtCorner(move.zone.pzoneTcp, length, nextLength);
         if (zone.shrunk) {
           AuditEvent e{AuditEventKind::zoneShrunk, index};
-          e.startFraction = 1.0 - zone.distance / length;
+          e.startFraction = length > 0.0 ? 1.0 - zone.distance / length : 1.0;
           e.endFraction = 1.0;
           e.startArcLength = length - zone.distance;
           e.endArcLength = length;
@@ -394,8 +404,7 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
   }
 
   PathPart part{&*shape, &move.tool, &move.wobj, index, false, length, 1.0};
-  const std::size_t n =
-      audit::IntervalCount(length * (f1 - f0), turn * (f1 - f0), options_.stepMm, options_.stepDeg);
+  const std::size_t n = intervals(length * (f1 - f0), turn * (f1 - f0));
   part.sampleStep = (f1 - f0) / static_cast<double>(n);
   RobJoint joints = samplePart(part, f0, f1, n, joints_, audit);
 
@@ -425,8 +434,7 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
                                         audit::PoseAt(next->first, next->second)};
     const double cornerLength = audit::PathLength(corner);
     PathPart cornerPart{&corner, &move.tool, &move.wobj, index, true, cornerLength, 1.0};
-    const std::size_t m = audit::IntervalCount(cornerLength, audit::OrientationChange(corner),
-                                               options_.stepMm, options_.stepDeg);
+    const std::size_t m = intervals(cornerLength, audit::OrientationChange(corner));
     cornerPart.sampleStep = 1.0 / static_cast<double>(m);
     joints = samplePart(cornerPart, 0.0, 1.0, m, joints, audit);
     blendedStart_ = std::move(next);

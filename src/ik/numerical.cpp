@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "robot/arm_kinematics.hpp"
+#include "zor/rob/angles.hpp"
 
 namespace zor::rob::detail {
 
@@ -14,6 +15,9 @@ namespace {
 constexpr double kPositionTolerance = 1e-10;
 /// … and its rotation within this angle (radians) of the target rotation.
 constexpr double kRotationTolerance = 1e-12;
+/// Smallest offset (radians) of the two branches of a subproblem when seeding from the nearby
+/// arm: about 3 degrees.
+constexpr double kSeedSpread = 0.05;
 /// Damping steps before giving up; each iteration either lowers the error or raises the damping.
 constexpr int kMaxIterations = 200;
 /// The initial damping, relative to the largest diagonal entry of JᵀJ, and its bounds.
@@ -78,7 +82,7 @@ Eigen::Matrix<double, 6, 6> flangeJacobian(const RobotConfig& robot,
   for (std::size_t i = 0; i < 6; ++i) {
     const IkVec axis = robot.jointAxes[i].normalized();
     axes[i] = link.rotation.rotateVector(axis);
-    points[i] = link.transform(robot.jointPoints[i].toVec3());
+    points[i] = link.transform(robot.jointPoints[i]).toVec3();
     link *= jointMotion(axis, robot.jointPoints[i], joints[i]);
   }
   link *= robot.flangeHome;
@@ -128,7 +132,7 @@ bool solveNumerically(const RobotConfig& robot, const Mat3& r, const IkVec& p,
       const Eigen::Matrix<double, 6, 1> step = damped.ldlt().solve(gradient);
       std::array<double, 6> trial = joints;
       for (std::size_t i = 0; i < 6; ++i)
-        trial[i] += radToDeg(step(static_cast<Eigen::Index>(i)));
+        trial[i] += RadToDeg(step(static_cast<Eigen::Index>(i)));
       const PoseError trialError = poseError(robot, trial, r, p);
       const double trialCost = trialError.cost(length);
       if (trialCost < cost || trialError.converged()) {
@@ -147,7 +151,8 @@ bool solveNumerically(const RobotConfig& robot, const Mat3& r, const IkVec& p,
   return error.converged();
 }
 
-void solveFromSeeds(const RobotConfig& robot, const Mat3& r, const IkVec& p, const RobJoint* seed,
+void solveFromSeeds(const RobotConfig& robot, const ClosedFormArm& arm, const Mat3& r,
+                    const IkVec& p, const RobJoint* seed, const FreeJoints& free,
                     NumericalSolutions& out) {
   out.count = 0;
   const auto tryFrom = [&](const std::array<double, 6>& start) {
@@ -157,10 +162,23 @@ void solveFromSeeds(const RobotConfig& robot, const Mat3& r, const IkVec& p, con
   };
   if (seed != nullptr)
     tryFrom(seed->values);
+  if (arm.approximate) {
+    // The branches of the nearby arm that the closed form solves.
+    BaseSolutions base;
+    solveClosedForm(arm, r, p, free, base, kSeedSpread);
+    for (std::size_t b = 0; b < base.count; ++b) {
+      std::array<double, 6> start{};
+      for (std::size_t i = 0; i < 6; ++i)
+        start[i] = RadToDeg(base.solutions[b][i]);
+      tryFrom(start);
+    }
+    if (base.count > 0)
+      return;
+  }
   // One seed per configuration: joint 1 facing the target or turned away from it, the elbow a
   // quarter turn either side of its stretched position, the wrist tilted either way.
-  const double facing = radToDeg(std::atan2(p.y, p.x));
-  const double stretched = -radToDeg(robot.elbowOffset);
+  const double facing = RadToDeg(std::atan2(p.y, p.x));
+  const double stretched = -RadToDeg(robot.elbowOffset);
   for (int shoulder = 0; shoulder < 2; ++shoulder)
     for (int elbow = 0; elbow < 2; ++elbow)
       for (int wrist = 0; wrist < 2; ++wrist) {

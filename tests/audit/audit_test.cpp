@@ -529,6 +529,23 @@ TEST(Audit, MoveWithoutSpeedThrows) {
   EXPECT_THROW_MSG(Audit({m}), std::invalid_argument, "move speeds must be positive and finite");
 }
 
+TEST(Audit, PathTooLongForItsStepsThrows) {
+  EXPECT_THROW_MSG(Audit({Line({1e12, 0, 800}, kForward, ConfData(0, 0, 0, 1))}),
+                   std::invalid_argument, "a move needs more than 10000000 samples at these steps");
+}
+
+TEST(Audit, ZoneBeforeAPureReorientationShrinksToNothing) {
+  // The second move turns the tool on the spot: no length to blend into.
+  const ConfData conf(0, 0, 0, 1);
+  const AuditReport r = Audit({Joint({800, 0, 800}, kForward, conf),
+                               Line({900, 0, 800}, kForward, conf, SpeedData::v500, ZoneData::z10),
+                               Line({900, 0, 800}, ForwardTurned(20), conf)});
+  EXPECT_EQ(Kinds(r.moves[1]), (std::vector{AuditEventKind::zoneShrunk})) << Describe(r);
+  EXPECT_EQ(r.moves[1].zoneDistance, 0.0);
+  EXPECT_EQ(r.moves[1].events[0].startArcLength, 100.0);
+  EXPECT_TRUE(r.moves[2].events.empty()) << Describe(r);
+}
+
 TEST(Audit, EventKindsHaveTheirText) {
   const std::vector<std::pair<AuditEventKind, std::string>> texts{
       {AuditEventKind::unreachableTarget, "unreachable target"},

@@ -190,7 +190,9 @@ struct ZORROB_API AuditReport {
 /// threshold, a margin or a joint speed that is not (margins may be zero),
 /// std::invalid_argument "start joints must be finite" for non-finite start joints, and
 /// std::invalid_argument "move speeds must be positive and finite" for a move whose vTcp or
-/// vOri is not. Errors of the frames (FlangePoseOfTarget) pass through.
+/// vOri is not, and std::invalid_argument "a move needs more than 10000000 samples at these
+/// steps" for a path too long for its steps (10^7 samples per move or corner at most). Errors of
+/// the frames (FlangePoseOfTarget) pass through.
 ZORROB_API AuditReport AuditProgram(const RobotConfig& robot, const RobJoint& start,
                                     std::span<const ProgramMove> moves,
                                     const AuditOptions& options = {});
