@@ -194,9 +194,13 @@ void bindRotation(py::module_& m, const std::string& suffix) {
                   "The smallest rotation turning one unit direction into the other.")
       .def_static("from_2_vectors", &R::From2Vectors, py::arg("from_vec"), py::arg("to_vec"),
                   "The smallest rotation turning one vector into the other.")
-      .def_static("raw", &R::raw, py::arg("x"), py::arg("y"), py::arg("z"), py::arg("w"),
+      .def_static("raw", py::overload_cast<T, T, T, T>(&R::raw), py::arg("x"), py::arg("y"),
+                  py::arg("z"), py::arg("w"),
                   "The quaternion with the components stored as given (x, y, z, w order), "
                   "without normalisation.")
+      .def_static("raw", py::overload_cast<const OrientTemplate<T>&>(&R::raw), py::arg("o"),
+                  "The quaternion of an orientation record (q1 = w first), without "
+                  "normalisation.")
       .def("normalize", &R::normalize,
            "Normalises in place: ValueError 'normalize quaternion of 0 magnitude' when "
            "|q|² < 1e-6; a quaternion within 1e-6 of unit length is left alone.")

@@ -109,6 +109,17 @@ void bindInverseKinematics(py::module_& m) {
            py::arg("target"), py::arg("tool"), py::arg("wobj"),
            "Every joint solution that puts the tool centre point at the target in the work "
            "object.")
+      .def(
+          "find_all_joint_solutions",
+          [](const RobotConfig& r, const Pose& pose, const std::optional<RobJoint>& seed) {
+            TargetConfiguration solutions;
+            const IkStatus status =
+                r.findAllJointSolutions(pose, seed ? &*seed : nullptr, solutions);
+            return py::make_tuple(status, solutions);
+          },
+          py::arg("flange_pose"), py::arg("seed") = py::none(),
+          "get_all_joint_solutions with the verdict: (IkStatus found, outOfReach or "
+          "outsideJointLimits, TargetConfiguration).")
       .def("get_joint_solution",
            py::overload_cast<const RobTarget&>(&RobotConfig::getJointSolution, py::const_),
            py::arg("target"), "The solution of the target's pose in its configuration, or None.")

@@ -13,6 +13,7 @@
 #include "ik/closed_form.hpp"
 #include "ik/numerical.hpp"
 #include "robot/arm_kinematics.hpp"
+#include "zor/rob/angles.hpp"
 #include "zor/rob/robot_config.hpp"
 
 // Implementation notes. A query turns the pose into a rotation matrix and the flange position,

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "robot/arm_kinematics.hpp"
+#include "zor/rob/angles.hpp"
 
 namespace zor::rob::detail {
 

@@ -121,3 +121,13 @@ def test_batch_input_errors(arm):
     nan = np.full((2, 3), np.nan)
     solutions, confs, owners = arm.all_joint_solutions(nan, np.tile([1.0, 0, 0, 0], (2, 1)))
     assert solutions.shape == (0, 6)
+
+
+def test_all_solutions_with_the_verdict(arm):
+    target = arm.get_rob_target([10, 20, -30, 40, 50, 60])
+    status, solutions = arm.find_all_joint_solutions(target.pose)
+    assert status == z.IkStatus.found
+    assert solutions.joints == arm.get_all_joint_solutions(target.pose).joints
+    status, solutions = arm.find_all_joint_solutions(z.Pose(z.Pos(5000, 0, 0), z.Orient()),
+                                                     z.RobJoint(0, 0, 0, 0, 0, 0))
+    assert status == z.IkStatus.outOfReach and len(solutions) == 0
