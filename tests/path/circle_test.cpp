@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "support/near.hpp"
 #include "support/test_support.hpp"
 
 namespace zor::rob {
@@ -18,15 +19,7 @@ namespace {
 
 constexpr double kPi = std::numbers::pi;
 
-::testing::AssertionResult near(const Vec3& actual, const Vec3& expected, double tolerance) {
-  const double error = (actual - expected).norm();
-  if (error <= tolerance)
-    return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure()
-         << "(" << actual.x << ", " << actual.y << ", " << actual.z << ") differs from ("
-         << expected.x << ", " << expected.y << ", " << expected.z << ") by " << error << " > "
-         << tolerance;
-}
+using test::near;
 
 void expectSameMembers(const TPCircle& a, const TPCircle& b) {
   EXPECT_EQ(a.A, b.A);

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "support/near.hpp"
 #include "support/test_support.hpp"
 #include "zor/rob/circle.hpp"
 
@@ -11,15 +12,7 @@ namespace {
 
 constexpr double kPi = std::numbers::pi;
 
-::testing::AssertionResult near(const Vec3& actual, const Vec3& expected, double tolerance) {
-  const double error = (actual - expected).norm();
-  if (error <= tolerance)
-    return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure()
-         << "(" << actual.x << ", " << actual.y << ", " << actual.z << ") differs from ("
-         << expected.x << ", " << expected.y << ", " << expected.z << ") by " << error << " > "
-         << tolerance;
-}
+using test::near;
 
 /// Half of the unit circle about (1, 0, 0), clockwise seen from +z: N = (0, 0, -1).
 TPCircle halfCircle() {
