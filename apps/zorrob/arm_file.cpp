@@ -6,12 +6,16 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <initializer_list>
+#include <iterator>
 #include <sstream>
+#include <stdexcept>
 #include <string_view>
 #include <system_error>
 
 #include "cli_error.hpp"
+#include "json_reader.hpp"
 #include "zor/rob/rotation.hpp"
 
 namespace zor::rob::cli {
@@ -24,64 +28,9 @@ using nlohmann::json;
 constexpr double kUnitTolerance = 1e-6;
 
 /// Reads the members of one arm document; every error names the file and the key.
-class Reader {
+class Reader : public JsonReader {
  public:
-  explicit Reader(const std::string& source) : source_(source) {}
-
-  [[noreturn]] void fail(std::string_view key, std::string_view what) const {
-    throw InputError("arm file '" + source_ + "': '" + std::string(key) + "' " + std::string(what));
-  }
-
-  /// Rejects keys of `object` outside `allowed`.
-  void checkKeys(const json& object, std::string_view path,
-                 std::initializer_list<std::string_view> allowed) const {
-    for (const auto& item : object.items()) {
-      bool known = false;
-      for (const std::string_view key : allowed)
-        known = known || item.key() == key;
-      if (!known)
-        fail(join(path, item.key()), "is not a known key");
-    }
-  }
-
-  const json& member(const json& object, std::string_view path, std::string_view key) const {
-    const auto it = object.find(key);
-    if (it == object.end())
-      fail(join(path, key), "is missing");
-    return *it;
-  }
-
-  const json& object(const json& value, std::string_view path) const {
-    if (!value.is_object())
-      fail(path, "must be a JSON object");
-    return value;
-  }
-
-  double number(const json& value, std::string_view path) const {
-    if (!value.is_number())
-      fail(path, "must be a number");
-    const double v = value.get<double>();
-    if (!std::isfinite(v))
-      fail(path, "must be a finite number");
-    return v;
-  }
-
-  template <std::size_t N>
-  std::array<double, N> numbers(const json& value, std::string_view path) const {
-    if (!value.is_array() || value.size() != N)
-      fail(path, "must be an array of " + std::to_string(N) + " numbers");
-    std::array<double, N> out{};
-    for (std::size_t i = 0; i < N; ++i)
-      out[i] = number(value[i], std::string(path) + "[" + std::to_string(i) + "]");
-    return out;
-  }
-
-  static std::string join(std::string_view path, std::string_view key) {
-    return path.empty() ? std::string(key) : std::string(path) + "." + std::string(key);
-  }
-
- private:
-  std::string source_;
+  explicit Reader(const std::string& source) : JsonReader("arm file '" + source + "'") {}
 };
 
 struct CommonPart {
@@ -112,11 +61,16 @@ CommonPart readCommon(const Reader& in, const json& doc) {
   return common;
 }
 
-OrthoParallelGeometry readLengths(const Reader& in, const json& value) {
-  const json& lengths = in.object(value, "orthoParallel");
-  in.checkKeys(lengths, "orthoParallel", {"a1", "a2", "b", "c1", "c2", "c3", "c4"});
+/// The key of the ortho-parallel form.
+constexpr const char* kOrthoParallelKey = "ortho-parallel";
+
+/// The ortho-parallel form: the seven lengths and the controller's offsets and signs.
+void readOrthoParallel(const Reader& in, const json& value, Arm& arm) {
+  const std::string path = kOrthoParallelKey;
+  const json& form = in.object(value, path);
+  in.checkKeys(form, path, {"a1", "a2", "b", "c1", "c2", "c3", "c4", "offsets", "signs"});
   const auto length = [&](std::string_view key) {
-    return in.number(in.member(lengths, "orthoParallel", key), Reader::join("orthoParallel", key));
+    return in.number(in.member(form, path, key), Reader::join(path, key));
   };
   OrthoParallelGeometry g;
   g.a1 = length("a1");
@@ -126,7 +80,61 @@ OrthoParallelGeometry readLengths(const Reader& in, const json& value) {
   g.c2 = length("c2");
   g.c3 = length("c3");
   g.c4 = length("c4");
-  return g;
+  arm.lengths = g;
+  if (const auto it = form.find("offsets"); it != form.end())
+    arm.offsets = in.numbers<6>(*it, Reader::join(path, "offsets"));
+  if (const auto it = form.find("signs"); it != form.end()) {
+    const std::string signsPath = Reader::join(path, "signs");
+    const auto signs = in.numbers<6>(*it, signsPath);
+    for (std::size_t i = 0; i < 6; ++i) {
+      if (signs[i] != 1.0 && signs[i] != -1.0)
+        in.fail(signsPath + "[" + std::to_string(i) + "]", "must be 1 or -1");
+      arm.signs[i] = signs[i] > 0.0 ? 1 : -1;
+    }
+  }
+}
+
+/// The Denavit-Hartenberg form: the convention and six rows [a, alpha, d, thetaOffset].
+DhTable readDh(const Reader& in, const json& value) {
+  const json& form = in.object(value, "dh");
+  in.checkKeys(form, "dh", {"convention", "rows"});
+  DhTable table;
+  const json& convention = in.member(form, "dh", "convention");
+  if (convention == "classic")
+    table.convention = DhConvention::classic;
+  else if (convention == "modified")
+    table.convention = DhConvention::modified;
+  else
+    in.fail("dh.convention", "must be \"classic\" or \"modified\"");
+  const json& rows = in.member(form, "dh", "rows");
+  if (!rows.is_array() || rows.size() != 6)
+    in.fail("dh.rows", "must be an array of 6 rows [a, alpha, d, thetaOffset]");
+  for (std::size_t i = 0; i < 6; ++i) {
+    const auto row = in.numbers<4>(rows[i], "dh.rows[" + std::to_string(i) + "]");
+    table.rows[i] = {row[0], row[1], row[2], row[3]};
+  }
+  return table;
+}
+
+/// The library's ArmLimits of the common part.
+ArmLimits limitsOf(const CommonPart& common) {
+  ArmLimits limits;
+  limits.jointMin = common.jointMin;
+  limits.jointMax = common.jointMax;
+  limits.homeJoint = common.home;
+  limits.jointCoupling = common.coupling;
+  return limits;
+}
+
+/// Keeps the imported model and the described flange; the library's rejections name the file.
+void takeImported(Arm& arm, const std::function<ImportedArm()>& import) {
+  try {
+    const ImportedArm imported = import();
+    arm.config = imported.robot;
+    arm.userFlange = imported.userFlange;
+  } catch (const std::invalid_argument& e) {
+    throw InputError("arm file '" + arm.source + "': " + e.what());
+  }
 }
 
 RobotConfig readGeneral(const Reader& in, const json& doc, const CommonPart& common) {
@@ -163,11 +171,23 @@ RobotConfig readGeneral(const Reader& in, const json& doc, const CommonPart& com
     what << "is not a unit quaternion (length " << norm << ")";
     in.fail("flangeHome.orientation", what.str());
   }
-  const Transform flangeHome(RotationTemplate<double>(q[0], q[1], q[2], q[3]),
+  const Transform flangeHome(Rotation(q[0], q[1], q[2], q[3]),
                              {position[0], position[1], position[2]});
   const double elbowOffset = in.number(in.member(doc, "", "elbowOffsetRad"), "elbowOffsetRad");
   return MakeRobotConfig(axes, points, flangeHome, common.jointMin, common.jointMax, common.home,
                          elbowOffset, common.coupling);
+}
+
+/// Opens an arm file for reading; throws InputError for a directory or a file that cannot be
+/// opened.
+std::ifstream openArmFile(const std::string& path) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored))
+    throw InputError("arm file '" + path + "' is a directory");
+  std::ifstream file(path, std::ios::binary);
+  if (!file)
+    throw InputError("arm file '" + path + "' cannot be read");
+  return file;
 }
 
 std::string defaultName(const std::string& source) {
@@ -189,15 +209,17 @@ Arm armFromJson(const json& doc, const std::string& source) {
   const Reader in(source);
   if (!doc.is_object())
     throw InputError("arm file '" + source + "': the document must be a JSON object");
-  const bool ortho = doc.contains("orthoParallel");
-  const bool general = doc.contains("joints");
-  if (ortho == general)
-    throw InputError("arm file '" + source +
-                     "': give either 'orthoParallel' (the seven lengths) or 'joints' (the general "
-                     "form), not " +
-                     (ortho ? "both" : "neither"));
-  if (ortho)
-    in.checkKeys(doc, "", {"name", "orthoParallel", "limits", "home", "coupling"});
+  const int forms = (doc.contains(kOrthoParallelKey) ? 1 : 0) + (doc.contains("dh") ? 1 : 0) +
+                    (doc.contains("joints") ? 1 : 0);
+  if (forms != 1)
+    throw InputError("arm file '" + source + "': give one of '" + kOrthoParallelKey +
+                     "' (the seven lengths, offsets and signs), 'dh' (a Denavit-Hartenberg "
+                     "table) or 'joints' (the general form), not " +
+                     (forms == 0 ? "none" : "several"));
+  if (doc.contains(kOrthoParallelKey))
+    in.checkKeys(doc, "", {"name", kOrthoParallelKey, "limits", "home", "coupling"});
+  else if (doc.contains("dh"))
+    in.checkKeys(doc, "", {"name", "dh", "limits", "home", "coupling"});
   else
     in.checkKeys(doc, "",
                  {"name", "joints", "flangeHome", "elbowOffsetRad", "limits", "home", "coupling"});
@@ -211,10 +233,20 @@ Arm armFromJson(const json& doc, const std::string& source) {
     arm.name = it->get<std::string>();
   }
   const CommonPart common = readCommon(in, doc);
-  if (ortho) {
-    arm.lengths = readLengths(in, doc.at("orthoParallel"));
-    arm.config = MakeOrthoParallelArm(*arm.lengths, common.jointMin, common.jointMax, common.home,
-                                      common.coupling);
+  if (doc.contains(kOrthoParallelKey)) {
+    readOrthoParallel(in, doc.at(kOrthoParallelKey), arm);
+    const Arm plain;
+    if (arm.offsets == plain.offsets && arm.signs == plain.signs) {
+      // Without offsets and signs the arm is the library's own ortho-parallel arm.
+      arm.config = MakeOrthoParallelArm(*arm.lengths, common.jointMin, common.jointMax, common.home,
+                                        common.coupling);
+    } else {
+      const OrthoParallelParameters parameters{*arm.lengths, arm.offsets, arm.signs};
+      takeImported(arm, [&] { return ArmFromOrthoParallel(parameters, limitsOf(common)); });
+    }
+  } else if (doc.contains("dh")) {
+    arm.dh = readDh(in, doc.at("dh"));
+    takeImported(arm, [&] { return ArmFromDh(*arm.dh, limitsOf(common)); });
   } else {
     arm.config = readGeneral(in, doc, common);
   }
@@ -222,12 +254,7 @@ Arm armFromJson(const json& doc, const std::string& source) {
 }
 
 Arm loadArm(const std::string& path) {
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored))
-    throw InputError("arm file '" + path + "' is a directory");
-  std::ifstream file(path, std::ios::binary);
-  if (!file)
-    throw InputError("arm file '" + path + "' cannot be read");
+  std::ifstream file = openArmFile(path);
   json doc;
   try {
     doc = json::parse(file);
@@ -237,14 +264,58 @@ Arm loadArm(const std::string& path) {
   return armFromJson(doc, path);
 }
 
+bool isUrdfPath(const std::string& path) {
+  const std::string suffix = ".urdf";
+  return path.size() >= suffix.size() &&
+         path.compare(path.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+Arm loadUrdfArm(const std::string& path, const std::string& base, const std::string& tip) {
+  std::ifstream file = openArmFile(path);
+  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  Arm arm;
+  arm.source = path;
+  arm.name = defaultName(path);
+  takeImported(arm, [&] {
+    UrdfChainEnds ends{base, tip};
+    if (base.empty() || tip.empty()) {
+      const UrdfChainEnds found = DefaultUrdfChain(text);
+      ends.base = base.empty() ? found.base : base;
+      ends.tip = tip.empty() ? found.tip : tip;
+    }
+    arm.urdf = ends;
+    return ArmFromUrdf(text, ends.base, ends.tip);
+  });
+  return arm;
+}
+
+bool flangeMoved(const Arm& arm) {
+  ImportedArm imported;
+  imported.userFlange = arm.userFlange;
+  return imported.flangeMoved();
+}
+
 nlohmann::ordered_json armToJson(const Arm& arm) {
   const RobotConfig& c = arm.config;
   nlohmann::ordered_json doc;
   doc["name"] = arm.name;
   if (arm.lengths) {
     const OrthoParallelGeometry& g = *arm.lengths;
-    doc["orthoParallel"] = {{"a1", g.a1}, {"a2", g.a2}, {"b", g.b},  {"c1", g.c1},
-                            {"c2", g.c2}, {"c3", g.c3}, {"c4", g.c4}};
+    nlohmann::ordered_json form = {{"a1", g.a1}, {"a2", g.a2}, {"b", g.b},  {"c1", g.c1},
+                                   {"c2", g.c2}, {"c3", g.c3}, {"c4", g.c4}};
+    const Arm plain;
+    if (arm.offsets != plain.offsets || arm.signs != plain.signs) {
+      form["offsets"] = arm.offsets;
+      form["signs"] = arm.signs;
+    }
+    doc[kOrthoParallelKey] = std::move(form);
+  } else if (arm.dh) {
+    auto rows = nlohmann::ordered_json::array();
+    for (const DhRow& r : arm.dh->rows)
+      rows.push_back({r.a, r.alpha, r.d, r.thetaOffset});
+    doc["dh"] = {
+        {"convention", arm.dh->convention == DhConvention::classic ? "classic" : "modified"},
+        {"rows", std::move(rows)}};
   } else {
     auto joints = nlohmann::ordered_json::array();
     for (std::size_t i = 0; i < 6; ++i) {

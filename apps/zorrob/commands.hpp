@@ -58,6 +58,10 @@ enum class OriMode { CirPoint, PathFrame, ObjectFrame };
 /// \returns the mode called "cirpoint", "path" or "object", or nothing.
 std::optional<OriMode> findOriMode(std::string_view name);
 
+/// The range of the number of samples along the arc.
+inline constexpr int kMinSamples = 2;
+inline constexpr int kMaxSamples = 10000;
+
 struct CircleRequest {
   Vec3 start{};
   Vec3 via{};
@@ -81,6 +85,21 @@ enum class TableKind { Speeds, Zones };
 
 /// The predefined speed or zone table.
 Report runTables(TableKind kind);
+
+struct AuditRequest {
+  /// The program file (see program_file.hpp).
+  std::string programPath{};
+  /// The sampling step (mm) instead of the program's own.
+  std::optional<double> stepMm{};
+  /// Where to write every sample as CSV.
+  std::optional<std::string> samplesPath{};
+};
+
+/// The audit of a program file: a table of its moves (reached, time, path, events) and the
+/// list of events; status kExitEvents when there are events. Throws InputError for a program
+/// file the reader rejects or a samples file that cannot be written, and the library's
+/// exceptions for a program it cannot audit.
+Report runAudit(const AuditRequest& request);
 
 /// The tour of `arm`: its summary, the home target, the forward kinematics of a few joint
 /// vectors, the inverse kinematics of the first of them (every solution, the one of its

@@ -21,12 +21,16 @@
 namespace zor::rob::cli {
 namespace {
 
-constexpr const char* kCommandList = "fk, ik, jacobian, circle, tables, arm";
+constexpr const char* kCommandList = "fk, ik, jacobian, circle, tables, arm, audit";
+/// Spaces per level of the JSON output.
+constexpr int kJsonIndent = 2;
 
 /// Everything the command line can hold, as given (numbers still as text).
 struct Options {
   bool json{false};
   std::string armPath{};
+  std::string baseLink{};
+  std::string tipLink{};
   std::vector<std::string> joints{};
   std::vector<std::string> pose{};
   std::vector<std::string> conf{};
@@ -42,6 +46,9 @@ struct Options {
   std::string oriMode{};
   std::vector<std::string> ori{};
   std::string table{};
+  std::string program{};
+  std::string step{};
+  std::string samplesPath{};
 };
 
 /// \returns whether the option `name` was given on the command line (even with an empty value),
@@ -60,8 +67,16 @@ bool given(const CLI::App& app, const std::string& name) {
 
 void addArmOption(CLI::App& app, Options& o) {
   app.add_option("--arm", o.armPath,
-                 "a JSON arm description instead of the embedded default arm (see the README)")
+                 "a JSON arm file or a URDF file (.urdf) instead of the embedded default arm "
+                 "(see the README)")
       ->type_name("FILE");
+  app.add_option("--base", o.baseLink,
+                 "with a URDF file: the link the chain starts from (default: the root)")
+      ->type_name("LINK");
+  app.add_option("--tip", o.tipLink,
+                 "with a URDF file: the flange link (default: the only leaf six moving joints "
+                 "below the base)")
+      ->type_name("LINK");
 }
 
 void addJsonFlag(CLI::App& app, Options& o) {
@@ -130,6 +145,11 @@ double parseTolerance(const std::string& text, const std::string& option) {
 }
 
 Arm armFrom(const CLI::App& app, const Options& o) {
+  const bool urdf = given(app, "--arm") && isUrdfPath(o.armPath);
+  if (!urdf && (given(app, "--base") || given(app, "--tip")))
+    throw UsageError("--base and --tip go with a URDF arm file (--arm FILE.urdf)");
+  if (urdf)
+    return loadUrdfArm(o.armPath, o.baseLink, o.tipLink);
   return given(app, "--arm") ? loadArm(o.armPath) : defaultArm();
 }
 
@@ -139,7 +159,7 @@ CircleRequest circleFrom(const CLI::App& app, const Options& o) {
   request.via = pointFrom(o.via, "--via");
   request.end = pointFrom(o.end, "--end");
   if (given(app, "--samples"))
-    request.samples = parseWholeNumber(o.samples, 2, 10000, "--samples");
+    request.samples = parseWholeNumber(o.samples, kMinSamples, kMaxSamples, "--samples");
   if (given(app, "--zone"))
     request.zoneName = o.zone;
   if (given(app, "--ori-mode") != given(app, "--ori"))
@@ -189,6 +209,18 @@ Report run(const CLI::App& app, const Options& o) {
   }
   if (name == "circle")
     return runCircle(circleFrom(app, o));
+  if (name == "audit") {
+    AuditRequest request;
+    request.programPath = o.program;
+    if (given(app, "--step")) {
+      request.stepMm = parseNumber(o.step, "--step");
+      if (*request.stepMm <= 0.0)
+        throw UsageError("--step must be positive, got '" + o.step + "'");
+    }
+    if (given(app, "--samples"))
+      request.samplesPath = o.samplesPath;
+    return runAudit(request);
+  }
   if (name == "tables") {
     if (o.table == "speeds")
       return runTables(TableKind::Speeds);
@@ -328,6 +360,30 @@ int Main(int argc, char** argv) {
   addArmOption(*armCommand, o);
   addJsonFlag(*armCommand, o);
 
+  CLI::App* audit = app.add_subcommand("audit", "check a program of moves on its arm");
+  audit->footer(
+      "Follows the moves of a program file (JSON: arm, start joints, tools, work objects and\n"
+      "moves; see the README) through the arm and reports, per move, whether it is reached,\n"
+      "its estimated time, path length and orientation change, and every event: targets out\n"
+      "of reach or not reachable in their configuration, path points out of reach, wrist,\n"
+      "elbow and shoulder singularities, configuration changes, joint limits, joint jumps,\n"
+      "circles that are not circles and zones shrunk to fit.\n\n"
+      "Times are estimates: a linear or circular move takes the longer of path length / TCP\n"
+      "speed and orientation change / orientation speed, a joint move the longer of its\n"
+      "slowest joint at its maximum speed and the TCP path / TCP speed; no acceleration, and\n"
+      "zones add no time.\n\n"
+      "Exit status: 0 for a clean program, 3 when there are events, 1 for a rejected program\n"
+      "file, 2 for a bad command line.\n\n"
+      "Example: zorrob audit examples/audit/weld_seam.json --samples samples.csv");
+  audit->add_option("program", o.program, "the program file (JSON)")
+      ->type_name("PROGRAM.json")
+      ->required();
+  audit->add_option("--step", o.step, "the sampling step along the path, mm (default 1)")
+      ->type_name("MM");
+  audit->add_option("--samples", o.samplesPath, "write every sample to this CSV file")
+      ->type_name("FILE.csv");
+  addJsonFlag(*audit, o);
+
   // Set last: the commands would otherwise take this footer over as their own.
   app.footer(
       "Without a command, zorrob tours the arm: its summary, the home target, the forward\n"
@@ -336,7 +392,8 @@ int Main(int argc, char** argv) {
       "the first of them, and a circular move with a z50 zone and the tool orientation in each\n"
       "mode.\n\n"
       "Lengths are in mm, joint values in degrees. Exit status: 0 on success, 2 for a command\n"
-      "line that cannot be run, 1 for inputs that are rejected (arm files, circle points).\n"
+      "line that cannot be run, 1 for inputs that are rejected (arm files, circle points,\n"
+      "program files), 3 for an audit that found events.\n"
       "Run 'zorrob COMMAND --help' for the options of each command.");
 
   try {
@@ -377,6 +434,7 @@ int Main(int argc, char** argv) {
   }
 
   std::string output;
+  int status = 0;
   try {
     const std::vector<CLI::App*> commands = app.get_subcommands();
     const bool usesArm = commands.empty() || commands.front() == fk || commands.front() == ik ||
@@ -384,11 +442,12 @@ int Main(int argc, char** argv) {
     if (given(app, "--arm") && !usesArm)
       throw UsageError("--arm does not apply to this command");
     const Report report = run(app, o);
+    status = report.status;
     // A file name that is not valid UTF-8 is written with replacement characters.
-    output =
-        o.json ? report.json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
-                     "\n"
-               : report.text;
+    output = o.json ? report.json.dump(kJsonIndent, ' ', false,
+                                       nlohmann::ordered_json::error_handler_t::replace) +
+                          "\n"
+                    : report.text;
   } catch (const UsageError& e) {
     return fail(who(app), e.what(), kExitUsage);
   } catch (const std::bad_alloc&) {
@@ -401,7 +460,7 @@ int Main(int argc, char** argv) {
   std::cout << output;
   if (!std::cout.flush())
     return fail(who(app), "cannot write to standard output", kExitRejected);
-  return 0;
+  return status;
 }
 
 }  // namespace

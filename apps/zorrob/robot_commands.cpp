@@ -1,7 +1,6 @@
 // zorrob fk, ik, jacobian and arm: what the library computes from an arm model.
 #include <array>
 #include <cstddef>
-#include <numbers>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -9,6 +8,7 @@
 
 #include "cli_error.hpp"
 #include "commands.hpp"
+#include "zor/rob/angles.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/robot_config.hpp"
 
@@ -18,8 +18,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 using Align = Table::Align;
-
-constexpr double kDegPerRad = 180.0 / std::numbers::pi;
 
 std::string armLabel(const Arm& arm) {
   return arm.name + " (" + arm.source + ")";
@@ -39,6 +37,15 @@ std::string streamText(const T& value) {
 
 Json jointsJson(const RobJoint& joints) {
   return joints.values;
+}
+
+/// "v1, v2, ..." in the shortest round-trip form.
+template <typename T, std::size_t N>
+std::string list(const std::array<T, N>& values) {
+  std::string out;
+  for (std::size_t i = 0; i < N; ++i)
+    out += (i == 0 ? "" : ", ") + shortestNumber(static_cast<double>(values[i]));
+  return out;
 }
 
 std::string range(double min, double max) {
@@ -122,13 +129,43 @@ Report armSummary(const Arm& arm) {
     json["kind"] = "ortho-parallel";
     json["lengths"] = {{"a1", g.a1}, {"a2", g.a2}, {"b", g.b},  {"c1", g.c1},
                        {"c2", g.c2}, {"c3", g.c3}, {"c4", g.c4}};
+    json["offsets"] = arm.offsets;
+    json["signs"] = arm.signs;
     fields.add("geometry", "ortho-parallel, a1 " + shortestNumber(g.a1) + ", a2 " +
                                shortestNumber(g.a2) + ", b " + shortestNumber(g.b) + ", c1 " +
                                shortestNumber(g.c1) + ", c2 " + shortestNumber(g.c2) + ", c3 " +
                                shortestNumber(g.c3) + ", c4 " + shortestNumber(g.c4) + " (mm)");
+    fields.add("joint convention", "geometry joint = sign * joint + offset; offsets " +
+                                       list(arm.offsets) + " deg, signs " + list(arm.signs));
+  } else if (arm.dh) {
+    const bool classic = arm.dh->convention == DhConvention::classic;
+    json["kind"] = "dh";
+    json["convention"] = classic ? "classic" : "modified";
+    fields.add("geometry", std::string("Denavit-Hartenberg, ") +
+                               (classic ? "classic" : "modified") +
+                               " convention, rows a alpha d thetaOffset (mm, deg)");
+    for (std::size_t i = 0; i < 6; ++i) {
+      const DhRow& r = arm.dh->rows[i];
+      fields.add("  row " + std::to_string(i + 1),
+                 list(std::array<double, 4>{r.a, r.alpha, r.d, r.thetaOffset}));
+    }
+  } else if (arm.urdf) {
+    json["kind"] = "urdf";
+    json["base"] = arm.urdf->base;
+    json["tip"] = arm.urdf->tip;
+    fields.add("geometry",
+               "URDF chain from link '" + arm.urdf->base + "' to link '" + arm.urdf->tip + "'");
   } else {
     json["kind"] = "general";
     fields.add("geometry", "general (joint axes and points given)");
+  }
+  json["flangeMoved"] = flangeMoved(arm);
+  if (flangeMoved(arm)) {
+    const Pose described = transformPose(arm.userFlange);
+    json["userFlange"] = {{"position", toJson(described.pos)},
+                          {"orientation", toJson(described.orient)}};
+    fields.add("flange", "moved to the wrist centre; the described flange is " +
+                             described.toString() + " in it");
   }
   json["sphericalWrist"] = c.sphericalWrist;
   json["wcpZOffset"] = c.getWcpZOffset();
@@ -137,7 +174,7 @@ Report armSummary(const Arm& arm) {
                                        : "not spherical (the axes of joints 4 to 6 do not meet "
                                          "in one point)");
   json["elbowOffset"] = c.elbowOffset;
-  fields.add("elbow", "stretched at joint 3 = " + fixed(-c.elbowOffset * kDegPerRad, 4) +
+  fields.add("elbow", "stretched at joint 3 = " + fixed(RadToDeg(-c.elbowOffset), kDegreeDecimals) +
                           " deg (elbow offset " + fixed(c.elbowOffset, kUnitDecimals) + " rad)");
   json["coupling"] = c.jointCoupling == 1;
   fields.add("coupling", c.jointCoupling == 1
@@ -256,6 +293,11 @@ Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances
         {"krl", conf.toKrlString()},
         {"stream", streamText(conf)}}},
   };
+  if (flangeMoved(arm)) {
+    const Pose described = transformPose(config.getWristPoseInBase(joints) * arm.userFlange);
+    json["describedFlange"] = {{"position", toJson(described.pos)},
+                               {"orientation", toJson(described.orient)}};
+  }
   json["wristCentre"] = toJson(wcp);
   json["singularity"] = streamText(singularity);
   json["singularityTolerances"] = {{"joint", tolerances.joint}, {"wcp", tolerances.wcp}};
@@ -275,6 +317,9 @@ Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances
   fields.add("  Ostrel", conf.toOstrelString());
   fields.add("  KRL", conf.toKrlString());
   fields.add("  stream", streamText(conf));
+  if (flangeMoved(arm))
+    fields.add("described flange",
+               transformPose(config.getWristPoseInBase(joints) * arm.userFlange).toString());
   fields.add("wrist centre", fixedTriple(wcp.toVec3(), kLengthDecimals) + " mm");
   fields.add("singularity", streamText(singularity));
   fields.add("limits", limits.text);

@@ -1,10 +1,10 @@
 // zorrob without a command: a short tour of what the library computes for one arm.
 #include <cstddef>
-#include <numbers>
 #include <string>
 #include <vector>
 
 #include "commands.hpp"
+#include "zor/rob/angles.hpp"
 
 namespace zor::rob::cli {
 
@@ -31,7 +31,7 @@ std::string indented(const std::string& text) {
 /// flipped, the stretched elbow of this arm and a pose beyond the joint-2 limit of the default
 /// arm.
 std::vector<RobJoint> tourJoints(const Arm& arm) {
-  const double stretched = -arm.config.elbowOffset * 180.0 / std::numbers::pi;
+  const double stretched = RadToDeg(-arm.config.elbowOffset);
   return {RobJoint(30, -20, 45, 60, -45, 90), RobJoint(0, 20, stretched, 0, 30, 0),
           RobJoint(-45, 160, -30, 0, 60, 0)};
 }

@@ -259,7 +259,7 @@ TEST(ZorrobFk, LimitVerdictNamesEveryJointOutsideItsLimits) {
 }
 
 std::string DefaultArmFile(bool coupling) {
-  return std::string(R"({"name": "coupled", "orthoParallel": {"a1": 150, "a2": -110, "b": 0,)") +
+  return std::string(R"({"name": "coupled", "ortho-parallel": {"a1": 150, "a2": -110, "b": 0,)") +
          R"("c1": 450, "c2": 600, "c3": 640, "c4": 100}, "limits": {"min": [-170, -90, -175,)" +
          R"(-180, -125, -360], "max": [170, 150, 70, 180, 125, 360], "sumMin": -170, )" +
          R"("sumMax": 170}, "home": [0, 0, 0, 0, 0, 0], "coupling": )" +
@@ -489,8 +489,26 @@ struct BadArm {
   std::string message;  // after "arm file '<path>'"
 };
 
+/// Runs `command` on each bad arm file and expects status 1 and the one line naming the file.
+void ExpectRejected(const std::vector<BadArm>& cases, const std::string& command) {
+  const TempDir dir;
+  for (const BadArm& bad : cases) {
+    const std::string path = dir.write("bad.json", bad.content);
+    SCOPED_TRACE(bad.content);
+    std::vector<std::string> args{command};
+    if (command == "fk")
+      args.insert(args.end(), {"0", "0", "0", "0", "0", "0"});
+    args.insert(args.end(), {"--arm", path});
+    const ToolResult r = RunTool(args);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_FALSE(r.signalled);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "zorrob " + command + ": arm file '" + path + "'" + bad.message + "\n");
+  }
+}
+
 TEST(ZorrobArm, BadArmFilesAreRejectedWithOneLineNamingTheProblem) {
-  const std::string ortho = R"("orthoParallel": {"a1": 150, "a2": -110, "b": 0, "c1": 450, )"
+  const std::string ortho = R"("ortho-parallel": {"a1": 150, "a2": -110, "b": 0, "c1": 450, )"
                             R"("c2": 600, "c3": 640, "c4": 100})";
   const std::string limits = R"("limits": {"min": [-170, -90, -175, -180, -125, -360], )"
                              R"("max": [170, 150, 70, 180, 125, 360], "sumMin": -170, )"
@@ -499,22 +517,22 @@ TEST(ZorrobArm, BadArmFilesAreRejectedWithOneLineNamingTheProblem) {
   const std::vector<BadArm> cases{
       {"[1, 2, 3]", ": the document must be a JSON object"},
       {"{" + limits + ", " + rest + "}",
-       ": give either 'orthoParallel' (the seven lengths) or 'joints' (the general form), not "
-       "neither"},
+       ": give one of 'ortho-parallel' (the seven lengths, offsets and signs), 'dh' (a "
+       "Denavit-Hartenberg table) or 'joints' (the general form), not none"},
       {"{" + ortho + ", \"joints\": [], " + limits + ", " + rest + "}",
-       ": give either 'orthoParallel' (the seven lengths) or 'joints' (the general form), not "
-       "both"},
+       ": give one of 'ortho-parallel' (the seven lengths, offsets and signs), 'dh' (a "
+       "Denavit-Hartenberg table) or 'joints' (the general form), not several"},
       {"{" + ortho + ", " + rest + "}", ": 'limits' is missing"},
       {"{" + ortho + ", " + limits + ", \"home\": [0, 0, 0, 0, 0, 0]}", ": 'coupling' is missing"},
       {"{" + ortho + ", " + limits + ", " + rest + ", \"colour\": \"red\"}",
        ": 'colour' is not a known key"},
-      {R"({"orthoParallel": {"a1": 150, "a2": -110, "b": 0, "c1": 450, "c2": 600, "c3": 640},)" +
+      {R"({"ortho-parallel": {"a1": 150, "a2": -110, "b": 0, "c1": 450, "c2": 600, "c3": 640},)" +
            limits + ", " + rest + "}",
-       ": 'orthoParallel.c4' is missing"},
-      {R"({"orthoParallel": {"a1": "150", "a2": -110, "b": 0, "c1": 450, "c2": 600, "c3": 640,)"
+       ": 'ortho-parallel.c4' is missing"},
+      {R"({"ortho-parallel": {"a1": "150", "a2": -110, "b": 0, "c1": 450, "c2": 600, "c3": 640,)"
        R"( "c4": 100},)" +
            limits + ", " + rest + "}",
-       ": 'orthoParallel.a1' must be a number"},
+       ": 'ortho-parallel.a1' must be a number"},
       {"{" + ortho +
            R"(, "limits": {"min": [-170, -90], "max": [170, 150, 70, 180, 125, 360],)"
            R"( "sumMin": -170, "sumMax": 170}, )" +
@@ -529,16 +547,44 @@ TEST(ZorrobArm, BadArmFilesAreRejectedWithOneLineNamingTheProblem) {
       {GeneralArmFile("[0, 0.6, 0.6]"),
        ": 'joints[2].axis' is not a unit vector (length 0.848528)"},
   };
-  const TempDir dir;
-  for (const BadArm& bad : cases) {
-    const std::string path = dir.write("bad.json", bad.content);
-    SCOPED_TRACE(bad.content);
-    const ToolResult r = RunTool({"fk", "0", "0", "0", "0", "0", "0", "--arm", path});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_FALSE(r.signalled);
-    EXPECT_EQ(r.out, "");
-    EXPECT_EQ(r.err, "zorrob fk: arm file '" + path + "'" + bad.message + "\n");
-  }
+  ExpectRejected(cases, "fk");
+}
+
+const std::string kDhLimits =
+    R"("limits": {"min": [-360, -360, -180, -360, -360, -360], "max": [360, 360, 180, 360, 360,)"
+    R"( 360], "sumMin": -540, "sumMax": 540}, "home": [0, 0, 0, 0, 0, 0], "coupling": false)";
+
+TEST(ZorrobArm, BadDhAndOrthoParallelFilesAreRejectedWithOneLine) {
+  const std::string ortho = R"({"ortho-parallel": {"a1": 350, "a2": -41, "b": 0, "c1": 675, )"
+                            R"("c2": 1150, "c3": 1200, "c4": 215)";
+  const std::vector<BadArm> cases{
+      {ortho + R"(, "signs": [1, 1, 1, 0, 1, 1]}, )" + kDhLimits + "}",
+       ": 'ortho-parallel.signs[3]' must be 1 or -1"},
+      {ortho + R"(, "offsets": [0, 0]}, )" + kDhLimits + "}",
+       ": 'ortho-parallel.offsets' must be an array of 6 numbers"},
+      {ortho + R"(, "signs": [-1, 1, 1, 1, 1, 1]}, )" + kDhLimits + "}",
+       ": joint 1 must turn about the base z axis, upwards (shoulder configuration and "
+       "singularity)"},
+      {R"({"dh": {"convention": "craig", "rows": []}, )" + kDhLimits + "}",
+       ": 'dh.convention' must be \"classic\" or \"modified\""},
+      {R"({"dh": {"convention": "modified", "rows": [[0, 0, 0, 0]]}, )" + kDhLimits + "}",
+       ": 'dh.rows' must be an array of 6 rows [a, alpha, d, thetaOffset]"},
+      {R"({"dh": {"convention": "classic", "rows": [[0, 0, 0, 0], [0, 0, 0], [0, 0, 0, 0],)"
+       R"( [0, 0, 0, 0], [0, 0, 0, 0], [0, 0, 0, 0]]}, )" +
+           kDhLimits + "}",
+       ": 'dh.rows[1]' must be an array of 4 numbers"},
+      {R"({"dh": {"rows": []}, )" + kDhLimits + "}", ": 'dh.convention' is missing"},
+      {R"({"dh": {"convention": "classic", "rows": [], "units": "m"}, )" + kDhLimits + "}",
+       ": 'dh.units' is not a known key"},
+      {R"({"dh": {"convention": "classic", "rows": [[0, 0, 0, 0], [0, 0, 0, 0], [0, 0, 0, 0],)"
+       R"( [0, 0, 0, 0], [0, 0, 0, 0], [0, 0, 0, 0]]}, )" +
+           kDhLimits + "}",
+       ": the axes of joints 5 and 6 must meet (the wrist centre)"},
+      {R"({"dh": 1, "joints": [], )" + kDhLimits + "}",
+       ": give one of 'ortho-parallel' (the seven lengths, offsets and signs), 'dh' (a "
+       "Denavit-Hartenberg table) or 'joints' (the general form), not several"},
+  };
+  ExpectRejected(cases, "arm");
 }
 
 TEST(ZorrobArm, UnreadableOrMalformedArmFilesAreRejected) {

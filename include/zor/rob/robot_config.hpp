@@ -65,11 +65,11 @@ struct ZORROB_API RobotConfig {
   /// The home joint values (degrees).
   RobJoint homeJoint{0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
   /// A point (mm) on the axis of each joint, base frame, home position.
-  std::array<PosTemplate<double>, 6> jointPoints{};
+  std::array<Pos, 6> jointPoints{};
   /// The flange pose in the base frame at home (the M of the product of exponentials).
   Transform flangeHome{};
   /// Unit direction of each joint axis, base frame, home position.
-  std::array<Vec3Template<double>, 6> jointAxes{};
+  std::array<Vec3, 6> jointAxes{};
   /// Radians. Its negative, in degrees, is the joint-3 value at which the forearm is stretched
   /// (elbow singularity) and the threshold of the elbow bit of the configuration number.
   double elbowOffset{0.0};
@@ -103,7 +103,7 @@ struct ZORROB_API RobotConfig {
   /// \returns the wrist centre point of a flange pose: its position minus its rotation applied
   /// to (0, 0, getWcpZOffset()). Changes nothing, though not declared const. Throws
   /// std::logic_error "normalize quaternion of 0 magnitude" for a zero orientation record.
-  PosTemplate<double> tcpToWcp(const PoseTemplate<double>& flangePose);
+  Pos tcpToWcp(const Pose& flangePose);
   /// \returns the robot target of the joint values: the flange pose, the configuration
   /// ConfData::FromRobJoint(joints, *this) and all six external axes unused (9E9).
   RobTarget getRobTarget(const RobJoint& joints) const;
@@ -144,15 +144,14 @@ struct ZORROB_API RobotConfig {
   /// \returns the velocity, in base coordinates, of the point `point` (base coordinates, mm)
   /// carried by the flange: v + ω × point for the spatial twist (ω, v) = J_s · speeds. The speeds
   /// are used as given (radians per unit time give mm per unit time).
-  Vec3Template<double> getTcpVelocityInSpace(const Vec3Template<double>& point,
-                                             const RobJoint& joints,
-                                             const JointSpeed& speeds) const;
+  Vec3 getTcpVelocityInSpace(const Vec3& point, const RobJoint& joints,
+                             const JointSpeed& speeds) const;
   /// \returns the first singularity that holds, tested in this order with strict comparisons:
   /// wrist when |joint 5| < jointTolerance (degrees); elbow when
   /// |elbowOffset · 180/π + joint 3| < jointTolerance; shoulder when the wrist centre of
   /// `flangePose` (the flange pose belonging to `joints`) has |x| and |y| below `wcpTolerance`
   /// (mm); none otherwise. Changes nothing, though not declared const.
-  SingularityType isConfSingular(const RobJoint& joints, const PoseTemplate<double>& flangePose,
+  SingularityType isConfSingular(const RobJoint& joints, const Pose& flangePose,
                                  double jointTolerance, double wcpTolerance);
 
   // Inverse kinematics.
@@ -281,8 +280,8 @@ struct ZORROB_API TargetConfiguration {
 /// elbow offset (radians) and coupling flag, with `spaceScrewAxes[i]` =
 /// ScrewAxis(jointAxes[i], jointPoints[i]), and computeScrewAxisInTcp() and
 /// initSphericalWrist() already run.
-ZORROB_API RobotConfig MakeRobotConfig(const std::array<Vec3Template<double>, 6>& jointAxes,
-                                       const std::array<PosTemplate<double>, 6>& jointPoints,
+ZORROB_API RobotConfig MakeRobotConfig(const std::array<Vec3, 6>& jointAxes,
+                                       const std::array<Pos, 6>& jointPoints,
                                        const Transform& flangeHome,
                                        const std::array<double, 7>& jointMin,
                                        const std::array<double, 7>& jointMax,

@@ -1,0 +1,157 @@
+// Implementation notes. The readers compose transforms, so an axis that is exactly along a base
+// axis in the description arrives with rounding noise in its other components (1e-17 and the
+// like). Components below kAxisNoise are set to zero before the axis is normalised, and point
+// coordinates below kPointNoise mm likewise, so that the same arm read from different forms gives
+// the same numbers wherever the description has exact zeros.
+#include "import/library_form.hpp"
+
+#include "import/import_errors.hpp"
+
+#include <cmath>
+#include <cstddef>
+#include <stdexcept>
+
+namespace zor::rob::detail {
+
+namespace {
+
+/// Largest difference between two unit directions that still counts as the same or parallel.
+constexpr double kDirectionTolerance = 1e-9;
+/// Largest distance (mm) between two points, or two lines, that still counts as meeting.
+constexpr double kMeetTolerance = 1e-6;
+constexpr double kAxisNoise = 1e-12;
+constexpr double kPointNoise = 1e-9;
+
+double snap(double value, double noise) {
+  return std::abs(value) < noise ? 0.0 : value;
+}
+
+Vec3 unitAxis(const Vec3& axis) {
+  const Vec3 clean{snap(axis.x, kAxisNoise), snap(axis.y, kAxisNoise), snap(axis.z, kAxisNoise)};
+  return clean / clean.norm();
+}
+
+Pos cleanPoint(const Pos& p) {
+  return {snap(p.x, kPointNoise), snap(p.y, kPointNoise), snap(p.z, kPointNoise)};
+}
+
+bool finite(const Vec3& v) {
+  return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+}
+
+bool finite(const Transform& t) {
+  const auto& r = t.rotation;
+  return finite(t.translation) && std::isfinite(r.w) && std::isfinite(r.x) && std::isfinite(r.y) &&
+         std::isfinite(r.z);
+}
+
+/// \returns the point of the line (unit `axis` through `on`) nearest to `p`.
+Pos foot(const Vec3& axis, const Pos& on, const Pos& p) {
+  return on + axis * axis.dot(p - on);
+}
+
+bool parallel(const Vec3& a, const Vec3& b) {
+  return a.cross(b).norm() < kDirectionTolerance;
+}
+
+/// The component of `v` across the unit `axis`.
+Vec3 across(const Vec3& v, const Vec3& axis) {
+  return v - axis * axis.dot(v);
+}
+
+}  // namespace
+
+void throwInvalidArm(const std::string& message) {
+  throw std::invalid_argument(message);
+}
+
+ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
+  bool allFinite = finite(arm.flange);
+  for (std::size_t i = 0; i < 6; ++i)
+    allFinite = allFinite && finite(arm.axes[i]) && finite(arm.points[i].toVec3());
+  if (!allFinite)
+    throwInvalidArm(msg::kNotFinite);
+
+  std::array<Vec3, 6> axes{};
+  for (std::size_t i = 0; i < 6; ++i)
+    axes[i] = unitAxis(arm.axes[i]);
+  const std::array<Pos, 6>& given = arm.points;
+
+  // Joint 1 about +z through the base origin.
+  const Pos p0 = foot(axes[0], given[0], Pos{});
+  if ((axes[0] - Vec3{0.0, 0.0, 1.0}).norm() > kDirectionTolerance ||
+      p0.toVec3().norm() > kMeetTolerance)
+    throwInvalidArm(msg::kJointOneAxis);
+
+  // The wrist centre: where the axes of joints 5 and 6 meet, taken on the axis of joint 6.
+  const Vec3 normal = axes[4].cross(axes[5]);
+  if (normal.norm() < kDirectionTolerance)
+    throwInvalidArm(msg::kWristCentre);
+  const Vec3 gap = given[5] - given[4];
+  if (std::abs(gap.dot(normal)) / normal.norm() > kMeetTolerance)
+    throwInvalidArm(msg::kWristCentre);
+  // On the axis of joint 6, the parameter t where the line meets the plane of axis 5 and the
+  // common normal.
+  const Vec3 planeNormal = axes[4].cross(normal);
+  const double t = -gap.dot(planeNormal) / axes[5].dot(planeNormal);
+  const Pos wrist = given[5] + axes[5] * t;
+
+  if (!parallel(axes[3], axes[5]))
+    throwInvalidArm(msg::kWristSingularity);
+
+  std::array<Pos, 6> points{};
+  points[0] = cleanPoint(p0);
+  points[1] = cleanPoint(foot(axes[1], given[1], points[0]));
+  points[2] = cleanPoint(foot(axes[2], given[2], points[1]));
+  for (std::size_t i = 3; i < 6; ++i)
+    points[i] = cleanPoint(foot(axes[i], given[i], wrist));
+
+  // The elbow: the joint-3 value that turns the forearm (axis of joint 3 to the wrist centre)
+  // onto the upper arm's direction (axis of joint 2 to axis of joint 3) stretches the arm.
+  if (!parallel(axes[1], axes[2]))
+    throwInvalidArm(msg::kElbowAxes);
+  const Vec3 upperArm = across(points[2] - points[1], axes[2]);
+  const Vec3 forearm = across(wrist - points[2], axes[2]);
+  if (upperArm.norm() < kMeetTolerance)
+    throwInvalidArm(msg::kElbowAxes);
+  if (forearm.norm() < kMeetTolerance)
+    throwInvalidArm(msg::kElbowWrist);
+  const double stretch = std::atan2(forearm.cross(upperArm).dot(axes[2]), forearm.dot(upperArm));
+
+  ImportedArm result;
+  Transform flange = arm.flange;
+  flange.translation = cleanPoint(flange.translation.toPos()).toVec3();
+  // The wrist centre must sit on the flange's z axis, getWcpZOffset() behind the flange.
+  const double zOffset = flange.translation.x - points[4].x;
+  const Vec3 wristInFlange = flange.inverse().transform(points[4]).toVec3();
+  if ((wristInFlange - Vec3{0.0, 0.0, -zOffset}).norm() > kMeetTolerance) {
+    const Transform moved(flange.rotation, points[4].toVec3());
+    result.userFlange = moved.inverse() * flange;
+    flange = moved;
+  }
+  result.robot = MakeRobotConfig(axes, points, flange, limits.jointMin, limits.jointMax,
+                                 limits.homeJoint, -stretch, limits.jointCoupling);
+  return result;
+}
+
+}  // namespace zor::rob::detail
+
+namespace zor::rob {
+
+bool ImportedArm::flangeMoved() const {
+  const auto& r = userFlange.rotation;
+  return !(userFlange.translation == Vec3{} && r.x == 0.0 && r.y == 0.0 && r.z == 0.0);
+}
+
+Transform ImportedArm::userFlangePose(const RobJoint& joints) const {
+  return robot.getWristPoseInBase(joints) * userFlange;
+}
+
+Pose ImportedArm::flangePoseOfUserFlange(const Pose& userPose) const {
+  const Orient& q = userPose.orient;
+  const Transform user(RotationTemplate<double>(q.q1, q.q2, q.q3, q.q4), userPose.pos.toVec3());
+  const Transform flange = user * userFlange.inverse();
+  return Pose(flange.translation.toPos(), flange.rotation.toOrient());
+}
+
+}  // namespace zor::rob

@@ -1,0 +1,172 @@
+// zorrob with arms as users describe them: URDF files, Denavit-Hartenberg tables and
+// ortho-parallel parameter sets with offsets and signs in the JSON arm file. Checked against
+// the hand-built models of tests/import/test_arms.hpp.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "import/test_arms.hpp"
+#include "support/test_support.hpp"
+#include "tool_runner.hpp"
+
+namespace zor::rob::test {
+namespace {
+
+using nlohmann::json;
+
+/// Largest distance (mm) between the tool's flange position and the model's.
+constexpr double kPositionTolerance = 1e-9;
+
+const std::vector<std::string> kJoints{"10", "-20", "30", "-40", "50", "-60"};
+const RobJoint kRobJoints(10, -20, 30, -40, 50, -60);
+
+std::vector<std::string> FkArgs(const std::string& arm, std::vector<std::string> more = {}) {
+  std::vector<std::string> args{"fk"};
+  args.insert(args.end(), kJoints.begin(), kJoints.end());
+  args.insert(args.end(), {"--json", "--arm", arm});
+  args.insert(args.end(), more.begin(), more.end());
+  return args;
+}
+
+double Distance(const json& position, const Vec3& expected) {
+  return (Vec3{position[0].get<double>(), position[1].get<double>(), position[2].get<double>()} -
+          expected)
+      .norm();
+}
+
+const std::string kLimits =
+    R"("limits": {"min": [-360, -360, -180, -360, -360, -360], "max": [360, 360, 180, 360, 360,)"
+    R"( 360], "sumMin": -540, "sumMax": 540}, "home": [0, 0, 0, 0, 0, 0], "coupling": false)";
+
+const std::string kCollaborativeDh =
+    R"({"dh": {"convention": "classic", "rows": [[0, 90, 127.3, 0], [-612, 0, 0, 0],)"
+    R"( [-572.3, 0, 0, 0], [0, 90, 163.941, 0], [0, -90, 115.7, 0], [0, 0, 92.2, 0]]}, )" +
+    kLimits + "}";
+
+const std::string kLargeOrthoParallel =
+    R"({"ortho-parallel": {"a1": 350, "a2": -41, "b": 0, "c1": 675, "c2": 1150, "c3": 1200,)"
+    R"( "c4": 215, "offsets": [0, 90, -90, 0, 0, 0], "signs": [1, 1, 1, -1, 1, -1]}, )" +
+    kLimits + "}";
+
+// ---- URDF files ----
+
+TEST(ZorrobImport, UrdfArmGivesTheTargetsOfTheHandBuiltModel) {
+  const TempDir dir;
+  const std::string path = dir.write("small.urdf", kSmallArmUrdf);
+  const json j = RunToolJson(FkArgs(path));
+  const RobotConfig expected = smallArmExpected(smallArmLimits()).robot;
+  EXPECT_LE(Distance(j["target"]["position"], expected.getWristPoseInBase(kRobJoints).translation),
+            kPositionTolerance);
+  EXPECT_EQ(j["arm"]["name"], "small");
+}
+
+TEST(ZorrobImport, UrdfArmShowsItsChainFromTheRootToTheOnlySixJointLeaf) {
+  const TempDir dir;
+  const std::string path = dir.write("small.urdf", kSmallArmUrdf);
+  const ToolResult r = RunTool({"arm", "--arm", path});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(FieldValue(r.out, "geometry"), "URDF chain from link 'world' to link 'tool0'");
+  EXPECT_EQ(FieldValue(r.out, "wrist"), "spherical, centre 72 mm behind the flange");
+  const json j = RunToolJson({"arm", "--json", "--arm", path});
+  EXPECT_EQ(j["arm"]["kind"], "urdf");
+  EXPECT_EQ(j["arm"]["base"], "world");
+  EXPECT_EQ(j["arm"]["tip"], "tool0");
+  EXPECT_EQ(j["arm"]["flangeMoved"], false);
+}
+
+TEST(ZorrobImport, UrdfChainEndsCanBeNamed) {
+  const TempDir dir;
+  const std::string path = dir.write("small.urdf", kSmallArmUrdf);
+  const json j = RunToolJson({"arm", "--json", "--arm", path, "--base", "base_link"});
+  EXPECT_EQ(j["arm"]["base"], "base_link");
+  EXPECT_EQ(j["arm"]["tip"], "tool0");
+  const ToolResult r = RunTool({"arm", "--arm", path, "--tip", "link_6"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(FieldValue(r.out, "geometry"), "URDF chain from link 'world' to link 'link_6'");
+}
+
+TEST(ZorrobImport, UrdfRejectionsNameTheFileAndTheLink) {
+  const TempDir dir;
+  const std::string path = dir.write("small.urdf", kSmallArmUrdf);
+  ToolResult r = RunTool({"arm", "--arm", path, "--tip", "nowhere"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err, "zorrob arm: arm file '" + path + "': URDF: no link 'nowhere'\n");
+  const std::string broken = dir.write("broken.urdf", "<robot");
+  r = RunTool({"arm", "--arm", broken});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "zorrob arm: arm file '" + broken + "': URDF: the document cannot be read\n");
+  const std::string missing = dir.write("x", "") + ".urdf";
+  r = RunTool({"arm", "--arm", missing});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "zorrob arm: arm file '" + missing + "' cannot be read\n");
+}
+
+TEST(ZorrobImport, BaseAndTipNeedAUrdfFile) {
+  const ToolResult r = RunTool({"arm", "--base", "world"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err, "zorrob arm: --base and --tip go with a URDF arm file (--arm FILE.urdf)\n");
+}
+
+// ---- Denavit-Hartenberg tables ----
+
+TEST(ZorrobImport, DhArmShowsItsRowsAndItsMovedFlange) {
+  const TempDir dir;
+  const std::string path = dir.write("collaborative.json", kCollaborativeDh);
+  const ToolResult r = RunTool({"arm", "--arm", path});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(FieldValue(r.out, "geometry"),
+            "Denavit-Hartenberg, classic convention, rows a alpha d thetaOffset (mm, deg)");
+  EXPECT_EQ(FieldValue(r.out, "row 4"), "0, 90, 163.941, 0");
+  // The described flange lies 92.2 mm along the model flange's z axis (up to rounding).
+  EXPECT_EQ(
+      FieldValue(r.out, "flange").rfind("moved to the wrist centre; the described flange is ", 0),
+      0u);
+  const json j = RunToolJson({"arm", "--json", "--arm", path});
+  EXPECT_EQ(j["arm"]["kind"], "dh");
+  EXPECT_EQ(j["arm"]["flangeMoved"], true);
+  EXPECT_LE(Distance(j["arm"]["userFlange"]["position"], Vec3{0, 0, 92.2}), kPositionTolerance);
+  // The description reads back to the same model.
+  const std::string again = dir.write("again.json", j["description"].dump());
+  EXPECT_EQ(RunToolJson({"arm", "--json", "--arm", again})["model"], j["model"]);
+}
+
+TEST(ZorrobImport, DhArmGivesTheDescribedFlangeBesideTheModelsFlange) {
+  const TempDir dir;
+  const json j = RunToolJson(FkArgs(dir.write("collaborative.json", kCollaborativeDh)));
+  const ImportedArm expected = collaborativeArmExpected(collaborativeArmLimits());
+  EXPECT_LE(
+      Distance(j["target"]["position"], expected.robot.getWristPoseInBase(kRobJoints).translation),
+      kPositionTolerance);
+  EXPECT_LE(
+      Distance(j["describedFlange"]["position"], expected.userFlangePose(kRobJoints).translation),
+      kPositionTolerance);
+}
+
+// ---- Ortho-parallel parameter sets ----
+
+TEST(ZorrobImport, OrthoParallelOffsetsAndSignsGiveTheUrdfArmsTargets) {
+  const TempDir dir;
+  const json set = RunToolJson(FkArgs(dir.write("large.json", kLargeOrthoParallel)));
+  const json urdf = RunToolJson(FkArgs(dir.write("large.urdf", kLargeArmUrdf)));
+  const RobotConfig expected = largeArmExpected(largeArmLimits()).robot;
+  const Vec3 flange = expected.getWristPoseInBase(kRobJoints).translation;
+  EXPECT_LE(Distance(set["target"]["position"], flange), kPositionTolerance);
+  EXPECT_LE(Distance(urdf["target"]["position"], flange), kPositionTolerance);
+  EXPECT_EQ(set["conf"], urdf["conf"]);
+}
+
+TEST(ZorrobImport, OrthoParallelSummaryShowsTheJointConvention) {
+  const TempDir dir;
+  const ToolResult r = RunTool({"arm", "--arm", dir.write("large.json", kLargeOrthoParallel)});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(FieldValue(r.out, "joint convention"),
+            "geometry joint = sign * joint + offset; offsets 0, 90, -90, 0, 0, 0 deg, signs 1, 1, "
+            "1, -1, 1, -1");
+}
+
+}  // namespace
+}  // namespace zor::rob::test
