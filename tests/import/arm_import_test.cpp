@@ -280,6 +280,15 @@ TEST(LibraryForm, RejectsCoordinatesThatOverflow) {
                    "the arm's joint axes, points and flange must be finite");
 }
 
+TEST(LibraryForm, RejectsAnUpperArmThatSwallowsTheForearmInRounding) {
+  // Beside an upper arm of 1e200 mm the forearm's 302 mm vanish: the wrist centre lands on the
+  // axis of joint 3, and the arm is rejected rather than computed with overflowing products.
+  DhTable t = test::smallArmDh();
+  t.rows[1].a = 1e200;
+  EXPECT_THROW_MSG(ArmFromDh(t, ArmLimits{}), std::invalid_argument,
+                   "the wrist centre must lie off the axis of joint 3 (the elbow offset)");
+}
+
 TEST(LibraryForm, MovesTheFlangeWhenJointOneStartsTurned) {
   // At a joint-1 offset of 90° the flange's z axis points along base +y.
   OrthoParallelParameters p = test::smallArmParameters();
