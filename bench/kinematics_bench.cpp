@@ -27,17 +27,19 @@
 #include <string>
 #include <vector>
 
+#include "zor/rob/angles.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace {
 
+using zor::rob::DegToRad;
 using zor::rob::GeometricJacobian;
+using zor::rob::kPi;
 using zor::rob::RobJoint;
 using zor::rob::RobotConfig;
 using zor::rob::Transform;
 
 constexpr std::size_t kSamples = 1024;
-constexpr double kPi = 3.141592653589793;
 /// Agreement tolerances: positions and linear Jacobian entries in mm (arm lengths ~1000 mm),
 /// rotation-matrix and angular entries dimensionless.
 constexpr double kLengthTolerance = 1e-9;
@@ -75,7 +77,7 @@ struct Fixture {
       for (std::size_t k = 0; k < 6; ++k) {
         j.values[k] =
             std::uniform_real_distribution<double>(robot.jointMin[k], robot.jointMax[k])(engine);
-        q(static_cast<unsigned int>(k)) = j.values[k] * kPi / 180.0;
+        q(static_cast<unsigned int>(k)) = DegToRad(j.values[k]);
       }
       joints.push_back(j);
       kdlJoints.push_back(q);

@@ -10,7 +10,8 @@ jobs=${ZORROB_JOBS:-2}
 scripts/setup.sh
 scripts/check-format.sh
 
-cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DZORROB_WERROR=ON
+cmake -S . -B build -DCMAKE_BUILD_TYPE=Release -DZORROB_WERROR=ON \
+  -DPython3_EXECUTABLE=/usr/bin/python3
 cmake --build build -j"$jobs"
 ctest --test-dir build --output-on-failure -j"$jobs"
 
@@ -20,6 +21,6 @@ cmake --build build-fuzz -j"$jobs"
 ctest --test-dir build-fuzz --output-on-failure
 
 cmake -S . -B build-sanitize -DCMAKE_BUILD_TYPE=Debug -DZORROB_WERROR=ON -DZORROB_SANITIZE=ON \
-  -DZORROB_BUILD_BENCHMARKS=OFF
+  -DZORROB_BUILD_BENCHMARKS=OFF -DPython3_EXECUTABLE=/usr/bin/python3
 cmake --build build-sanitize -j"$jobs"
 ctest --test-dir build-sanitize --output-on-failure -j"$jobs"

@@ -15,6 +15,7 @@
 #include <system_error>
 
 #include "cli_error.hpp"
+#include "json_reader.hpp"
 #include "zor/rob/rotation.hpp"
 
 namespace zor::rob::cli {
@@ -27,64 +28,9 @@ using nlohmann::json;
 constexpr double kUnitTolerance = 1e-6;
 
 /// Reads the members of one arm document; every error names the file and the key.
-class Reader {
+class Reader : public JsonReader {
  public:
-  explicit Reader(const std::string& source) : source_(source) {}
-
-  [[noreturn]] void fail(std::string_view key, std::string_view what) const {
-    throw InputError("arm file '" + source_ + "': '" + std::string(key) + "' " + std::string(what));
-  }
-
-  /// Rejects keys of `object` outside `allowed`.
-  void checkKeys(const json& object, std::string_view path,
-                 std::initializer_list<std::string_view> allowed) const {
-    for (const auto& item : object.items()) {
-      bool known = false;
-      for (const std::string_view key : allowed)
-        known = known || item.key() == key;
-      if (!known)
-        fail(join(path, item.key()), "is not a known key");
-    }
-  }
-
-  const json& member(const json& object, std::string_view path, std::string_view key) const {
-    const auto it = object.find(key);
-    if (it == object.end())
-      fail(join(path, key), "is missing");
-    return *it;
-  }
-
-  const json& object(const json& value, std::string_view path) const {
-    if (!value.is_object())
-      fail(path, "must be a JSON object");
-    return value;
-  }
-
-  double number(const json& value, std::string_view path) const {
-    if (!value.is_number())
-      fail(path, "must be a number");
-    const double v = value.get<double>();
-    if (!std::isfinite(v))
-      fail(path, "must be a finite number");
-    return v;
-  }
-
-  template <std::size_t N>
-  std::array<double, N> numbers(const json& value, std::string_view path) const {
-    if (!value.is_array() || value.size() != N)
-      fail(path, "must be an array of " + std::to_string(N) + " numbers");
-    std::array<double, N> out{};
-    for (std::size_t i = 0; i < N; ++i)
-      out[i] = number(value[i], std::string(path) + "[" + std::to_string(i) + "]");
-    return out;
-  }
-
-  static std::string join(std::string_view path, std::string_view key) {
-    return path.empty() ? std::string(key) : std::string(path) + "." + std::string(key);
-  }
-
- private:
-  std::string source_;
+  explicit Reader(const std::string& source) : JsonReader("arm file '" + source + "'") {}
 };
 
 struct CommonPart {
@@ -225,7 +171,7 @@ RobotConfig readGeneral(const Reader& in, const json& doc, const CommonPart& com
     what << "is not a unit quaternion (length " << norm << ")";
     in.fail("flangeHome.orientation", what.str());
   }
-  const Transform flangeHome(RotationTemplate<double>(q[0], q[1], q[2], q[3]),
+  const Transform flangeHome(Rotation(q[0], q[1], q[2], q[3]),
                              {position[0], position[1], position[2]});
   const double elbowOffset = in.number(in.member(doc, "", "elbowOffsetRad"), "elbowOffsetRad");
   return MakeRobotConfig(axes, points, flangeHome, common.jointMin, common.jointMax, common.home,

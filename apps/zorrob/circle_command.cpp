@@ -2,7 +2,6 @@
 #include <array>
 #include <cstddef>
 #include <exception>
-#include <numbers>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +11,7 @@
 #include "commands.hpp"
 #include "output.hpp"
 #include "tables.hpp"
+#include "zor/rob/angles.hpp"
 #include "zor/rob/circle.hpp"
 #include "zor/rob/rotation.hpp"
 
@@ -58,7 +58,7 @@ std::array<Orient, 3> normalizedOrientations(const std::array<Orient, 3>& given)
   for (std::size_t i = 0; i < given.size(); ++i) {
     const Orient& o = given[i];
     try {
-      out[i] = RotationTemplate<double>(o.q1, o.q2, o.q3, o.q4).toOrient();
+      out[i] = Rotation::FromOrient(o).toOrient();
     } catch (const std::exception& e) {
       throw InputError(std::string(kNames[i]) + " orientation: " + e.what());
     }
@@ -101,7 +101,7 @@ Report runCircle(const CircleRequest& request) {
   json["radius"] = circle.r;
   json["normal"] = toJson(circle.N);
   json["arcRad"] = circle.arcRad;
-  json["arcDeg"] = circle.arcRad * 180.0 / std::numbers::pi;
+  json["arcDeg"] = RadToDeg(circle.arcRad);
   json["arcLen"] = circle.arcLen;
   json["cirPointFraction"] = circle.cirPointFraction;
 
@@ -113,8 +113,7 @@ Report runCircle(const CircleRequest& request) {
   fields.add("radius", fixed(circle.r, kLengthDecimals) + " mm");
   fields.add("normal", fixedTriple(circle.N, kUnitDecimals));
   fields.add("arc angle", fixed(circle.arcRad, kUnitDecimals) + " rad (" +
-                              fixed(circle.arcRad * 180.0 / std::numbers::pi, kLengthDecimals) +
-                              " deg)");
+                              fixed(RadToDeg(circle.arcRad), kDegreeDecimals) + " deg)");
   fields.add("arc length", fixed(circle.arcLen, kLengthDecimals) + " mm");
   fields.add("via fraction", fixed(circle.cirPointFraction, kUnitDecimals));
 
@@ -152,9 +151,10 @@ Report runCircle(const CircleRequest& request) {
   for (const double t : fractions) {
     const Vec3 p = circle.getPoint(t);
     const Vec3 tangent = circle.getTangent(t);
-    points.addRow({fixed(t, 4), fixed(p.x, kLengthDecimals), fixed(p.y, kLengthDecimals),
-                   fixed(p.z, kLengthDecimals), fixed(tangent.x, kUnitDecimals),
-                   fixed(tangent.y, kUnitDecimals), fixed(tangent.z, kUnitDecimals)});
+    points.addRow({fixed(t, kSampleFractionDecimals), fixed(p.x, kLengthDecimals),
+                   fixed(p.y, kLengthDecimals), fixed(p.z, kLengthDecimals),
+                   fixed(tangent.x, kUnitDecimals), fixed(tangent.y, kUnitDecimals),
+                   fixed(tangent.z, kUnitDecimals)});
     nlohmann::ordered_json sample{{"t", t}, {"point", toJson(p)}, {"tangent", toJson(tangent)}};
     if (!modes.empty()) {
       auto& orientations = sample["orientation"];
@@ -178,8 +178,9 @@ Report runCircle(const CircleRequest& request) {
     table.addRow({"t", "q1", "q2", "q3", "q4"});
     for (const double t : fractions) {
       const Orient o = orientationAt(circle, mode, t, ori);
-      table.addRow({fixed(t, 4), fixed(o.q1, kUnitDecimals), fixed(o.q2, kUnitDecimals),
-                    fixed(o.q3, kUnitDecimals), fixed(o.q4, kUnitDecimals)});
+      table.addRow({fixed(t, kSampleFractionDecimals), fixed(o.q1, kUnitDecimals),
+                    fixed(o.q2, kUnitDecimals), fixed(o.q3, kUnitDecimals),
+                    fixed(o.q4, kUnitDecimals)});
     }
     report.text +=
         "\norientation in " + std::string(info(mode).description) + "\n" + table.render("  ");

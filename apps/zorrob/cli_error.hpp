@@ -14,6 +14,8 @@ inline constexpr int kExitUsage = 2;
 /// computation or the arm loader: unreadable or malformed arm files, three points that make no
 /// circle.
 inline constexpr int kExitRejected = 1;
+/// Exit status of an audit that ran and found events (scripts gate on it).
+inline constexpr int kExitEvents = 3;
 
 /// A command line the tool cannot run (exit status 2).
 struct UsageError : std::runtime_error {

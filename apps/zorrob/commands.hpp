@@ -8,7 +8,9 @@
 
 #include "arm_file.hpp"
 #include "output.hpp"
+#include "zor/rob/conf_data.hpp"
 #include "zor/rob/joints.hpp"
+#include "zor/rob/pose.hpp"
 #include "zor/rob/vectors.hpp"
 
 // The computations behind the zorrob commands. Each returns its complete Report; none prints.
@@ -26,6 +28,19 @@ struct SingularityTolerances {
 /// The robot target, configuration, singularity class and limit verdict of `joints` (degrees).
 Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances& tolerances);
 
+/// What `zorrob ik` is asked for: every solution of the flange pose, the one of a configuration,
+/// or the one nearest to a seed.
+struct IkRequest {
+  Pose flangePose{};
+  std::optional<ConfData> conf{};
+  std::optional<RobJoint> seed{};
+};
+
+/// The joint solutions of a flange pose with their configurations, singularity classes and limit
+/// verdicts. Throws InputError "no joint solution: " plus the reason (IkStatus text) when there is
+/// none, and the library's exception for a zero quaternion.
+Report runIk(const Arm& arm, const IkRequest& request);
+
 /// The 6x6 space Jacobian of `joints` (degrees), or the body Jacobian when `body` is set.
 Report runJacobian(const Arm& arm, const RobJoint& joints, bool body);
 
@@ -42,6 +57,10 @@ enum class OriMode { CirPoint, PathFrame, ObjectFrame };
 
 /// \returns the mode called "cirpoint", "path" or "object", or nothing.
 std::optional<OriMode> findOriMode(std::string_view name);
+
+/// The range of the number of samples along the arc.
+inline constexpr int kMinSamples = 2;
+inline constexpr int kMaxSamples = 10000;
 
 struct CircleRequest {
   Vec3 start{};
@@ -67,8 +86,25 @@ enum class TableKind { Speeds, Zones };
 /// The predefined speed or zone table.
 Report runTables(TableKind kind);
 
+struct AuditRequest {
+  /// The program file (see program_file.hpp).
+  std::string programPath{};
+  /// The sampling step (mm) instead of the program's own.
+  std::optional<double> stepMm{};
+  /// Where to write every sample as CSV.
+  std::optional<std::string> samplesPath{};
+};
+
+/// The audit of a program file: a table of its moves (reached, time, path, events) and the
+/// list of events; status kExitEvents when there are events. Throws InputError for a program
+/// file the reader rejects or a samples file that cannot be written, and the library's
+/// exceptions for a program it cannot audit.
+Report runAudit(const AuditRequest& request);
+
 /// The tour of `arm`: its summary, the home target, the forward kinematics of a few joint
-/// vectors and a circular move with its zones and orientations in each mode.
+/// vectors, the inverse kinematics of the first of them (every solution, the one of its
+/// configuration, the one nearest to a seed) and a circular move with its zones and
+/// orientations in each mode.
 Report runTour(const Arm& arm);
 
 }  // namespace zor::rob::cli

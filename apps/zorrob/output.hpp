@@ -17,11 +17,18 @@ namespace zor::rob::cli {
 inline constexpr int kLengthDecimals = 4;
 /// Decimals of unitless numbers (unit vectors, quaternion components, fractions, radians).
 inline constexpr int kUnitDecimals = 6;
+/// Decimals of angles in degrees in the text output.
+inline constexpr int kDegreeDecimals = 4;
+/// Decimals of the sample fractions that head the rows of the sample tables.
+inline constexpr int kSampleFractionDecimals = 4;
 
 /// What a command produced: a plain text for people and a JSON document for scripts.
 struct Report {
   std::string text{};
   nlohmann::ordered_json json{};
+  /// The tool's exit status once the report is printed: 0, or kExitEvents for an audit that
+  /// found events.
+  int status{0};
 };
 
 /// \returns `value` in fixed notation with `decimals` decimals; a value that rounds to zero

@@ -1,9 +1,10 @@
 // zorrob without a command: a short tour of what the library computes for one arm.
-#include <numbers>
+#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "commands.hpp"
+#include "zor/rob/angles.hpp"
 
 namespace zor::rob::cli {
 
@@ -30,7 +31,7 @@ std::string indented(const std::string& text) {
 /// flipped, the stretched elbow of this arm and a pose beyond the joint-2 limit of the default
 /// arm.
 std::vector<RobJoint> tourJoints(const Arm& arm) {
-  const double stretched = -arm.config.elbowOffset * 180.0 / std::numbers::pi;
+  const double stretched = RadToDeg(-arm.config.elbowOffset);
   return {RobJoint(30, -20, 45, 60, -45, 90), RobJoint(0, 20, stretched, 0, 30, 0),
           RobJoint(-45, 160, -30, 0, 60, 0)};
 }
@@ -80,6 +81,30 @@ Report runTour(const Arm& arm) {
     fks.push_back(fk.json);
   }
   json["fk"] = std::move(fks);
+
+  // The inverse kinematics of the first of those targets: every solution, the one of its own
+  // configuration, and the one nearest to joints a few degrees off.
+  const RobJoint ikJoints = tourJoints(arm).front();
+  const RobTarget ikTarget = arm.config.getRobTarget(ikJoints);
+  IkRequest all;
+  all.flangePose = ikTarget.pose;
+  IkRequest inConf = all;
+  inConf.conf = ikTarget.robConf;
+  IkRequest nearest = all;
+  RobJoint seed = ikJoints;
+  for (std::size_t i = 0; i < 6; ++i)
+    seed.values[i] += i % 2 == 0 ? 5.0 : -5.0;
+  nearest.seed = seed;
+  auto iks = nlohmann::ordered_json::array();
+  report.text += heading("Inverse kinematics of the first target");
+  first = true;
+  for (const IkRequest& request : {all, inConf, nearest}) {
+    const Report ik = runIk(arm, request);
+    report.text += (first ? "" : "\n") + indented(ik.text);
+    first = false;
+    iks.push_back(ik.json);
+  }
+  json["ik"] = std::move(iks);
 
   const Report circle = runCircle(tourCircle());
   json["circle"] = circle.json;

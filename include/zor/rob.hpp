@@ -3,7 +3,9 @@
 // Everything of libzorrob in one include. Every public type and function lives in namespace
 // zor::rob.
 
+#include "zor/rob/angles.hpp"
 #include "zor/rob/arm_import.hpp"
+#include "zor/rob/audit.hpp"
 #include "zor/rob/circle.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/inverse_kinematics.hpp"

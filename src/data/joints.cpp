@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "detail/messages.hpp"
+#include "detail/throwers.hpp"
 
 // Implementation notes: RobJoint and RobJointA are two records with the same six-value layout.
 // Everything they share (1-based access, the marker and zero tests, the text forms and the
@@ -102,20 +103,12 @@ bool couplesJoints23(KinematicConfig c) {
     case KinematicConfig::Coupled23:
       return true;
   }
-  throw std::logic_error(detail::msg::kKinematicConfig);
+  detail::throwLogicError(detail::msg::kKinematicConfig);
 }
 
 // "{" robot joints ", " external axes "}", the robot joints already in their brace form.
 std::string targetString(const std::string& robJoint, const ExtJoint& e) {
   return '{' + robJoint + ", " + braceString(e.values) + '}';
-}
-
-[[noreturn]] void throwInvalidIndex() {
-  throw std::logic_error(detail::msg::kInvalidIndex);
-}
-
-[[noreturn]] void throwInvalidExtJointIndex(unsigned int i) {
-  throw std::logic_error(detail::msg::kInvalidExtJointIndex + std::to_string(i));
 }
 
 // Wraps a joint value into [-180, 180] as repeated subtraction (above 180) or addition (below
@@ -262,14 +255,14 @@ std::istream& operator>>(std::istream& is, RobJointA& r) {
 
 double& ExtJoint::operator[](unsigned int i) {
   if (!inRange(i)) {
-    throwInvalidIndex();
+    detail::throwLogicError(detail::msg::kInvalidIndex);
   }
   return values[i - 1];
 }
 
 double ExtJoint::operator[](unsigned int i) const {
   if (!inRange(i)) {
-    throwInvalidExtJointIndex(i);
+    detail::throwLogicError((detail::msg::kInvalidExtJointIndex + std::to_string(i)).c_str());
   }
   return values[i - 1];
 }

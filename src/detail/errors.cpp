@@ -3,11 +3,16 @@
 #include <stdexcept>
 
 #include "detail/messages.hpp"
+#include "detail/throwers.hpp"
 
 namespace zor::rob::detail {
 
+void throwLogicError(const char* message) {
+  throw std::logic_error(message);
+}
+
 void throwZeroQuaternion() {
-  throw std::logic_error(msg::kZeroQuaternion);
+  throwLogicError(msg::kZeroQuaternion);
 }
 
 void throwZeroLengthVector() {

@@ -3,7 +3,6 @@
 #include <charconv>
 #include <sstream>
 #include <string>
-#include <system_error>
 
 namespace zor::rob::detail {
 

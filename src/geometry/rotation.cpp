@@ -14,6 +14,8 @@
 #include <sstream>
 #include <type_traits>
 
+#include "zor/rob/angles.hpp"
+
 namespace zor::rob {
 
 namespace {
@@ -46,8 +48,7 @@ constexpr double kLogTinyAxis = std::numeric_limits<double>::epsilon();
 /// Gimbal lock threshold of toEuler on |sin(ry) ∓ 1|.
 constexpr double kGimbalLockThreshold = 1e-15;
 
-constexpr double kPi = 3.141592653589793;
-constexpr double kHalfPi = 1.5707963267948966;
+constexpr double kHalfPi = kPi / 2;
 
 template <std::floating_point T>
 struct EulerAngles {
@@ -95,8 +96,8 @@ EulerAngles<T> eulerAngles(const RotationTemplate<T>& q) {
 
 template <std::floating_point T>
 T toDegrees(T angle) {
-  // Multiply first, then divide, in double for both instantiations.
-  return static_cast<T>(static_cast<double>(angle) * 180.0 / kPi);
+  // In double for both instantiations.
+  return static_cast<T>(RadToDeg(static_cast<double>(angle)));
 }
 
 }  // namespace
@@ -175,17 +176,16 @@ std::string RotationTemplate<T>::toString() const {
 
 template <std::floating_point T>
 T RotationTemplate<T>::AngularDistance(const OrientTemplate<T>& a, const OrientTemplate<T>& b) {
-  const RotationTemplate qa(a.q1, a.q2, a.q3, a.q4);
-  const RotationTemplate qb(b.q1, b.q2, b.q3, b.q4);
-  const RotationTemplate d = qa.hamilton(raw(-qb.x, -qb.y, -qb.z, qb.w));
-  return T(2) * std::atan2(Vec3Template<T>{d.x, d.y, d.z}.norm(), std::abs(d.w));
+  const RotationTemplate qb = FromOrient(b);
+  // qa·qb* is qa·qb⁻¹ for the unit quaternions the normalisation rule gives.
+  return FromOrient(a).hamilton(raw(-qb.x, -qb.y, -qb.z, qb.w)).rotationAngle();
 }
 
 template <std::floating_point T>
 OrientTemplate<T> RotationTemplate<T>::Slerp(const OrientTemplate<T>& from,
                                              const OrientTemplate<T>& to, T t) {
-  const RotationTemplate q0(from.q1, from.q2, from.q3, from.q4);
-  const RotationTemplate q1(to.q1, to.q2, to.q3, to.q4);
+  const RotationTemplate q0 = FromOrient(from);
+  const RotationTemplate q1 = FromOrient(to);
   const T d = q0.dot(q1);
   const T absD = std::abs(d);
 
@@ -204,14 +204,9 @@ OrientTemplate<T> RotationTemplate<T>::Slerp(const OrientTemplate<T>& from,
   if (d < T(0))
     s1 = -s1;
 
-  RotationTemplate r = raw(s0 * q0.x + s1 * q1.x, s0 * q0.y + s1 * q1.y, s0 * q0.z + s1 * q1.z,
-                           s0 * q0.w + s1 * q1.w);
-  const T sq = r.dot(r);
-  if (sq > T(0)) {
-    const T n = std::sqrt(sq);
-    r = raw(r.x / n, r.y / n, r.z / n, r.w / n);
-  }
-  return r.toOrient();
+  const RotationTemplate r = raw(s0 * q0.x + s1 * q1.x, s0 * q0.y + s1 * q1.y,
+                                 s0 * q0.z + s1 * q1.z, s0 * q0.w + s1 * q1.w);
+  return r.normalizedUnlessZero().toOrient();
 }
 
 template struct RotationTemplate<float>;

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <iostream>
-#include <numbers>
 
 #include "detail/messages.hpp"
+#include "zor/rob/angles.hpp"
 
 // Implementation notes
 //
@@ -20,10 +20,7 @@ namespace zor::rob {
 
 namespace {
 
-using Vec = Vec3Template<double>;
-
-constexpr double kPi = std::numbers::pi;
-constexpr double kTwoPi = 2.0 * std::numbers::pi;
+constexpr double kTwoPi = 2.0 * kPi;
 
 /// Two points closer than this coincide; also the tolerance of the on-arc test (in length and
 /// in radians) and of the end tests of the sub-arc operations.
@@ -33,7 +30,8 @@ constexpr double kCollinearSquaredSine = 0.0001;
 /// Normals whose dot product is at least this in magnitude belong to parallel planes.
 constexpr double kParallelNormals = 0.999999;
 
-[[noreturn]] void fail(const char* message) {
+/// The one thrower of TPCircleFail.
+[[noreturn, gnu::cold]] void fail(const char* message) {
   throw TPCircleFail(message);
 }
 
@@ -41,7 +39,7 @@ constexpr double kParallelNormals = 0.999999;
 
 TPCircleFail::~TPCircleFail() = default;
 
-TPCircle::TPCircle(const Vec& start, const Vec& via, const Vec& end) : A(start), B(via), C(end) {
+TPCircle::TPCircle(const Vec3& start, const Vec3& via, const Vec3& end) : A(start), B(via), C(end) {
   const double c2 = (A - B).squaredNorm();
   const double b2 = (A - C).squaredNorm();
   const double a2 = (B - C).squaredNorm();
@@ -51,11 +49,11 @@ TPCircle::TPCircle(const Vec& start, const Vec& via, const Vec& end) : A(start),
   }
 
   // The first test bounds the angle at A, the second the angle at B.
-  const Vec u = (B - A).normalized();
-  const Vec w = (C - A).normalized();
+  const Vec3 u = (B - A).normalized();
+  const Vec3 w = (C - A).normalized();
   if (u.cross(w).squaredNorm() < kCollinearSquaredSine)
     fail(detail::msg::kPointsCollinear);
-  const Vec v = (C - B).normalized();
+  const Vec3 v = (C - B).normalized();
   if (u.cross(v).squaredNorm() < kCollinearSquaredSine)
     fail(detail::msg::kPointsCollinear);
 
@@ -87,17 +85,16 @@ TPCircle::TPCircle(const Vec& start, const Vec& via, const Vec& end) : A(start),
   cirPointFraction = getCirPointAngle() / arcRad;
 }
 
-TPCircle::TPCircle(const PosTemplate<double>& start, const PosTemplate<double>& via,
-                   const PosTemplate<double>& end)
+TPCircle::TPCircle(const Pos& start, const Pos& via, const Pos& end)
     : TPCircle(start.toVec3(), via.toVec3(), end.toVec3()) {}
 
 TPCircle::TPCircle(const PosTemplate<float>& start, const PosTemplate<float>& via,
                    const PosTemplate<float>& end)
-    : TPCircle(Vec{start.x, start.y, start.z}, Vec{via.x, via.y, via.z}, Vec{end.x, end.y, end.z}) {
-}
+    : TPCircle(Vec3{start.x, start.y, start.z}, Vec3{via.x, via.y, via.z},
+               Vec3{end.x, end.y, end.z}) {}
 
 double TPCircle::getCirPointAngle() {
-  const Vec rb = B - R;
+  const Vec3 rb = B - R;
   const double x = RA.dot(rb) / (r * r);
   // The ends return directly; getAngleFromStart lets them through the side test instead.
   if (x >= 1.0)
@@ -108,33 +105,33 @@ double TPCircle::getCirPointAngle() {
   return RA.cross(rb).dot(N) < 0.0 ? kTwoPi - theta : theta;
 }
 
-double TPCircle::getAngleFromStart(const Vec& p) const {
-  const Vec rp = p - R;
+double TPCircle::getAngleFromStart(const Vec3& p) const {
+  const Vec3 rp = p - R;
   const double x = std::clamp(RA.dot(rp) / (r * r), -1.0, 1.0);
   const double theta = std::acos(x);
   return RA.cross(rp).dot(N) < 0.0 ? kTwoPi - theta : theta;
 }
 
-bool TPCircle::pointOnArc(const Vec& p) const {
+bool TPCircle::pointOnArc(const Vec3& p) const {
   if (std::abs((p - R).norm() - r) > kPointTolerance)
     return false;
   const double theta = getAngleFromStart(p);
   return theta >= -kPointTolerance && theta <= arcRad + kPointTolerance;
 }
 
-std::vector<Vec> TPCircle::intersectArcs(const TPCircle& other) const {
-  std::vector<Vec> points;
-  const Vec n2 = other.N.normalized();
+std::vector<Vec3> TPCircle::intersectArcs(const TPCircle& other) const {
+  std::vector<Vec3> points;
+  const Vec3 n2 = other.N.normalized();
   if (std::abs(n2.dot(N)) < kParallelNormals)
     return points;
 
-  const Vec centres = other.R - R;
+  const Vec3 centres = other.R - R;
   const double d = centres.norm();
   if (d < kPointTolerance || d > r + other.r)
     return points;
 
-  const Vec u = centres / d;
-  const Vec w = N.cross(u).normalized();
+  const Vec3 u = centres / d;
+  const Vec3 w = N.cross(u).normalized();
   // a: distance from R along the line of centres to the chord through the common points;
   // h: half the chord. A negative h² (one circle inside the other) collapses to the point on
   // the line of centres, which the on-arc tests then reject.
@@ -142,38 +139,38 @@ std::vector<Vec> TPCircle::intersectArcs(const TPCircle& other) const {
   const double h2 = r * r - a * a;
   const double h = h2 >= 0.0 ? std::sqrt(h2) : 0.0;
 
-  const Vec p1 = R + u * a + w * h;
+  const Vec3 p1 = R + u * a + w * h;
   if (pointOnArc(p1) && other.pointOnArc(p1))
     points.push_back(p1);
   if (h > kPointTolerance) {
-    const Vec p2 = R + u * a - w * h;
+    const Vec3 p2 = R + u * a - w * h;
     if (pointOnArc(p2) && other.pointOnArc(p2))
       points.push_back(p2);
   }
   return points;
 }
 
-std::optional<TPCircle> TPCircle::getSubArcToPoint(const Vec& p) const {
+std::optional<TPCircle> TPCircle::getSubArcToPoint(const Vec3& p) const {
   if (!pointOnArc(p) || (p - A).norm() < kPointTolerance)
     return std::nullopt;
   if ((p - C).norm() < kPointTolerance)
     return *this;
-  const Vec middle = pointAtAngle(getAngleFromStart(p) * 0.5);
+  const Vec3 middle = pointAtAngle(getAngleFromStart(p) * 0.5);
   return TPCircle(A, middle, p);
 }
 
-std::optional<TPCircle> TPCircle::getSubArcFromPoint(const Vec& p) const {
+std::optional<TPCircle> TPCircle::getSubArcFromPoint(const Vec3& p) const {
   if (!pointOnArc(p) || (p - C).norm() < kPointTolerance)
     return std::nullopt;
   if ((p - A).norm() < kPointTolerance)
     return *this;
   const double theta = getAngleFromStart(p);
-  const Vec middle = pointAtAngle(theta + (arcRad - theta) * 0.5);
+  const Vec3 middle = pointAtAngle(theta + (arcRad - theta) * 0.5);
   return TPCircle(p, middle, C);
 }
 
 void TPCircle::dump() const {
-  const auto line = [](const char* label, const Vec& v) {
+  const auto line = [](const char* label, const Vec3& v) {
     std::cout << label << v.x << ' ' << v.y << ' ' << v.z << '\n';
   };
   line("A : ", A);

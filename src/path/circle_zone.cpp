@@ -6,27 +6,23 @@
 
 namespace zor::rob {
 
-namespace {
+namespace {}  // namespace
 
-using Vec = Vec3Template<double>;
-
-}  // namespace
-
-Vec TPCircle::getStartZonePoint(double d) {
+Vec3 TPCircle::getStartZonePoint(double d) {
   return pointAtAngle(d / r);
 }
 
-Vec TPCircle::getEndZonePoint(double d) {
+Vec3 TPCircle::getEndZonePoint(double d) {
   return pointAtAngle(arcRad - d / r);
 }
 
-Vec TPCircle::getStartZoneVelocity(double d) {
-  const Vec q = getPoint(d / arcLen);
+Vec3 TPCircle::getStartZoneVelocity(double d) {
+  const Vec3 q = getPoint(d / arcLen);
   return N.cross(q - R).normalized();
 }
 
-Vec TPCircle::getEndZoneVelocity(double d) {
-  const Vec q = getPoint(1.0 - d / arcLen);
+Vec3 TPCircle::getEndZoneVelocity(double d) {
+  const Vec3 q = getPoint(1.0 - d / arcLen);
   return N.cross(q - R).normalized();
 }
 

@@ -6,9 +6,9 @@
 
 namespace zor::rob {
 
-RobotConfig MakeRobotConfig(const std::array<Vec3Template<double>, 6>& jointAxes,
-                            const std::array<PosTemplate<double>, 6>& jointPoints,
-                            const Transform& flangeHome, const std::array<double, 7>& jointMin,
+RobotConfig MakeRobotConfig(const std::array<Vec3, 6>& jointAxes,
+                            const std::array<Pos, 6>& jointPoints, const Transform& flangeHome,
+                            const std::array<double, 7>& jointMin,
                             const std::array<double, 7>& jointMax, const RobJoint& homeJoint,
                             double elbowOffset, std::int32_t jointCoupling) {
   RobotConfig robot;
@@ -31,20 +31,18 @@ RobotConfig MakeOrthoParallelArm(const OrthoParallelGeometry& g,
                                  const std::array<double, 7>& jointMin,
                                  const std::array<double, 7>& jointMax, const RobJoint& homeJoint,
                                  std::int32_t jointCoupling) {
-  const Vec3Template<double> x{1.0, 0.0, 0.0};
-  const Vec3Template<double> y{0.0, 1.0, 0.0};
-  const Vec3Template<double> z{0.0, 0.0, 1.0};
-  const PosTemplate<double> shoulder{g.a1, g.b, g.c1};
-  const PosTemplate<double> elbow{g.a1, g.b, g.c1 + g.c2};
-  const PosTemplate<double> wrist{g.a1 + g.c3, g.b, g.c1 + g.c2 + g.a2};
+  const Vec3 x{1.0, 0.0, 0.0};
+  const Vec3 y{0.0, 1.0, 0.0};
+  const Vec3 z{0.0, 0.0, 1.0};
+  const Pos shoulder{g.a1, g.b, g.c1};
+  const Pos elbow{g.a1, g.b, g.c1 + g.c2};
+  const Pos wrist{g.a1 + g.c3, g.b, g.c1 + g.c2 + g.a2};
   // Flange z along base +x: +90 degrees about y.
-  const Transform flange(RotationTemplate<double>(detail::kPi / 2.0, y),
-                         {wrist.x + g.c4, wrist.y, wrist.z});
+  const Transform flange(Rotation(kPi / 2.0, y), {wrist.x + g.c4, wrist.y, wrist.z});
   // The forearm vector (c3, 0, a2) turned by theta about +y points up along the upper arm, and
   // the wrist centre is then farthest from the axis of joint 2, at theta = atan2(a2, c3) - pi/2.
-  const double elbowOffset = detail::kPi / 2.0 - std::atan2(g.a2, g.c3);
-  return MakeRobotConfig({z, y, y, x, y, x},
-                         {PosTemplate<double>{}, shoulder, elbow, wrist, wrist, wrist}, flange,
+  const double elbowOffset = kPi / 2.0 - std::atan2(g.a2, g.c3);
+  return MakeRobotConfig({z, y, y, x, y, x}, {Pos{}, shoulder, elbow, wrist, wrist, wrist}, flange,
                          jointMin, jointMax, homeJoint, elbowOffset, jointCoupling);
 }
 

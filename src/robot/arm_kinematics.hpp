@@ -17,6 +17,7 @@
 #include <cstddef>
 
 #include "robot/sincos.hpp"
+#include "zor/rob/angles.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/robot_config.hpp"
@@ -26,34 +27,20 @@
 
 namespace zor::rob::detail {
 
-inline constexpr double kPi = 3.141592653589793;
-
-/// \returns `degrees` in radians, multiplied first: degrees · π / 180.
-inline double degToRad(double degrees) {
-  return degrees * kPi / 180.0;
-}
-
-/// \returns `radians` in degrees, multiplied first: radians · 180 / π.
-inline double radToDeg(double radians) {
-  return radians * 180.0 / kPi;
-}
-
 /// Largest deviation of a joint axis' squared length from 1 for which the axis is taken as the
 /// unit vector it stands for: normalising it would change it by at most an ulp.
 inline constexpr double kUnitAxisTolerance = 1e-15;
 
 /// \returns true when `a` is a unit vector within kUnitAxisTolerance.
-inline bool isUnit(const Vec3Template<double>& a) {
+inline bool isUnit(const Vec3& a) {
   return std::abs(a.squaredNorm() - 1.0) <= kUnitAxisTolerance;
 }
 
 /// \returns the motion of turning about the unit axis `axis` through `point` whose half-angle
 /// sine and cosine are `sh` and `ch`: rotation R = (ch, sh·axis), translation q − R q.
-inline Transform unitJointMotion(const Vec3Template<double>& axis, const PosTemplate<double>& point,
-                                 double sh, double ch) {
-  const RotationTemplate<double> r =
-      RotationTemplate<double>::raw(sh * axis.x, sh * axis.y, sh * axis.z, ch);
-  const Vec3Template<double> q = point.toVec3();
+inline Transform unitJointMotion(const Vec3& axis, const Pos& point, double sh, double ch) {
+  const Rotation r = Rotation::raw(sh * axis.x, sh * axis.y, sh * axis.z, ch);
+  const Vec3 q = point.toVec3();
   return {r, q - r.rotateVector(q)};
 }
 
@@ -61,9 +48,8 @@ inline Transform unitJointMotion(const Vec3Template<double>& axis, const PosTemp
 /// rotation R of that angle about the axis (normalised unless it is a unit vector already;
 /// throws std::overflow_error "0-length vector cannot be normalized." for a length at most 1e-7)
 /// and the translation q − R q.
-inline Transform jointMotion(const Vec3Template<double>& axis, const PosTemplate<double>& point,
-                             double degrees) {
-  const double half = degToRad(degrees) * 0.5;
+inline Transform jointMotion(const Vec3& axis, const Pos& point, double degrees) {
+  const double half = DegToRad(degrees) * 0.5;
   const double sh = std::sin(half);
   const double ch = std::cos(half);
   return unitJointMotion(isUnit(axis) ? axis : axis.normalized(), point, sh, ch);
@@ -73,6 +59,12 @@ inline Transform jointMotion(const Vec3Template<double>& axis, const PosTemplate
 /// that are not all unit vectors. Out of line (arm_kinematics.cpp): the hot path never comes
 /// here.
 Transform flangePoseOfAnyAxes(const RobotConfig& robot, const RobJoint& joints);
+
+/// \returns the wrist centre of a flange at `position` turned by `rotation`:
+/// position − rotation · (0, 0, wcpZOffset), with RobotConfig::getWcpZOffset() as the offset.
+inline Vec3 wristCentre(const Vec3& position, const Rotation& rotation, double wcpZOffset) {
+  return position - rotation.rotateVector({0.0, 0.0, wcpZOffset});
+}
 
 /// The sine and cosine of half a joint angle.
 struct HalfAngleSinCos {
@@ -91,7 +83,7 @@ inline Transform flangePose(const RobotConfig& robot, const RobJoint& joints,
 #pragma GCC unroll 6
   for (std::size_t i = 0; i < 6; ++i) {
     unit = unit & isUnit(robot.jointAxes[i]);
-    half[i] = degToRad(joints.values[i]) * 0.5;
+    half[i] = DegToRad(joints.values[i]) * 0.5;
   }
   std::array<double, 6> sh{};
   std::array<double, 6> ch{};
@@ -100,13 +92,12 @@ inline Transform flangePose(const RobotConfig& robot, const RobJoint& joints,
   if (!unit) [[unlikely]]
     return flangePoseOfAnyAxes(robot, joints);
   // Rotation: the quaternion product q1 · … · q6 · qM.
-  RotationTemplate<double> r =
-      RotationTemplate<double>::raw(sh[0] * robot.jointAxes[0].x, sh[0] * robot.jointAxes[0].y,
-                                    sh[0] * robot.jointAxes[0].z, ch[0]);
+  Rotation r = Rotation::raw(sh[0] * robot.jointAxes[0].x, sh[0] * robot.jointAxes[0].y,
+                             sh[0] * robot.jointAxes[0].z, ch[0]);
 #pragma GCC unroll 6
   for (std::size_t i = 1; i < 6; ++i) {
-    const Vec3Template<double>& a = robot.jointAxes[i];
-    r = r.hamilton(RotationTemplate<double>::raw(sh[i] * a.x, sh[i] * a.y, sh[i] * a.z, ch[i]));
+    const Vec3& a = robot.jointAxes[i];
+    r = r.hamilton(Rotation::raw(sh[i] * a.x, sh[i] * a.y, sh[i] * a.z, ch[i]));
   }
   r = r.hamilton(robot.flangeHome.rotation);
   // Translation: the flange's home position moved by joint 6, then 5, …, then 1, each a turn
@@ -116,10 +107,10 @@ inline Transform flangePose(const RobotConfig& robot, const RobJoint& joints,
   // short matrix-vector products remain in a row: about half the flops of composing six
   // transforms, equal up to rounding. At a zero angle R − I is exactly 0 and the position stays
   // exactly as it is.
-  Vec3Template<double> p = robot.flangeHome.translation;
+  Vec3 p = robot.flangeHome.translation;
 #pragma GCC unroll 6
   for (std::size_t k = 6; k-- > 0;) {
-    const Vec3Template<double>& a = robot.jointAxes[k];
+    const Vec3& a = robot.jointAxes[k];
     const double sn = 2.0 * sh[k] * ch[k];
     const double cs = 2.0 * sh[k] * sh[k];
     const double xx = cs * (a.x * a.x - 1.0);
@@ -131,10 +122,10 @@ inline Transform flangePose(const RobotConfig& robot, const RobJoint& joints,
     const double sx = sn * a.x;
     const double sy = sn * a.y;
     const double sz = sn * a.z;
-    const Vec3Template<double> w = p - robot.jointPoints[k].toVec3();
-    p += Vec3Template<double>{xx * w.x + (xy - sz) * w.y + (xz + sy) * w.z,
-                              (xy + sz) * w.x + yy * w.y + (yz - sx) * w.z,
-                              (xz - sy) * w.x + (yz + sx) * w.y + zz * w.z};
+    const Vec3 w = p - robot.jointPoints[k].toVec3();
+    p += Vec3{xx * w.x + (xy - sz) * w.y + (xz + sy) * w.z,
+              (xy + sz) * w.x + yy * w.y + (yz - sx) * w.z,
+              (xz - sy) * w.x + (yz + sx) * w.y + zz * w.z};
   }
   return {r, p};
 }
@@ -160,7 +151,7 @@ inline HalfAngles halfAngles(const RobJoint& joints, double sign,
 #pragma GCC unroll 6
   for (std::size_t i = First; i < Last; ++i) {
     h.unitScrews = h.unitScrews & isUnit(screws[i].w);
-    h.theta[i] = sign * degToRad(joints.values[i]);
+    h.theta[i] = sign * DegToRad(joints.values[i]);
     half[i - First] = h.theta[i] * 0.5;
   }
   std::array<double, Last - First> sh{};
@@ -179,8 +170,7 @@ inline HalfAngles halfAngles(const RobJoint& joints, double sign,
 /// G = θ I + (1 − cos θ) W + (θ − sin θ) W², where W² v = ω (ω·v) − v for a unit ω, so that
 /// G v = sin θ v + (1 − cos θ) ω × v + (θ − sin θ)(ω·v) ω.
 inline Transform unitScrewExp(const ScrewAxis& s, double sh, double ch, double theta) {
-  const RotationTemplate<double> r =
-      RotationTemplate<double>::raw(sh * s.w.x, sh * s.w.y, sh * s.w.z, ch);
+  const Rotation r = Rotation::raw(sh * s.w.x, sh * s.w.y, sh * s.w.z, ch);
   const double sinTheta = 2.0 * sh * ch;
   const double oneMinusCos = 2.0 * sh * sh;
   return {
@@ -193,7 +183,7 @@ struct RotationMatrix {
   double m00{}, m01{}, m02{}, m10{}, m11{}, m12{}, m20{}, m21{}, m22{};
 
   /// The matrix of the unit quaternion `q`.
-  explicit RotationMatrix(const RotationTemplate<double>& q) {
+  explicit RotationMatrix(const Rotation& q) {
     const double tx = 2.0 * q.x;
     const double ty = 2.0 * q.y;
     const double tz = 2.0 * q.z;
@@ -217,7 +207,7 @@ struct RotationMatrix {
     m22 = 1.0 - (txx + tyy);
   }
 
-  Vec3Template<double> operator*(const Vec3Template<double>& v) const {
+  Vec3 operator*(const Vec3& v) const {
     return {m00 * v.x + m01 * v.y + m02 * v.z, m10 * v.x + m11 * v.y + m12 * v.z,
             m20 * v.x + m21 * v.y + m22 * v.z};
   }
@@ -227,22 +217,16 @@ struct RotationMatrix {
 /// adjoint (R ω, p × R ω + R v) of the growing product (R, p). The rotation of the product
 /// goes through its matrix, which turns three vectors per step.
 template <typename Screw, typename Column>
-inline void moveScrews(GeometricJacobian& jac, const std::array<Transform, 5>& e, Screw screw,
-                       Column column) {
+inline void writeAdjointColumns(GeometricJacobian& jac, const std::array<Transform, 5>& e,
+                                Screw screw, Column column) {
   Transform t = e[0];
 #pragma GCC unroll 6
   for (std::size_t k = 0; k < 5; ++k) {
     const RotationMatrix r(t.rotation);
     const ScrewAxis& s = screw(k);
-    const Vec3Template<double> w = r * s.w;
-    const Vec3Template<double> v = t.translation.cross(w) + r * s.v;
-    const Eigen::Index c = column(k);
-    jac.matrix(0, c) = w.x;
-    jac.matrix(1, c) = w.y;
-    jac.matrix(2, c) = w.z;
-    jac.matrix(3, c) = v.x;
-    jac.matrix(4, c) = v.y;
-    jac.matrix(5, c) = v.z;
+    const Vec3 w = r * s.w;
+    const Vec3 v = t.translation.cross(w) + r * s.v;
+    jac.setCol(column(k), w, v);
     if (k < 4) {
       t.translation += r * e[k + 1].translation;
       t.rotation = t.rotation.hamilton(e[k + 1].rotation);

@@ -49,7 +49,7 @@ bool shoulderBehind(double x, double y, double j1, const HalfAngleSinCos& half1)
     const double roughPhi = std::signbit(y) ? -quadrantX : quadrantX;
     return !(std::abs(roughPhi - j1) < 180.0);
   }
-  const double phi = radToDeg(std::atan2(y, x));
+  const double phi = RadToDeg(std::atan2(y, x));
   return !(std::abs(phi - j1) <= kShoulderFrontAngle);
 }
 
@@ -59,11 +59,10 @@ ConfData confFromFlangePose(const RobJoint& joints, const RobotConfig& robot,
                             const Transform& flange, const HalfAngleSinCos& joint1) {
   const std::array<double, 6>& j = joints.values;
   // The wrist centre; only its x and y enter.
-  const Vec3Template<double> wcp =
-      flange.translation - flange.rotation.rotateVector({0.0, 0.0, robot.getWcpZOffset()});
+  const Vec3 wcp = wristCentre(flange.translation, flange.rotation, robot.getWcpZOffset());
   const bool behind = shoulderBehind(wcp.x, wcp.y, j[0], joint1);
   // Set for j3 <= -k, so with elbowOffset 0 a joint 3 at 0 sets it (0 > -0 is false).
-  const bool elbow = !(j[2] > -radToDeg(robot.elbowOffset));
+  const bool elbow = !(j[2] > -RadToDeg(robot.elbowOffset));
   // j5 = 0 counts as not flipped.
   const bool wrist = j[4] < 0.0;
   return {AngleToQuadrant(j[0]), AngleToQuadrant(j[3]), AngleToQuadrant(j[5]),

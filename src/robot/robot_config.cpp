@@ -30,16 +30,16 @@ double RobotConfig::getWcpZOffset() const {
   return flangeHome.translation.x - jointPoints[4].x;
 }
 
-PosTemplate<double> RobotConfig::tcpToWcp(const PoseTemplate<double>& flangePose) {
-  return flangePose.pos - flangePose.rotation().rotateVector({0.0, 0.0, getWcpZOffset()});
+Pos RobotConfig::tcpToWcp(const Pose& flangePose) {
+  return detail::wristCentre(flangePose.pos.toVec3(), flangePose.rotation(), getWcpZOffset())
+      .toPos();
 }
 
 RobTarget RobotConfig::getRobTarget(const RobJoint& joints) const {
   // The flange pose serves both the target's pose and its configuration: computed once.
   detail::HalfAngleSinCos joint1;
   const Transform flange = detail::flangePose(*this, joints, joint1);
-  const RotationTemplate<double>& r = flange.rotation;
-  RobTarget target(PoseTemplate<double>(flange.translation.toPos(), {r.w, r.x, r.y, r.z}));
+  RobTarget target(Pose(flange.translation.toPos(), flange.rotation.rawOrient()));
   target.robConf = detail::confFromFlangePose(joints, *this, flange, joint1);
   return target;
 }

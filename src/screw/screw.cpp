@@ -5,7 +5,7 @@
 
 namespace zor::rob {
 
-Eigen::Matrix3d Vector3ToSkewSymmetric(const Vec3Template<double>& w) {
+Eigen::Matrix3d Vector3ToSkewSymmetric(const Vec3& w) {
   Eigen::Matrix3d m;
   m << 0.0, -w.z, w.y,  //
       w.z, 0.0, -w.x,   //
@@ -18,7 +18,7 @@ Wrench Transform::adjointT(const Wrench& wrench) {
       Eigen::Quaterniond(rotation.w, rotation.x, rotation.y, rotation.z).toRotationMatrix();
   const Eigen::Matrix3d rt = r.transpose();
   const Eigen::Vector3d m(wrench.m.x, wrench.m.y, wrench.m.z);
-  const Vec3Template<double> pf = translation.cross(wrench.f);
+  const Vec3 pf = translation.cross(wrench.f);
   const Eigen::Vector3d pxf(pf.x, pf.y, pf.z);
   const Eigen::Vector3d f(wrench.f.x, wrench.f.y, wrench.f.z);
   const Eigen::Vector3d outM = rt * m - rt * pxf;

@@ -677,6 +677,59 @@ TYPED_TEST(Rotations, RotationToOrientAndBackIsExact) {
   }
 }
 
+TYPED_TEST(Rotations, FromOrientTakesTheScalarFirstAndNormalises) {
+  using T = TypeParam;
+  const RotationTemplate<T> r = RotationTemplate<T>::FromOrient({T(0), T(0), T(0), T(-3)});
+  EXPECT_TRUE(NearQ(r, 0, 0, 0, -1, this->kTol));
+  // Within the unit band the record is kept as it is, as by the component constructor.
+  const OrientTemplate<T> nearlyUnit{T(0.6), T(0.8), T(0), T(1e-4)};
+  const RotationTemplate<T> kept = RotationTemplate<T>::FromOrient(nearlyUnit);
+  EXPECT_EQ(kept.rawOrient(), nearlyUnit);
+  EXPECT_THROW_MSG(RotationTemplate<T>::FromOrient({T(0), T(0), T(0), T(0)}), std::logic_error,
+                   kZeroQuaternion);
+}
+
+TYPED_TEST(Rotations, RawRecordConversionsKeepTheComponents) {
+  using T = TypeParam;
+  const OrientTemplate<T> record{T(2), T(-3), T(5), T(7)};
+  const RotationTemplate<T> r = RotationTemplate<T>::raw(record);
+  EXPECT_EQ(r.w, T(2));
+  EXPECT_EQ(r.x, T(-3));
+  EXPECT_EQ(r.y, T(5));
+  EXPECT_EQ(r.z, T(7));
+  EXPECT_EQ(r.rawOrient(), record);
+  static_assert(RotationTemplate<T>::raw(OrientTemplate<T>{1, 2, 3, 4}).rawOrient() ==
+                OrientTemplate<T>{1, 2, 3, 4});
+}
+
+TYPED_TEST(Rotations, NormalizedUnlessZeroDividesByTheNormWithoutTolerance) {
+  using T = TypeParam;
+  const RotationTemplate<T> scaled =
+      RotationTemplate<T>::raw(T(0), T(3), T(0), T(4)).normalizedUnlessZero();
+  EXPECT_TRUE(NearQ(scaled, 0.8, 0, 0.6, 0, this->kTol));
+  // Inside the unit band of the normalisation rule it still divides.
+  const auto nearlyUnit = RotationTemplate<T>::raw(T(0), T(0), T(0), T(1.0000001));
+  EXPECT_EQ(nearlyUnit.normalizedUnlessZero().w, T(1));
+  // Below the rule's zero threshold it divides too, and zero stays zero without a throw.
+  const auto tiny = RotationTemplate<T>::raw(T(1e-5), T(0), T(0), T(0));
+  EXPECT_EQ(tiny.normalizedUnlessZero().x, T(1));
+  const RotationTemplate<T> zero = RotationTemplate<T>::raw(0, 0, 0, 0).normalizedUnlessZero();
+  EXPECT_EQ(zero.rawOrient(), (OrientTemplate<T>{0, 0, 0, 0}));
+}
+
+TYPED_TEST(Rotations, RotationAngleIgnoresSignAndLength) {
+  using T = TypeParam;
+  for (const double angle : {0.0, 0.3, 1.5, 3.0, kPi}) {
+    const Eigen::Quaternion<T> e(
+        Eigen::AngleAxis<T>(T(angle), Eigen::Matrix<T, 3, 1>(2, -1, 2) / 3));
+    const auto q = RotationTemplate<T>::raw(e.x(), e.y(), e.z(), e.w());
+    EXPECT_NEAR(q.rotationAngle(), angle, this->kTol);
+    EXPECT_EQ(RotationTemplate<T>::raw(-q.x, -q.y, -q.z, -q.w).rotationAngle(), q.rotationAngle());
+    EXPECT_NEAR(RotationTemplate<T>::raw(3 * q.x, 3 * q.y, 3 * q.z, 3 * q.w).rotationAngle(),
+                q.rotationAngle(), this->kTol);
+  }
+}
+
 // ---------------------------------------------------------------------------------------------
 // From frame axes and from two directions
 

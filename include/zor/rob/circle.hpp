@@ -31,25 +31,25 @@ class ZORROB_API TPCircleFail : public std::runtime_error {
 /// when a caller assigns to them.
 struct ZORROB_API TPCircle {
   /// Start point, as passed in.
-  Vec3Template<double> A{};
+  Vec3 A{};
   /// Circle point (via point), as passed in.
-  Vec3Template<double> B{};
+  Vec3 B{};
   /// End point, as passed in.
-  Vec3Template<double> C{};
+  Vec3 C{};
   /// Unit normal of the arc plane, ((B - A) × (C - B)) normalised.
-  Vec3Template<double> N{};
+  Vec3 N{};
   /// Radius: the mean of the distances of B, A and C from the centre.
   double r{0};
   /// Centre.
-  Vec3Template<double> R{};
+  Vec3 R{};
   /// Arc angle from A through B to C, radians, in [0, 2π).
   double arcRad{0};
   /// Arc length, r·arcRad.
   double arcLen{0};
   /// Radius vector A - R.
-  Vec3Template<double> RA{};
+  Vec3 RA{};
   /// N × RA: in plane, as long as RA, a quarter turn ahead of it in the direction of travel.
-  Vec3Template<double> RY{};
+  Vec3 RY{};
   /// Fraction of the arc at which B lies: getCirPointAngle() / arcRad.
   double cirPointFraction{0};
 
@@ -61,11 +61,9 @@ struct ZORROB_API TPCircle {
   /// cosine of the angle between A - R and C - R is at least 1. Throws std::overflow_error
   /// "0-length vector cannot be normalized." when (B - A) × (C - B) is at most 1e-7 long (a
   /// valid but tiny triangle).
-  TPCircle(const Vec3Template<double>& start, const Vec3Template<double>& via,
-           const Vec3Template<double>& end);
+  TPCircle(const Vec3& start, const Vec3& via, const Vec3& end);
   /// The same from positions.
-  TPCircle(const PosTemplate<double>& start, const PosTemplate<double>& via,
-           const PosTemplate<double>& end);
+  TPCircle(const Pos& start, const Pos& via, const Pos& end);
   /// The same from single-precision positions, each coordinate widened to double.
   TPCircle(const PosTemplate<float>& start, const PosTemplate<float>& via,
            const PosTemplate<float>& end);
@@ -74,21 +72,21 @@ struct ZORROB_API TPCircle {
   // fraction then shares the trigonometry, which nearly halves the cost of a sample.
 
   /// \returns the point at fraction t of the arc (θ = t·arcRad).
-  Vec3Template<double> getPoint(double t) const { return pointAtAngle(t * arcRad); }
-  /// \returns the unit direction of travel at fraction t of the arc. Normalised twice, each
-  /// time by the direction rule (std::overflow_error "0-length vector cannot be normalized."
-  /// at a length of at most 1e-7, which a valid circle cannot reach).
-  Vec3Template<double> getTangent(double t) const {
-    return N.cross(getPoint(t) - R).normalized().normalized();
-  }
+  Vec3 getPoint(double t) const { return pointAtAngle(t * arcRad); }
+  /// \returns the unit direction of travel at fraction t of the arc. The second normalisation
+  /// is kept on purpose: it can move the last bit, and tangents are expected to match that
+  /// computation exactly. Each applies the direction rule (std::overflow_error "0-length
+  /// vector cannot be normalized." at a length of at most 1e-7, which a valid circle cannot
+  /// reach).
+  Vec3 getTangent(double t) const { return N.cross(getPoint(t) - R).normalized().normalized(); }
   /// \returns the angle in [0, 2π] from A to the direction of `p` seen from the centre, measured
   /// counter-clockwise about N. The cosine is clamped into [-1, 1] before the side test, so a
   /// point a rounding error behind A gives 2π, not 0.
-  double getAngleFromStart(const Vec3Template<double>& p) const;
+  double getAngleFromStart(const Vec3& p) const;
   /// \returns whether `p` lies within 1e-6 of the radius from the centre and its angle from
   /// start is at most arcRad + 1e-6. A point just behind A has an angle near 2π and is
   /// rejected; the distance from the arc plane is not tested.
-  bool pointOnArc(const Vec3Template<double>& p) const;
+  bool pointOnArc(const Vec3& p) const;
   /// \returns the angle in [0, 2π) from A to B about N; a cosine at or beyond ±1 gives 0 or π
   /// directly, without the side test.
   double getCirPointAngle();
@@ -102,45 +100,43 @@ struct ZORROB_API TPCircle {
   /// centres that contains N × (other.R - R).
   /// Throws std::overflow_error "0-length vector cannot be normalized." when other.N is a zero
   /// vector or the line of centres is parallel to N.
-  std::vector<Vec3Template<double>> intersectArcs(const TPCircle& other) const;
+  std::vector<Vec3> intersectArcs(const TPCircle& other) const;
   /// \returns the part of this arc from A to `p`: nothing when p is not on the arc or lies
   /// within 1e-6 of A, this whole arc when p lies within 1e-6 of C. The sub-arc is built like
   /// any arc, so it can throw TPCircleFail (e.g. for p just past the 1e-6 tolerance of A).
-  std::optional<TPCircle> getSubArcToPoint(const Vec3Template<double>& p) const;
+  std::optional<TPCircle> getSubArcToPoint(const Vec3& p) const;
   /// \returns the part of this arc from `p` to C: nothing when p is not on the arc or lies
   /// within 1e-6 of C, this whole arc when p lies within 1e-6 of A. Can throw TPCircleFail as
   /// getSubArcToPoint does.
-  std::optional<TPCircle> getSubArcFromPoint(const Vec3Template<double>& p) const;
+  std::optional<TPCircle> getSubArcFromPoint(const Vec3& p) const;
 
   /// Writes the members (all but cirPointFraction) to standard output, one per line, in the
   /// stream's current number format (6 significant digits by default); changes no stream state.
   void dump() const;
 
   /// \returns the point at arc length d after A (d / r radians); d is not range-checked.
-  Vec3Template<double> getStartZonePoint(double d);
+  Vec3 getStartZonePoint(double d);
   /// \returns the point at arc length d before C (arcRad - d / r radians).
-  Vec3Template<double> getEndZonePoint(double d);
+  Vec3 getEndZonePoint(double d);
   /// \returns the unit direction of travel at arc length d after A (fraction d / arcLen).
-  Vec3Template<double> getStartZoneVelocity(double d);
+  Vec3 getStartZoneVelocity(double d);
   /// \returns the unit direction of travel (towards C) at arc length d before C (fraction
   /// 1 - d / arcLen).
-  Vec3Template<double> getEndZoneVelocity(double d);
+  Vec3 getEndZoneVelocity(double d);
 
   /// \returns the orientation at fraction t in circle-point mode: it passes through `oriCir`
   /// at cirPointFraction. Each piece is a shortest-path interpolation relative to a frame that
   /// turns with the path about N. t below 1e-6, within 1e-6 of cirPointFraction and within
   /// 1e-6 of 1 return `oriStart`, `oriCir` and `oriEnd` unchanged. Inputs are not normalised.
-  OrientTemplate<double> getOriInCirPointOriMode(double t, const OrientTemplate<double>& oriStart,
-                                                 const OrientTemplate<double>& oriCir,
-                                                 const OrientTemplate<double>& oriEnd) const;
+  Orient getOriInCirPointOriMode(double t, const Orient& oriStart, const Orient& oriCir,
+                                 const Orient& oriEnd) const;
   /// \returns the orientation at fraction t in path-frame mode: the interpolation from start to
   /// end relative to a frame that turns with the path about N, the long way round when `oriCir`
   /// (relative to its frame) lies more than 0.5 rad farther from the short-way midpoint than
   /// the start does. t below 1e-6 and within 1e-6 of 1 return the inputs unchanged, as do
   /// start and end orientations equal up to sign (|dot| >= 0.999999) for every t.
-  OrientTemplate<double> getOriInPathFrame(double t, const OrientTemplate<double>& oriStart,
-                                           const OrientTemplate<double>& oriCir,
-                                           const OrientTemplate<double>& oriEnd) const;
+  Orient getOriInPathFrame(double t, const Orient& oriStart, const Orient& oriCir,
+                           const Orient& oriEnd) const;
   /// \returns the orientation at fraction t in object-frame mode: the interpolation from start
   /// to end in the fixed frame, the long way round when `oriCir` lies farther from the
   /// short-way midpoint than the start does, unless both lie within 0.1 rad of it. Angles
@@ -148,19 +144,15 @@ struct ZORROB_API TPCircle {
   /// start) orientation always gives the short way, whatever the rounding. t below
   /// 1e-6 and within 1e-6 of 1 return the inputs unchanged, as do start and end orientations
   /// equal up to sign (|dot| >= 0.999999) for every t.
-  OrientTemplate<double> getOriInObjectFrame(double t, const OrientTemplate<double>& oriStart,
-                                             const OrientTemplate<double>& oriCir,
-                                             const OrientTemplate<double>& oriEnd) const;
+  Orient getOriInObjectFrame(double t, const Orient& oriStart, const Orient& oriCir,
+                             const Orient& oriEnd) const;
   /// \returns the interpolation from q0 (t = 0) to q1 the long way round the great circle
   /// through them, normalised; q0 itself when |q0·q1| >= 0.999999. t is not clamped.
-  OrientTemplate<double> longSlerp(const OrientTemplate<double>& q0,
-                                   const OrientTemplate<double>& q1, double t) const;
+  Orient longSlerp(const Orient& q0, const Orient& q1, double t) const;
 
  private:
   /// \returns R + cos θ·RA + sin θ·RY, the point at angle θ from A about N.
-  Vec3Template<double> pointAtAngle(double theta) const {
-    return R + RA * std::cos(theta) + RY * std::sin(theta);
-  }
+  Vec3 pointAtAngle(double theta) const { return R + RA * std::cos(theta) + RY * std::sin(theta); }
 };
 
 }  // namespace zor::rob

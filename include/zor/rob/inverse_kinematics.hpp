@@ -17,7 +17,8 @@ namespace zor::rob {
 /// The verdict of an inverse-kinematics query.
 enum class IkStatus {
   found = 0,                      ///< A solution was found.
-  outOfReach = 1,                 ///< No joint solution at all, whatever the limits.
+  outOfReach = 1,                 ///< No joint solution at all, whatever the limits (for the
+                                  ///< numerical path: none found from its seeds).
   outsideJointLimits = 2,         ///< Joint solutions exist, but none inside the joint limits.
   noSolutionInConfiguration = 3,  ///< Solutions inside the limits exist, none in the asked
                                   ///< configuration.

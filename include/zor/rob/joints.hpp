@@ -49,7 +49,7 @@ struct ZORROB_API RobJoint {
   bool isCritical(unsigned int i) const;
 
   /// Wraps each joint into [-180, 180] by whole turns; exactly 180 and -180 stay as they are.
-  /// Does not end for an infinite joint; a NaN passes unchanged.
+  /// An infinite joint has no wrapped value and is left as it is; a NaN passes unchanged.
   void regulate();
 
   /// \returns the L1 distance in degrees: the sum over the six joints of |this_k - other_k|.

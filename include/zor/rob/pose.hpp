@@ -23,9 +23,7 @@ struct ZORROB_API PoseTemplate {
   constexpr PoseTemplate(const PosTemplate<T>& p, const OrientTemplate<T>& o) : pos(p), orient(o) {}
 
   /// \returns the rotation this pose's orientation record stands for (normalised).
-  RotationTemplate<T> rotation() const {
-    return RotationTemplate<T>(orient.q1, orient.q2, orient.q3, orient.q4);
-  }
+  RotationTemplate<T> rotation() const { return RotationTemplate<T>::FromOrient(orient); }
 
   /// \returns the point mapped through this pose: R·p + pos.
   PosTemplate<T> operator*(const PosTemplate<T>& p) const { return rotation() * p + pos.toVec3(); }

@@ -65,11 +65,11 @@ struct ZORROB_API RobotConfig {
   /// The home joint values (degrees).
   RobJoint homeJoint{0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
   /// A point (mm) on the axis of each joint, base frame, home position.
-  std::array<PosTemplate<double>, 6> jointPoints{};
+  std::array<Pos, 6> jointPoints{};
   /// The flange pose in the base frame at home (the M of the product of exponentials).
   Transform flangeHome{};
   /// Unit direction of each joint axis, base frame, home position.
-  std::array<Vec3Template<double>, 6> jointAxes{};
+  std::array<Vec3, 6> jointAxes{};
   /// Radians. Its negative, in degrees, is the joint-3 value at which the forearm is stretched
   /// (elbow singularity) and the threshold of the elbow bit of the configuration number.
   double elbowOffset{0.0};
@@ -103,7 +103,7 @@ struct ZORROB_API RobotConfig {
   /// \returns the wrist centre point of a flange pose: its position minus its rotation applied
   /// to (0, 0, getWcpZOffset()). Changes nothing, though not declared const. Throws
   /// std::logic_error "normalize quaternion of 0 magnitude" for a zero orientation record.
-  PosTemplate<double> tcpToWcp(const PoseTemplate<double>& flangePose);
+  Pos tcpToWcp(const Pose& flangePose);
   /// \returns the robot target of the joint values: the flange pose, the configuration
   /// ConfData::FromRobJoint(joints, *this) and all six external axes unused (9E9).
   RobTarget getRobTarget(const RobJoint& joints) const;
@@ -144,41 +144,76 @@ struct ZORROB_API RobotConfig {
   /// \returns the velocity, in base coordinates, of the point `point` (base coordinates, mm)
   /// carried by the flange: v + ω × point for the spatial twist (ω, v) = J_s · speeds. The speeds
   /// are used as given (radians per unit time give mm per unit time).
-  Vec3Template<double> getTcpVelocityInSpace(const Vec3Template<double>& point,
-                                             const RobJoint& joints,
-                                             const JointSpeed& speeds) const;
+  Vec3 getTcpVelocityInSpace(const Vec3& point, const RobJoint& joints,
+                             const JointSpeed& speeds) const;
   /// \returns the first singularity that holds, tested in this order with strict comparisons:
   /// wrist when |joint 5| < jointTolerance (degrees); elbow when
   /// |elbowOffset · 180/π + joint 3| < jointTolerance; shoulder when the wrist centre of
   /// `flangePose` (the flange pose belonging to `joints`) has |x| and |y| below `wcpTolerance`
   /// (mm); none otherwise. Changes nothing, though not declared const.
-  SingularityType isConfSingular(const RobJoint& joints, const PoseTemplate<double>& flangePose,
+  SingularityType isConfSingular(const RobJoint& joints, const Pose& flangePose,
                                  double jointTolerance, double wcpTolerance);
 
-  // Inverse kinematics. Solutions lie inside the joint limits (the sum limit of joints 2 and 3
-  // included when jointCoupling is 1) and reproduce the flange pose within 1e-9 mm and 1e-12 in
-  // orientation. Arms with an ortho-parallel base and a spherical wrist are solved in closed
-  // form; every other arm numerically, from one seed per configuration. Throws std::logic_error
-  // "normalize quaternion of 0 magnitude" for a zero orientation record.
+  // Inverse kinematics.
+  //
+  // Solutions lie inside the joint limits as isJointAllowed says (the sum limit of joints 2 and
+  // 3 included when jointCoupling is 1) and reproduce the flange pose (the rotation its
+  // orientation record stands for) through getWristPoseInBase within 1e-9 mm and 1e-12 in the
+  // quaternion. Each is paired with exactly ConfData::FromRobJoint(solution, *this). Several
+  // solutions may share one configuration: the configuration bits do not separate the branches
+  // when joint 3 may bend past the folded elbow, or when a lateral offset puts both shoulder
+  // branches on one side of the wrist centre.
+  //
+  // Closed form: arms whose joints 2 and 3 are parallel (and joint 1 not parallel to them) and
+  // whose axes 4, 5 and 6 meet in one point with axis 5 perpendicular to axes 4 and 6, all within
+  // 1e-12 (angles) and 1e-10 mm; recognised from `jointAxes`, `jointPoints` and `flangeHome`
+  // whatever the home posture, axis signs, offsets and flange frame. Up to 8 branches
+  // (2 shoulders × 2 elbows × 2 wrists), each spread over every turn (±360°) of each joint that
+  // its limits admit (within ±18000°). Singularities, where a joint is free:
+  // - wrist (axis 6 turned onto axis 4, joint 5 at zero on the usual arms): joint 4 keeps the
+  //   seed's value, 0 without a seed, and joint 6 takes the rest of the turn;
+  // - shoulder (wrist centre on the axis of joint 1): joint 1 keeps the seed's value, the home
+  //   value without a seed, and the value half a turn from it gives the other shoulder branch;
+  // - wrist centre on the axis of joint 2 (equal upper arm and forearm folded): joint 2 keeps the
+  //   seed's (or home) value.
+  // Branches that coincide (a stretched or folded elbow, the two wrists at joint 5 = 0) are
+  // listed once: joints within 1e-7 degrees modulo a turn count as one.
+  //
+  // Every other arm: damped least squares on the flange's geometric Jacobian, converged to
+  // 1e-10 mm and 1e-12 rad, from the seed (when given) and one seed per configuration (joint 1
+  // facing the target or turned away, joint 3 a quarter turn either side of its stretched value,
+  // joint 5 at ±45°). It finds the solutions that lie within reach of its seeds, not
+  // necessarily all.
+  //
+  // Order of the lists: ascending configuration number `cfx`, then ascending joint values
+  // compared joint 1 first. Throws std::logic_error "normalize quaternion of 0 magnitude" for a
+  // zero orientation record; a pose with NaN or infinite entries has no solution.
 
-  /// \returns every joint solution of the flange pose inside the limits, with the other turns
-  /// (±360°) of each joint that its limits admit, each paired with
-  /// ConfData::FromRobJoint(solution, *this). Where a joint is free (the wrist or the shoulder
-  /// singularity) it keeps the home value.
+  /// \returns every joint solution of the flange pose inside the limits (see above), with the
+  /// free joints of a singularity at their values without a seed.
   TargetConfiguration getAllJointSolutions(const Pose& flangePose) const;
   /// The same, with free joints kept at the values of `seed`.
   TargetConfiguration getAllJointSolutions(const Pose& flangePose, const RobJoint& seed) const;
+  /// getAllJointSolutions into `solutions` (cleared first, its capacity reused: a caller that
+  /// keeps the list allocates nothing once it has grown), with the verdict: found, outOfReach or
+  /// outsideJointLimits. `seed` may be null (no seed).
+  IkStatus findAllJointSolutions(const Pose& flangePose, const RobJoint* seed,
+                                 TargetConfiguration& solutions) const;
   /// \returns every joint solution that puts the tool centre point of `tool` at `target` (in the
-  /// object frame of `wobj`; see FlangePoseOfTarget).
+  /// object frame of `wobj`; see FlangePoseOfTarget, whose errors it throws).
   TargetConfiguration getAllJointSolutions(const Pose& target, const ToolData& tool,
                                            const WObjData& wobj) const;
-  /// \returns the solution of `target.pose` in the configuration `target.robConf`, or nothing.
+  /// \returns the first solution of `target.pose` (in the order of getAllJointSolutions, no
+  /// seed) whose configuration matches `target.robConf`: equal `cfx` and equal quadrants of
+  /// joints 1, 4 and 6, where a joint within RobJoint::tolerance of zero accepts quadrant 0 or
+  /// −1 (ConfData::isCriticalEqual); nothing when there is none.
   std::optional<RobJoint> getJointSolution(const RobTarget& target) const;
   /// \returns the solution of `target` (tool centre point in the object frame) in its
   /// configuration, or nothing.
   std::optional<RobJoint> getJointSolution(const RobTarget& target, const ToolData& tool,
                                            const WObjData& wobj) const;
-  /// \returns the solution whose largest joint difference to `seed` is smallest, or nothing.
+  /// \returns the solution (free joints at the seed's values) whose largest joint difference to
+  /// `seed` is smallest, the first in list order on a tie; nothing when there is none.
   std::optional<RobJoint> getNearestJointSolution(const Pose& flangePose,
                                                   const RobJoint& seed) const;
   /// getJointSolution with the reason when there is none.
@@ -245,8 +280,8 @@ struct ZORROB_API TargetConfiguration {
 /// elbow offset (radians) and coupling flag, with `spaceScrewAxes[i]` =
 /// ScrewAxis(jointAxes[i], jointPoints[i]), and computeScrewAxisInTcp() and
 /// initSphericalWrist() already run.
-ZORROB_API RobotConfig MakeRobotConfig(const std::array<Vec3Template<double>, 6>& jointAxes,
-                                       const std::array<PosTemplate<double>, 6>& jointPoints,
+ZORROB_API RobotConfig MakeRobotConfig(const std::array<Vec3, 6>& jointAxes,
+                                       const std::array<Pos, 6>& jointPoints,
                                        const Transform& flangeHome,
                                        const std::array<double, 7>& jointMin,
                                        const std::array<double, 7>& jointMax,

@@ -63,6 +63,13 @@ struct ZORROB_API RotationTemplate {
   /// \returns the identity rotation.
   static constexpr RotationTemplate Identity() { return {}; }
 
+  /// \returns the rotation the orientation record `o` stands for: its components, scalar q1
+  /// first, normalised by the normalisation rule (throws std::logic_error "normalize quaternion
+  /// of 0 magnitude" when |q|² < 1e-6).
+  static RotationTemplate FromOrient(const OrientTemplate<T>& o) {
+    return RotationTemplate(o.q1, o.q2, o.q3, o.q4);
+  }
+
   /// \returns the rotation whose matrix has the three directions as columns (not checked for
   /// orthogonality), converted the way Eigen converts a rotation matrix and scaled to unit
   /// length when its norm is not zero. Never throws.
@@ -87,6 +94,24 @@ struct ZORROB_API RotationTemplate {
     y /= n;
     z /= n;
     w /= n;
+  }
+
+  /// \returns the quaternion divided by its norm, or as it is when its squared norm is not
+  /// positive: Eigen's normalized(), with neither the tolerances nor the throw of the
+  /// normalisation rule.
+  RotationTemplate normalizedUnlessZero() const {
+    const T sq = dot(*this);
+    if (!(sq > T(0)))
+      return *this;
+    const T n = std::sqrt(sq);
+    return raw(x / n, y / n, z / n, w / n);
+  }
+
+  /// \returns the angle in [0, π] radians of the rotation this quaternion stands for,
+  /// 2·atan2(|(x, y, z)|, |w|): q and -q, and any positive multiple of q, give the same angle.
+  /// Applied to a⁻¹·b (or a·b⁻¹) it is the angle between the rotations a and b.
+  T rotationAngle() const {
+    return T(2) * std::atan2(Vec3Template<T>{x, y, z}.norm(), std::abs(w));
   }
 
   /// \returns x·x' + y·y' + z·z' + w·w'.
@@ -138,8 +163,11 @@ struct ZORROB_API RotationTemplate {
   OrientTemplate<T> toOrient() const {
     RotationTemplate n = *this;
     n.normalize();
-    return {n.w, n.x, n.y, n.z};
+    return n.rawOrient();
   }
+
+  /// \returns the components as the record (q1, q2, q3, q4) = (w, x, y, z), as they are.
+  constexpr OrientTemplate<T> rawOrient() const { return {w, x, y, z}; }
 
   /// \returns the Euler angles (rx, ry, rz) in radians of the convention of the Euler
   /// constructor; rx, rz in [-π, π], ry in [-π/2, π/2]. In gimbal lock rx is 0 and the whole
@@ -176,7 +204,16 @@ struct ZORROB_API RotationTemplate {
   /// shorter way; t is not clamped. Throws std::logic_error for a zero orientation record.
   static OrientTemplate<T> Slerp(const OrientTemplate<T>& from, const OrientTemplate<T>& to, T t);
 
-  /// The quaternion with the given components, stored as they are.
+  /// \returns the quaternion of the record's components (w = q1, x = q2, y = q3, z = q4), as
+  /// they are: no normalisation.
+  static constexpr RotationTemplate raw(const OrientTemplate<T>& o) {
+    return raw(o.q2, o.q3, o.q4, o.q1);
+  }
+
+  /// \returns the quaternion with the given components, stored as they are.
+  ///
+  /// \warning The arguments are in storage order, (x, y, z, w), the scalar part last, unlike
+  /// the component constructor RotationTemplate(w, x, y, z).
   static constexpr RotationTemplate raw(T qx, T qy, T qz, T qw) {
     RotationTemplate r;
     r.x = qx;

@@ -43,15 +43,14 @@ constexpr auto& sixVectorComponent(S& a, S& b, int i) {
 /// A spatial velocity (ω, v): angular velocity, then the linear velocity of the point at the
 /// frame origin. Zero by default.
 struct ZORROB_API Twist {
-  Vec3Template<double> w{};
-  Vec3Template<double> v{};
+  Vec3 w{};
+  Vec3 v{};
 
   constexpr Twist() = default;
   /// The components in stored order: angular (wx, wy, wz), then linear (vx, vy, vz).
   constexpr Twist(double wx, double wy, double wz, double vx, double vy, double vz)
       : w{wx, wy, wz}, v{vx, vy, vz} {}
-  constexpr Twist(const Vec3Template<double>& angular, const Vec3Template<double>& linear)
-      : w(angular), v(linear) {}
+  constexpr Twist(const Vec3& angular, const Vec3& linear) : w(angular), v(linear) {}
 
   /// Component i in stored order (0..2 angular, 3..5 linear); i is not range-checked.
   constexpr double& operator[](int i) { return detail::sixVectorComponent(w, v, i); }
@@ -67,16 +66,16 @@ struct ZORROB_API Twist {
 /// The unit screw axis of a revolute joint (ω, v): ω the unit direction of the axis and
 /// v = -(ω × q) for a point q on the axis. Zero by default.
 struct ZORROB_API ScrewAxis {
-  Vec3Template<double> w{};
-  Vec3Template<double> v{};
+  Vec3 w{};
+  Vec3 v{};
 
   constexpr ScrewAxis() = default;
   /// The screw of a revolute joint whose axis has direction (wx, wy, wz) and passes through the
   /// point (qx, qy, qz). The direction is stored as given (callers pass a unit vector).
   constexpr ScrewAxis(double wx, double wy, double wz, double qx, double qy, double qz)
-      : ScrewAxis(Vec3Template<double>{wx, wy, wz}, PosTemplate<double>{qx, qy, qz}) {}
+      : ScrewAxis(Vec3{wx, wy, wz}, Pos{qx, qy, qz}) {}
   /// The screw of a revolute joint with direction `axis` (stored as given) through `point`.
-  constexpr ScrewAxis(const Vec3Template<double>& axis, const PosTemplate<double>& point)
+  constexpr ScrewAxis(const Vec3& axis, const Pos& point)
       : w(axis), v(-axis.cross(point.toVec3())) {}
 
   /// Component i in stored order (0..2 angular, 3..5 linear); i is not range-checked.
@@ -93,15 +92,14 @@ struct ZORROB_API ScrewAxis {
 
 /// A wrench (m, f): moment, then force. Zero by default.
 struct ZORROB_API Wrench {
-  Vec3Template<double> m{};
-  Vec3Template<double> f{};
+  Vec3 m{};
+  Vec3 f{};
 
   constexpr Wrench() = default;
   /// The components in stored order: moment (mx, my, mz), then force (fx, fy, fz).
   constexpr Wrench(double mx, double my, double mz, double fx, double fy, double fz)
       : m{mx, my, mz}, f{fx, fy, fz} {}
-  constexpr Wrench(const Vec3Template<double>& moment, const Vec3Template<double>& force)
-      : m(moment), f(force) {}
+  constexpr Wrench(const Vec3& moment, const Vec3& force) : m(moment), f(force) {}
 
   /// Component i in stored order (0..2 moment, 3..5 force); i is not range-checked.
   constexpr double& operator[](int i) { return detail::sixVectorComponent(m, f, i); }
@@ -117,19 +115,18 @@ struct ZORROB_API Wrench {
 /// Class invariant (not enforced): the rotation is a unit quaternion. `operator*` and `inverse`
 /// renormalise by the rotation's normalisation rule; `operator*=` keeps the raw product.
 struct ZORROB_API Transform {
-  RotationTemplate<double> rotation{};
-  Vec3Template<double> translation{};
+  Rotation rotation{};
+  Vec3 translation{};
 
   /// The identity.
   constexpr Transform() = default;
-  constexpr Transform(const RotationTemplate<double>& r, const Vec3Template<double>& t)
-      : rotation(r), translation(t) {}
+  constexpr Transform(const Rotation& r, const Vec3& t) : rotation(r), translation(t) {}
 
   /// \returns the inverse: the conjugate rotation (normalised by the rotation's rule) and the
   /// translation -(R⁻¹ t). Throws std::logic_error "normalize quaternion of 0 magnitude" when
   /// the rotation's squared norm is below 1e-6.
   Transform inverse() const {
-    const RotationTemplate<double> conj(rotation.w, -rotation.x, -rotation.y, -rotation.z);
+    const Rotation conj(rotation.w, -rotation.x, -rotation.y, -rotation.z);
     return {conj, -conj.rotateVector(translation)};
   }
 
@@ -150,18 +147,16 @@ struct ZORROB_API Transform {
   }
 
   /// \returns the position mapped into the reference frame: R p + t.
-  constexpr PosTemplate<double> transform(const PosTemplate<double>& p) const {
+  constexpr Pos transform(const Pos& p) const {
     return (rotation.rotateVector(p.toVec3()) + translation).toPos();
   }
   /// \returns the free vector mapped into the reference frame: R v (no translation).
-  constexpr Vec3Template<double> transform(const Vec3Template<double>& v) const {
-    return rotation.rotateVector(v);
-  }
+  constexpr Vec3 transform(const Vec3& v) const { return rotation.rotateVector(v); }
 
   /// \returns the twist moved into the reference frame by the adjoint map:
   /// (R ω, t × (R ω) + R v). Changes nothing, though not declared const.
   constexpr Twist adjoint(const Twist& tw) {
-    const Vec3Template<double> rw = rotation.rotateVector(tw.w);
+    const Vec3 rw = rotation.rotateVector(tw.w);
     return {rw, translation.cross(rw) + rotation.rotateVector(tw.v)};
   }
   /// \returns the screw axis moved into the reference frame by the adjoint map:
@@ -230,9 +225,17 @@ struct ZORROB_API GeometricJacobian {
   double operator()(int row, int col) const { return matrix(row, col); }
 
   /// Sets column i (0..5) to the screw axis `s`, leaving the other columns alone.
-  void setCol(int i, const ScrewAxis& s) {
-    for (int r = 0; r < 6; ++r)
-      matrix(r, i) = s[r];
+  void setCol(int i, const ScrewAxis& s) { setCol(i, s.w, s.v); }
+
+  /// Sets column i (0..5) to the six-vector (w, v): the angular part `w` in rows 0 to 2, the
+  /// linear part `v` in rows 3 to 5. The other columns stay as they are.
+  void setCol(int i, const Vec3& w, const Vec3& v) {
+    matrix(0, i) = w.x;
+    matrix(1, i) = w.y;
+    matrix(2, i) = w.z;
+    matrix(3, i) = v.x;
+    matrix(4, i) = v.y;
+    matrix(5, i) = v.z;
   }
 
   /// \returns the matrix times the joint rates: component r is Σ_c J(r, c)·qdot(c).
@@ -265,7 +268,7 @@ struct ZORROB_API SpacialInertia {
 
 /// \returns the skew-symmetric matrix [w] with rows (0, -wz, wy), (wz, 0, -wx), (-wy, wx, 0),
 /// so that [w] x = w × x.
-ZORROB_API Eigen::Matrix3d Vector3ToSkewSymmetric(const Vec3Template<double>& w);
+ZORROB_API Eigen::Matrix3d Vector3ToSkewSymmetric(const Vec3& w);
 
 inline Twist Twist::adjoint(const ScrewAxis& s) {
   return {w.cross(s.w), w.cross(s.v) + v.cross(s.w)};
@@ -280,13 +283,12 @@ inline Transform ScrewAxis::T(double theta) const {
   const double half = theta * 0.5;
   const double sh = std::sin(half);
   const double ch = std::cos(half);
-  const RotationTemplate<double> r =
-      RotationTemplate<double>::raw(sh * (w.x / n), sh * (w.y / n), sh * (w.z / n), ch);
+  const Rotation r = Rotation::raw(sh * (w.x / n), sh * (w.y / n), sh * (w.z / n), ch);
   const double sinTheta = 2.0 * sh * ch;
   const double oneMinusCos = 2.0 * sh * sh;
   // G v with G = θ I + (1 - cos θ) W + (θ - sin θ) W W and W = [ω], using W x = ω × x.
-  const Vec3Template<double> wv = w.cross(v);
-  const Vec3Template<double> wwv = w.cross(wv);
+  const Vec3 wv = w.cross(v);
+  const Vec3 wwv = w.cross(wv);
   return {r, v * theta + wv * oneMinusCos + wwv * (theta - sinTheta)};
 }
 

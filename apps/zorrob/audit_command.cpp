@@ -1,0 +1,174 @@
+// zorrob audit: follows a program file through its arm and reports what would stop it.
+#include <cstddef>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cli_error.hpp"
+#include "commands.hpp"
+#include "program_file.hpp"
+#include "zor/rob/audit.hpp"
+
+namespace zor::rob::cli {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Align = Table::Align;
+
+constexpr const char* kTimingNote = "estimated: no acceleration, zones add no time";
+
+template <typename T>
+std::string streamText(const T& value) {
+  std::ostringstream os;
+  os << value;
+  return os.str();
+}
+
+std::string moveTypeName(MoveType type) {
+  switch (type) {
+    case MoveType::MoveL:
+      return "MoveL";
+    case MoveType::MoveC:
+      return "MoveC";
+    case MoveType::MoveJ:
+      return "MoveJ";
+    case MoveType::MoveAbsJ:
+      break;
+  }
+  return "MoveAbsJ";
+}
+
+std::string range(double from, double to, int decimals) {
+  return from == to ? fixed(from, decimals) : fixed(from, decimals) + " .. " + fixed(to, decimals);
+}
+
+/// Where an event lies: at the move's target, on its path or on the corner after it.
+std::string placeOf(const AuditEvent& e) {
+  switch (e.kind) {
+    case AuditEventKind::unreachableTarget:
+    case AuditEventKind::noSolutionInConfiguration:
+    case AuditEventKind::configurationMismatch:
+      return "target";
+    default:
+      break;
+  }
+  return e.corner ? "corner" : "path";
+}
+
+Json eventJson(const AuditEvent& e) {
+  return {{"move", e.moveIndex},
+          {"kind", streamText(e.kind)},
+          {"on", placeOf(e)},
+          {"startFraction", e.startFraction},
+          {"endFraction", e.endFraction},
+          {"startArcLength", e.startArcLength},
+          {"endArcLength", e.endArcLength},
+          {"startJoints", e.startJoints.values},
+          {"endJoints", e.endJoints.values},
+          {"joint", e.joint}};
+}
+
+Json moveJson(std::size_t index, const MoveAudit& m) {
+  return {{"index", index},
+          {"type", moveTypeName(m.type)},
+          {"reached", m.reached},
+          {"duration", m.duration},
+          {"pathLength", m.pathLength},
+          {"orientationChange", m.orientationChange},
+          {"zoneDistance", m.zoneDistance},
+          {"endJoints", m.endJoints.values},
+          {"endConf", {m.endConf.cf1, m.endConf.cf4, m.endConf.cf6, m.endConf.cfx}},
+          {"events", m.events.size()}};
+}
+
+/// One CSV line per sample, numbers in shortest round-trip form.
+std::string samplesCsv(const AuditReport& report) {
+  std::string out =
+      "move,corner,fraction,arc_mm,x,y,z,q1,q2,q3,q4,j1,j2,j3,j4,j5,j6,cf1,cf4,cf6,cfx,"
+      "singularity,reachable\n";
+  for (const AuditSample& s : report.samples) {
+    std::vector<std::string> cells{std::to_string(s.moveIndex), s.corner ? "1" : "0"};
+    for (const double v : {s.fraction, s.arcLength, s.tcp.pos.x, s.tcp.pos.y, s.tcp.pos.z,
+                           s.tcp.orient.q1, s.tcp.orient.q2, s.tcp.orient.q3, s.tcp.orient.q4})
+      cells.push_back(shortestNumber(v));
+    for (const double v : s.joints.values)
+      cells.push_back(shortestNumber(v));
+    for (const int c : {s.conf.cf1, s.conf.cf4, s.conf.cf6, s.conf.cfx})
+      cells.push_back(std::to_string(c));
+    cells.push_back(streamText(s.singularity));
+    cells.push_back(s.reachable ? "1" : "0");
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      out += cells[i];
+      out += i + 1 < cells.size() ? ',' : '\n';
+    }
+  }
+  return out;
+}
+
+void writeFile(const std::string& path, const std::string& content) {
+  std::ofstream file(path, std::ios::binary);
+  if (!(file << content) || !file.flush())
+    throw InputError("samples file '" + path + "' cannot be written");
+}
+
+}  // namespace
+
+Report runAudit(const AuditRequest& request) {
+  Program program = LoadProgram(request.programPath);
+  if (request.stepMm)
+    program.options.stepMm = *request.stepMm;
+  program.options.keepSamples = request.samplesPath.has_value();
+  const AuditReport report =
+      AuditProgram(program.arm.config, program.start, program.moves, program.options);
+  if (request.samplesPath)
+    writeFile(*request.samplesPath, samplesCsv(report));
+
+  Report out;
+  out.status = report.clean() ? 0 : kExitEvents;
+  Fields head;
+  head.add("program", program.source);
+  head.add("arm", program.arm.name + " (" + program.arm.source + ")");
+  head.add("moves", std::to_string(report.moves.size()));
+  head.add("duration", fixed(report.duration, kLengthDecimals) + " s (" + kTimingNote + ")");
+  head.add("events", report.clean() ? "none" : std::to_string(report.eventCount()));
+  out.text = head.render();
+
+  Table moves({Align::Right, Align::Left, Align::Left, Align::Right, Align::Right, Align::Right,
+               Align::Right, Align::Right});
+  moves.addRow(
+      {"#", "move", "reached", "time (s)", "length (mm)", "turn (deg)", "zone (mm)", "events"});
+  Json movesJson = Json::array();
+  Json eventsJson = Json::array();
+  Table events({Align::Right, Align::Left, Align::Left, Align::Left, Align::Left, Align::Left});
+  events.addRow({"move", "event", "on", "fraction", "arc length (mm)", "joint"});
+  for (std::size_t i = 0; i < report.moves.size(); ++i) {
+    const MoveAudit& m = report.moves[i];
+    moves.addRow({std::to_string(i), moveTypeName(m.type), m.reached ? "yes" : "no",
+                  fixed(m.duration, kLengthDecimals), fixed(m.pathLength, kLengthDecimals),
+                  fixed(m.orientationChange, kLengthDecimals),
+                  fixed(m.zoneDistance, kLengthDecimals), std::to_string(m.events.size())});
+    movesJson.push_back(moveJson(i, m));
+    for (const AuditEvent& e : m.events) {
+      events.addRow({std::to_string(i), streamText(e.kind), placeOf(e),
+                     range(e.startFraction, e.endFraction, kUnitDecimals),
+                     range(e.startArcLength, e.endArcLength, kLengthDecimals),
+                     e.joint == 0 ? "-" : std::to_string(e.joint)});
+      eventsJson.push_back(eventJson(e));
+    }
+  }
+  out.text += "\n" + moves.render("  ");
+  if (!report.clean())
+    out.text += "\nevents\n" + events.render("  ");
+
+  out.json = {{"program", program.source},
+              {"arm", {{"name", program.arm.name}, {"source", program.arm.source}}},
+              {"duration", report.duration},
+              {"clean", report.clean()},
+              {"moves", std::move(movesJson)},
+              {"events", std::move(eventsJson)}};
+  return out;
+}
+
+}  // namespace zor::rob::cli

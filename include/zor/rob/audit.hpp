@@ -1,0 +1,200 @@
+#pragma once
+
+// The program audit: follows a program of move records through an arm before it runs and
+// reports everything that would stop it (targets out of reach or unreachable in their
+// configuration, paths through singularities, configuration changes, joint limits and jumps,
+// circles that are not circles, zones that had to shrink) and how long it takes.
+
+#include <array>
+#include <cstddef>
+#include <iosfwd>
+#include <span>
+#include <variant>
+#include <vector>
+
+#include "zor/rob/conf_data.hpp"
+#include "zor/rob/export.hpp"
+#include "zor/rob/joints.hpp"
+#include "zor/rob/moves.hpp"
+#include "zor/rob/pose.hpp"
+#include "zor/rob/robot_config.hpp"
+
+namespace zor::rob {
+
+/// One instruction of a program: a joint move to a Cartesian target, a linear move, a circular
+/// move or a joint move to a joint target.
+using ProgramMove = std::variant<MoveJ, MoveL, MoveC, MoveAbsJ>;
+
+/// How the tool orientation is interpolated along a circular move (see TPCircle).
+enum class CircleOriMode {
+  cirPoint = 0,     ///< Through the circle point's orientation (getOriInCirPointOriMode).
+  pathFrame = 1,    ///< Fixed relative to a frame turning with the path (getOriInPathFrame).
+  objectFrame = 2,  ///< Interpolated in the fixed frame (getOriInObjectFrame).
+};
+
+/// What can stop a program, or needs its author's attention.
+enum class AuditEventKind {
+  unreachableTarget = 0,          ///< The target has no joint solution inside the limits.
+  noSolutionInConfiguration = 1,  ///< The target is reachable, not in its programmed
+                                  ///< configuration.
+  unreachablePathPoint = 2,       ///< Points of the path have no joint solution at all.
+  configurationChange = 3,        ///< The configuration number (cfx) changes along the path.
+  configurationMismatch = 4,      ///< A linear or circular move ends in another configuration
+                                  ///< than its target's programmed one.
+  wristSingularity = 5,           ///< Joint 5 within the wrist margin of zero.
+  elbowSingularity = 6,           ///< Joint 3 within the elbow margin of the stretched forearm.
+  shoulderSingularity = 7,        ///< The wrist centre within the shoulder margin of axis 1.
+  jointLimit = 8,                 ///< The path would take a joint beyond its limit.
+  jointJump = 9,                  ///< The joints jump between neighbouring path points.
+  noCircle = 10,                  ///< The three points of a circular move make no circle.
+  zoneShrunk = 11,                ///< The zone was shrunk to half of the shorter move.
+};
+
+/// Writes "unreachable target", "no solution in the programmed configuration", "unreachable
+/// path point", "configuration change", "configuration mismatch", "wrist singularity", "elbow
+/// singularity", "shoulder singularity", "joint limit", "joint jump", "no circle" or "zone
+/// shrunk"; for any other value writes nothing and sets the stream's failbit.
+ZORROB_API std::ostream& operator<<(std::ostream& os, AuditEventKind kind);
+
+/// What the audit checks and how finely.
+struct ZORROB_API AuditOptions {
+  /// Largest distance (mm) of the tool centre point between neighbouring samples. A condition
+  /// that holds over less than a step (the last 0.05 mm before the forearm is stretched, with
+  /// an elbow margin of 1 degree) can fall between two samples and go unseen.
+  double stepMm{1.0};
+  /// Largest orientation change (degrees) between neighbouring samples; for joint moves, the
+  /// largest change of any joint.
+  double stepDeg{1.0};
+  /// A step of any joint (degrees) larger than this between neighbouring samples is a jump;
+  /// jumps in neighbouring steps make one event. Between samples the threshold scales with
+  /// the distance, so a discontinuity is located exactly and a fast but continuous turn where
+  /// its rate exceeds jumpDeg per step. Compare it with what the joints move over stepMm.
+  double jumpDeg{10.0};
+  /// Joint 5 closer than this to zero (degrees) is near the wrist singularity.
+  double wristMarginDeg{1.0};
+  /// Joint 3 closer than this to its stretched value −elbowOffset (degrees) is near the elbow
+  /// singularity.
+  double elbowMarginDeg{1.0};
+  /// The wrist centre closer than this (mm) to the axis of joint 1 is near the shoulder
+  /// singularity.
+  double shoulderMarginMm{10.0};
+  /// The orientation interpolation of circular moves.
+  CircleOriMode circleOriMode{CircleOriMode::cirPoint};
+  /// The largest speed of each joint (degrees per second), for the duration of joint moves.
+  std::array<double, 6> maxJointSpeedDeg{150.0, 150.0, 150.0, 300.0, 300.0, 450.0};
+  /// Keep every sample in the report (for plotting).
+  bool keepSamples{false};
+};
+
+/// One event of a move. Places are given as path fractions (of the programmed move's geometry:
+/// 0 at its start, 1 at its target) and arc lengths (mm from the move's start); an event on the
+/// blended corner after the move (`corner`) measures both along the corner path instead. Events
+/// found between samples are located by bisection to within 1e-3 mm (and 1e-3 degrees of
+/// orientation) of where they begin and end.
+struct ZORROB_API AuditEvent {
+  AuditEventKind kind{AuditEventKind::unreachableTarget};
+  /// Index of the move in the program (0-based).
+  std::size_t moveIndex{0};
+  /// True when the event lies on the blended corner from this move into the next.
+  bool corner{false};
+  double startFraction{0.0};
+  double endFraction{0.0};
+  double startArcLength{0.0};
+  double endArcLength{0.0};
+  /// The joints where the event starts and ends (the nearest reachable ones for an
+  /// unreachable stretch; unset when the move has none).
+  RobJoint startJoints{};
+  RobJoint endJoints{};
+  /// The joint concerned, 1 to 6, or 0 when the event concerns no single joint.
+  int joint{0};
+};
+
+/// One sample of the audited path.
+struct ZORROB_API AuditSample {
+  std::size_t moveIndex{0};
+  bool corner{false};
+  double fraction{0.0};
+  double arcLength{0.0};
+  /// The tool centre point in the move's object frame.
+  Pose tcp{};
+  /// The joints (those of the last reachable sample where this one has none).
+  RobJoint joints{};
+  ConfData conf{};
+  /// The first singularity whose margin the sample lies within (wrist, elbow, shoulder).
+  SingularityType singularity{SingularityType::none};
+  /// False where the point has no joint solution.
+  bool reachable{true};
+};
+
+/// The audit of one move.
+struct ZORROB_API MoveAudit {
+  MoveType type{MoveType::MoveL};
+  /// True when the move's target is reached and its whole path can be followed.
+  bool reached{false};
+  /// The joints at the move's target (the arm's joints where it stopped when not reached).
+  RobJoint endJoints{};
+  ConfData endConf{};
+  /// Length of the programmed path of the tool centre point (mm); for joint moves, of the path
+  /// the joint interpolation takes.
+  double pathLength{0.0};
+  /// Orientation change of the tool along the programmed path (degrees).
+  double orientationChange{0.0};
+  /// The estimated duration (seconds); see AuditProgram.
+  double duration{0.0};
+  /// The zone distance (mm) used at the corner into the next move: the programmed pzoneTcp,
+  /// or half of the shorter move when that is less; 0 for a stop point or an unblended corner.
+  double zoneDistance{0.0};
+  std::vector<AuditEvent> events{};
+};
+
+/// The audit of a program.
+struct ZORROB_API AuditReport {
+  std::vector<MoveAudit> moves{};
+  /// Every sample in program order when AuditOptions::keepSamples is set; empty otherwise.
+  std::vector<AuditSample> samples{};
+  /// The sum of the moves' durations (seconds).
+  double duration{0.0};
+
+  /// \returns the number of events over all moves.
+  std::size_t eventCount() const;
+  /// \returns true when no move has an event.
+  bool clean() const { return eventCount() == 0; }
+};
+
+/// \returns the audit of `moves` run on `robot` from the joints `start`.
+///
+/// Semantics:
+/// - MoveAbsJ goes to its joint target, MoveJ to the solution of its target in its programmed
+///   configuration (through its tool and work object); both interpolate in joint space and are
+///   checked at their targets only.
+/// - MoveL follows the straight line from where the tool centre point is to its target, the
+///   orientation by shortest-path slerp; MoveC the circle (TPCircle) from there through its
+///   circle point to its target, the orientation in `options.circleOriMode`. Both are sampled
+///   (stepMm, stepDeg) and each sample is solved with the solution nearest to the previous
+///   sample's joints. The configuration they end in must match the target's programmed one
+///   (ConfData::isCriticalEqual).
+/// - A corner between two linear or circular moves with the same tool and work object whose
+///   first move's zone is not a stop point is blended: the path leaves the first move at the
+///   zone's pzoneTcp before its end and joins the second the same distance after its start, on
+///   the quadratic Bézier curve whose control point is the corner, with the orientation
+///   slerped in between. When pzoneTcp exceeds half of the shorter move it is shrunk to that
+///   (event zoneShrunk). Every other corner is a stop point.
+/// - Durations are an estimate, not what a controller does: a linear or circular move takes
+///   the longer of path length / speed.vTcp and orientation change / speed.vOri; a joint move
+///   the longer of its slowest joint's time at options.maxJointSpeedDeg and the path length of
+///   the tool centre point / speed.vTcp. Zones, acceleration and stop points add no time.
+/// - A move whose target cannot be reached leaves the arm where it was; the next move starts
+///   there.
+///
+/// Throws std::invalid_argument "audit options must be positive and finite" for a step, a
+/// threshold, a margin or a joint speed that is not (margins may be zero),
+/// std::invalid_argument "start joints must be finite" for non-finite start joints, and
+/// std::invalid_argument "move speeds must be positive and finite" for a move whose vTcp or
+/// vOri is not, and std::invalid_argument "a move needs more than 10000000 samples at these
+/// steps" for a path too long for its steps (10^7 samples per move or corner at most). Errors of
+/// the frames (FlangePoseOfTarget) pass through.
+ZORROB_API AuditReport AuditProgram(const RobotConfig& robot, const RobJoint& start,
+                                    std::span<const ProgramMove> moves,
+                                    const AuditOptions& options = {});
+
+}  // namespace zor::rob

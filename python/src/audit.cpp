@@ -1,0 +1,151 @@
+// The program audit: its options, events, samples and report, and AuditProgram, which runs
+// without the GIL.
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "bindings.hpp"
+#include "zor/rob/audit.hpp"
+
+namespace zor::rob::python {
+
+namespace {
+
+std::string eventText(const AuditEvent& e) {
+  std::ostringstream out;
+  out << e.kind << ", move " << e.moveIndex << (e.corner ? " (corner)" : "") << ", fraction "
+      << e.startFraction << ".." << e.endFraction;
+  if (e.joint != 0)
+    out << ", joint " << e.joint;
+  return out.str();
+}
+
+// The joints of every kept sample as an (N, 6) array, for plotting and analysis.
+py::array_t<double> sampleJoints(const AuditReport& report) {
+  const auto n = static_cast<py::ssize_t>(report.samples.size());
+  py::array_t<double> out = newArray({n, 6});
+  double* j = out.mutable_data();
+  for (const AuditSample& s : report.samples)
+    for (const double value : s.joints.values)
+      *j++ = value;
+  return out;
+}
+
+AuditReport auditProgram(const RobotConfig& robot, const RobJoint& start,
+                         const std::vector<ProgramMove>& moves, const AuditOptions& options) {
+  py::gil_scoped_release release;
+  return AuditProgram(robot, start, moves, options);
+}
+
+}  // namespace
+
+void bindAudit(py::module_& m) {
+  py::enum_<CircleOriMode>(m, "CircleOriMode",
+                           "How the tool orientation is interpolated along a circular move.")
+      .value("cirPoint", CircleOriMode::cirPoint)
+      .value("pathFrame", CircleOriMode::pathFrame)
+      .value("objectFrame", CircleOriMode::objectFrame);
+
+  py::enum_<AuditEventKind>(m, "AuditEventKind", "What can stop a program.")
+      .value("unreachableTarget", AuditEventKind::unreachableTarget)
+      .value("noSolutionInConfiguration", AuditEventKind::noSolutionInConfiguration)
+      .value("unreachablePathPoint", AuditEventKind::unreachablePathPoint)
+      .value("configurationChange", AuditEventKind::configurationChange)
+      .value("configurationMismatch", AuditEventKind::configurationMismatch)
+      .value("wristSingularity", AuditEventKind::wristSingularity)
+      .value("elbowSingularity", AuditEventKind::elbowSingularity)
+      .value("shoulderSingularity", AuditEventKind::shoulderSingularity)
+      .value("jointLimit", AuditEventKind::jointLimit)
+      .value("jointJump", AuditEventKind::jointJump)
+      .value("noCircle", AuditEventKind::noCircle)
+      .value("zoneShrunk", AuditEventKind::zoneShrunk)
+      .def("to_string", &streamText<AuditEventKind>,
+           "The library's text, e.g. 'wrist singularity'.");
+
+  py::class_<AuditOptions>(m, "AuditOptions", "What the audit checks and how finely.")
+      .def(py::init<>())
+      .def_readwrite("stepMm", &AuditOptions::stepMm)
+      .def_readwrite("stepDeg", &AuditOptions::stepDeg)
+      .def_readwrite("jumpDeg", &AuditOptions::jumpDeg)
+      .def_readwrite("wristMarginDeg", &AuditOptions::wristMarginDeg)
+      .def_readwrite("elbowMarginDeg", &AuditOptions::elbowMarginDeg)
+      .def_readwrite("shoulderMarginMm", &AuditOptions::shoulderMarginMm)
+      .def_readwrite("circleOriMode", &AuditOptions::circleOriMode)
+      .def_readwrite("maxJointSpeedDeg", &AuditOptions::maxJointSpeedDeg)
+      .def_readwrite("keepSamples", &AuditOptions::keepSamples);
+
+  py::class_<AuditEvent> event(m, "AuditEvent",
+                               "One event of a move, placed by path fractions and arc lengths "
+                               "(mm) from the move's start.");
+  event.def(py::init<>())
+      .def_readwrite("kind", &AuditEvent::kind)
+      .def_readwrite("moveIndex", &AuditEvent::moveIndex)
+      .def_readwrite("corner", &AuditEvent::corner)
+      .def_readwrite("startFraction", &AuditEvent::startFraction)
+      .def_readwrite("endFraction", &AuditEvent::endFraction)
+      .def_readwrite("startArcLength", &AuditEvent::startArcLength)
+      .def_readwrite("endArcLength", &AuditEvent::endArcLength)
+      .def_readwrite("startJoints", &AuditEvent::startJoints)
+      .def_readwrite("endJoints", &AuditEvent::endJoints)
+      .def_readwrite("joint", &AuditEvent::joint);
+  addTextForms(event, "AuditEvent", eventText);
+
+  py::class_<AuditSample>(m, "AuditSample", "One sample of the audited path.")
+      .def(py::init<>())
+      .def_readwrite("moveIndex", &AuditSample::moveIndex)
+      .def_readwrite("corner", &AuditSample::corner)
+      .def_readwrite("fraction", &AuditSample::fraction)
+      .def_readwrite("arcLength", &AuditSample::arcLength)
+      .def_readwrite("tcp", &AuditSample::tcp)
+      .def_readwrite("joints", &AuditSample::joints)
+      .def_readwrite("conf", &AuditSample::conf)
+      .def_readwrite("singularity", &AuditSample::singularity)
+      .def_readwrite("reachable", &AuditSample::reachable);
+
+  py::class_<MoveAudit>(m, "MoveAudit", "The audit of one move.")
+      .def(py::init<>())
+      .def_readwrite("type", &MoveAudit::type)
+      .def_readwrite("reached", &MoveAudit::reached)
+      .def_readwrite("endJoints", &MoveAudit::endJoints)
+      .def_readwrite("endConf", &MoveAudit::endConf)
+      .def_readwrite("pathLength", &MoveAudit::pathLength)
+      .def_readwrite("orientationChange", &MoveAudit::orientationChange)
+      .def_readwrite("duration", &MoveAudit::duration)
+      .def_readwrite("zoneDistance", &MoveAudit::zoneDistance)
+      .def_readwrite("events", &MoveAudit::events, "The move's events (a copy as a list).");
+
+  py::class_<AuditReport> report(m, "AuditReport", "The audit of a program.");
+  report.def(py::init<>())
+      .def_readwrite("moves", &AuditReport::moves, "The audits of the moves (a copy as a list).")
+      .def_readwrite("samples", &AuditReport::samples,
+                     "Every sample when AuditOptions.keepSamples is set (a copy as a list).")
+      .def_readwrite("duration", &AuditReport::duration, "Estimated duration, seconds.")
+      .def("event_count", &AuditReport::eventCount, "The number of events over all moves.")
+      .def("clean", &AuditReport::clean, "True when no move has an event.")
+      .def(
+          "events",
+          [](const AuditReport& r) {
+            std::vector<AuditEvent> all;
+            for (const MoveAudit& move : r.moves)
+              all.insert(all.end(), move.events.begin(), move.events.end());
+            return all;
+          },
+          "Every event of every move, in program order.")
+      .def("sample_joints", &sampleJoints,
+           "The joints of every kept sample as an (N, 6) numpy array (degrees).");
+  report.def("__repr__", [](const AuditReport& r) {
+    std::ostringstream out;
+    out << "<zorrob.AuditReport " << r.moves.size() << " moves, " << r.eventCount() << " events, "
+        << r.duration << " s>";
+    return out.str();
+  });
+
+  m.def("audit_program", &auditProgram, py::arg("robot"), py::arg("start"), py::arg("moves"),
+        py::arg("options") = AuditOptions{},
+        "Audits a program (a list of MoveJ, MoveL, MoveC and MoveAbsJ) run on the arm from "
+        "the start joints; returns an AuditReport. ValueError for options, start joints or "
+        "speeds that are not positive and finite. Runs without the GIL.");
+}
+
+}  // namespace zor::rob::python

@@ -1,0 +1,141 @@
+// The inverse kinematics: the queries of RobotConfig, their verdicts, the frames of a tool
+// centre point in a work object, and a batch that solves N poses without the GIL.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bindings.hpp"
+#include "zor/rob/inverse_kinematics.hpp"
+#include "zor/rob/robot_config.hpp"
+
+namespace zor::rob::python {
+
+namespace {
+
+// Every solution of N flange poses given as positions (N, 3) and quaternions (N, 4), scalar
+// first: the solutions (M, 6), their configurations (M, 4) and the index of the pose each
+// belongs to (M,), in pose order and, within a pose, in the order of getAllJointSolutions.
+py::tuple allJointSolutions(const RobotConfig& robot, const py::handle& positions,
+                            const py::handle& quaternions) {
+  const auto p = rowsOf(positions, 3, "positions");
+  const auto q = rowsOf(quaternions, 4, "quaternions");
+  if (p.shape(0) != q.shape(0))
+    throw py::value_error("positions and quaternions: expected the same number of rows, got " +
+                          std::to_string(p.shape(0)) + " and " + std::to_string(q.shape(0)));
+  const py::ssize_t n = p.shape(0);
+  const double* pp = p.data();
+  const double* qq = q.data();
+  const RobotConfig arm = robot;
+  std::vector<TargetConfiguration> solved(static_cast<std::size_t>(n));
+  std::size_t total = 0;
+  {
+    py::gil_scoped_release release;
+    for (py::ssize_t k = 0; k < n; ++k, pp += 3, qq += 4) {
+      const Pose pose{{pp[0], pp[1], pp[2]}, {qq[0], qq[1], qq[2], qq[3]}};
+      solved[static_cast<std::size_t>(k)] = arm.getAllJointSolutions(pose);
+      total += solved[static_cast<std::size_t>(k)].size();
+    }
+  }
+  const auto m = static_cast<py::ssize_t>(total);
+  py::array_t<double> joints = newArray({m, 6});
+  py::array_t<std::int32_t> confs(std::vector<py::ssize_t>{m, 4});
+  py::array_t<std::int64_t> owners(std::vector<py::ssize_t>{m});
+  double* j = joints.mutable_data();
+  std::int32_t* c = confs.mutable_data();
+  std::int64_t* o = owners.mutable_data();
+  for (std::size_t k = 0; k < solved.size(); ++k) {
+    for (std::size_t s = 0; s < solved[k].size(); ++s) {
+      for (const double value : solved[k].joints[s].values)
+        *j++ = value;
+      const ConfData& conf = solved[k].confs[s];
+      *c++ = conf.cf1;
+      *c++ = conf.cf4;
+      *c++ = conf.cf6;
+      *c++ = conf.cfx;
+      *o++ = static_cast<std::int64_t>(k);
+    }
+  }
+  return py::make_tuple(joints, confs, owners);
+}
+
+}  // namespace
+
+void bindInverseKinematics(py::module_& m) {
+  py::enum_<IkStatus>(m, "IkStatus", "The verdict of an inverse-kinematics query.")
+      .value("found", IkStatus::found)
+      .value("outOfReach", IkStatus::outOfReach)
+      .value("outsideJointLimits", IkStatus::outsideJointLimits)
+      .value("noSolutionInConfiguration", IkStatus::noSolutionInConfiguration)
+      .def("to_string", &streamText<IkStatus>, "The library's text, e.g. 'out of reach'.");
+
+  py::class_<JointSolution> solution(m, "JointSolution",
+                                     "One answer of the inverse kinematics: the joints and "
+                                     "configuration when status is IkStatus.found, otherwise "
+                                     "the reason there is none.");
+  solution.def(py::init<>())
+      .def_readwrite("joints", &JointSolution::joints)
+      .def_readwrite("conf", &JointSolution::conf)
+      .def_readwrite("status", &JointSolution::status)
+      .def("found", &JointSolution::found, "True when a solution was found.");
+  addEquality(solution, [](const JointSolution& a, const JointSolution& b) {
+    return a.joints == b.joints && a.conf == b.conf && a.status == b.status;
+  });
+  addTextForms(solution, "JointSolution", [](const JointSolution& s) {
+    return "{" + s.joints.toString() + ", " + s.conf.toString() + ", " + streamText(s.status) + "}";
+  });
+
+  m.def("flange_pose_of_target", &FlangePoseOfTarget, py::arg("target"), py::arg("tool"),
+        py::arg("wobj"),
+        "The flange pose that puts the tool centre point at the target in the work object. "
+        "ValueError 'tool and work object both held or both fixed' when tool.robhold equals "
+        "wobj.robhold.");
+  m.def("target_of_flange_pose", &TargetOfFlangePose, py::arg("flange"), py::arg("tool"),
+        py::arg("wobj"), "The inverse of flange_pose_of_target.");
+
+  py::class_<RobotConfig> robot(m.attr("RobotConfig"));
+  robot
+      .def(
+          "get_all_joint_solutions",
+          [](const RobotConfig& r, const Pose& pose, const std::optional<RobJoint>& seed) {
+            return seed ? r.getAllJointSolutions(pose, *seed) : r.getAllJointSolutions(pose);
+          },
+          py::arg("flange_pose"), py::arg("seed") = py::none(),
+          "Every joint solution of the flange pose inside the limits (a TargetConfiguration); "
+          "free joints of a singularity keep the seed's values when one is given.")
+      .def("get_all_joint_solutions",
+           py::overload_cast<const Pose&, const ToolData&, const WObjData&>(
+               &RobotConfig::getAllJointSolutions, py::const_),
+           py::arg("target"), py::arg("tool"), py::arg("wobj"),
+           "Every joint solution that puts the tool centre point at the target in the work "
+           "object.")
+      .def("get_joint_solution",
+           py::overload_cast<const RobTarget&>(&RobotConfig::getJointSolution, py::const_),
+           py::arg("target"), "The solution of the target's pose in its configuration, or None.")
+      .def("get_joint_solution",
+           py::overload_cast<const RobTarget&, const ToolData&, const WObjData&>(
+               &RobotConfig::getJointSolution, py::const_),
+           py::arg("target"), py::arg("tool"), py::arg("wobj"),
+           "The solution of the target (tool centre point in the work object), or None.")
+      .def("get_nearest_joint_solution", &RobotConfig::getNearestJointSolution,
+           py::arg("flange_pose"), py::arg("seed"),
+           "The solution nearest to the seed (smallest largest joint difference), or None.")
+      .def("find_joint_solution",
+           py::overload_cast<const RobTarget&>(&RobotConfig::findJointSolution, py::const_),
+           py::arg("target"), "get_joint_solution with the reason when there is none.")
+      .def("find_joint_solution",
+           py::overload_cast<const RobTarget&, const ToolData&, const WObjData&>(
+               &RobotConfig::findJointSolution, py::const_),
+           py::arg("target"), py::arg("tool"), py::arg("wobj"),
+           "get_joint_solution (tool and work object) with the reason when there is none.")
+      .def("find_nearest_joint_solution", &RobotConfig::findNearestJointSolution,
+           py::arg("flange_pose"), py::arg("seed"),
+           "get_nearest_joint_solution with the reason when there is none.")
+      .def("all_joint_solutions", &allJointSolutions, py::arg("positions"), py::arg("quaternions"),
+           "Batch of get_all_joint_solutions for N flange poses: positions (N, 3) in mm and "
+           "quaternions (N, 4) scalar first (the output of forward_kinematics). Returns "
+           "(joints (M, 6), confs (M, 4) int32, pose index (M,) int64), the solutions of pose "
+           "0 first. Wrong shapes or dtypes raise ValueError. Runs without the GIL.");
+}
+
+}  // namespace zor::rob::python

@@ -1,0 +1,22 @@
+"""Motion programming and planning for six-axis serial robot arms.
+
+The classes and functions come from the compiled extension ``zorrob._zorrob``; ``zorrob.plot``
+draws joint paths and circular moves with matplotlib. Lengths are in mm, joint values and joint
+limits in degrees, angles of rotations in radians.
+"""
+
+from ._zorrob import *  # noqa: F401,F403
+from ._zorrob import __doc__ as _extension_doc  # noqa: F401
+from . import _zorrob
+
+__all__ = [name for name in dir(_zorrob) if not name.startswith("_")]
+
+# The classes live in the extension; show them as members of the package they are used from.
+for _name in __all__:
+    _item = getattr(_zorrob, _name)
+    if isinstance(_item, type):
+        try:
+            _item.__module__ = __name__
+        except (AttributeError, TypeError):
+            pass
+del _name, _item

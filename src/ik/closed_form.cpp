@@ -1,0 +1,85 @@
+#include "ik/closed_form.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+namespace zor::rob::detail {
+
+namespace {
+
+/// Largest |cos| between axes taken as perpendicular, and largest |sin| between axes taken as
+/// parallel: beyond rounding, a deviation moves the pose by about this times the arm's size.
+constexpr double kAxisAngleTolerance = 1e-12;
+/// Largest distance (mm) from the wrist centre to each of the axes of joints 4, 5 and 6.
+constexpr double kWristMeetTolerance = 1e-10;
+/// The largest such deviations for which the closed form of the arm with the deviations ignored
+/// still seeds the numerical path: a few degrees off the solutions, or less.
+constexpr double kApproximateAxisTolerance = 0.2;
+/// Smallest sine between axes 1 and 2: nearly parallel axes leave joint 1 ill-determined.
+constexpr double kMinAxis12Sine = 1e-3;
+/// Smallest length (mm) of each of the two links of the planar arm of joints 2 and 3.
+constexpr double kMinLinkLength = 1e-3;
+
+/// \returns the distance from `point` to the line through `on` along the unit `axis`.
+double distanceToAxis(const IkVec& point, const IkVec& on, const IkVec& axis) {
+  return axis.cross(point - on).norm();
+}
+
+/// \returns `v` without its component along the unit `axis`.
+IkVec normalPart(const IkVec& v, const IkVec& axis) {
+  return v - axis * axis.dot(v);
+}
+
+}  // namespace
+
+ClosedFormArm MakeClosedFormArm(const RobotConfig& robot) {
+  ClosedFormArm arm;
+  for (std::size_t i = 0; i < 6; ++i)
+    arm.axes[i] = robot.jointAxes[i].normalized();
+  const std::array<IkVec, 6>& k = arm.axes;
+  std::array<IkVec, 6> q{};
+  for (std::size_t i = 0; i < 6; ++i)
+    q[i] = robot.jointPoints[i].toVec3();
+
+  arm.axis12Normal = k[0].cross(k[1]);
+  arm.axis2Sine = arm.axis12Normal.norm();
+  const double axisDeviation =
+      std::max({k[1].cross(k[2]).norm(), std::abs(k[3].dot(k[4])), std::abs(k[4].dot(k[5]))});
+  if (!(arm.axis2Sine >= kMinAxis12Sine) || !(axisDeviation <= kApproximateAxisTolerance))
+    return arm;
+
+  // The wrist centre: the point of axis 5 nearest to axis 4 (axes 4 and 5 are perpendicular).
+  const IkVec n45 = k[3].cross(k[4]);
+  const IkVec d = q[4] - q[3];
+  const IkVec wrist = q[4] + k[4] * (d.dot(k[3].cross(n45)) / n45.squaredNorm());
+  const double wristMiss =
+      std::max({distanceToAxis(wrist, q[3], k[3]), distanceToAxis(wrist, q[4], k[4]),
+                distanceToAxis(wrist, q[5], k[5])});
+
+  arm.upperArm = normalPart(q[2] - q[1], k[1]);
+  arm.forearm = normalPart(wrist - q[2], k[1]);
+  const double upper = arm.upperArm.norm();
+  const double fore = arm.forearm.norm();
+  if (!(upper >= kMinLinkLength) || !(fore >= kMinLinkLength))
+    return arm;
+
+  const Transform& m = robot.flangeHome;
+  const RotationTemplate<double>& mr = m.rotation;
+  arm.flangeHomeRotation = rotationMatrix(mr.w, mr.x, mr.y, mr.z);
+  arm.wristInFlange = arm.flangeHomeRotation.transposeTimes(wrist - m.translation);
+  arm.shoulderPoint = q[0];
+  arm.axis2Point = q[1];
+  arm.axis12Cosine = k[0].dot(k[1]);
+  arm.wristAlongAxis2 = k[1].dot(wrist - q[0]);
+  arm.linkCosine = arm.upperArm.dot(arm.forearm);
+  arm.linkSine = arm.upperArm.dot(k[1].cross(arm.forearm));
+  arm.linkProduct = upper * fore;
+  arm.linkSquares = upper * upper + fore * fore;
+  arm.axis3Sign = k[1].dot(k[2]) > 0.0 ? 1.0 : -1.0;
+  arm.wristZero = std::atan2(k[4].dot(k[5].cross(k[3])), k[5].dot(k[3]));
+  arm.approximate = true;
+  arm.solvable = axisDeviation <= kAxisAngleTolerance && wristMiss <= kWristMeetTolerance;
+  return arm;
+}
+
+}  // namespace zor::rob::detail

@@ -1,0 +1,85 @@
+"""The program audit from Python: a vertical line through the wrist singularity of the default
+arm (its place worked out by hand), the report's fields and the errors."""
+
+import math
+
+import numpy as np
+import pytest
+
+import zorrob as z
+
+# The flange z axis along base +x, as at home.
+FORWARD = z.Orient(math.sqrt(0.5), 0, math.sqrt(0.5), 0)
+
+
+def move_j(pos, conf):
+    m = z.MoveJ()
+    m.toPoint = z.RobTarget(z.Pose(pos, FORWARD), conf)
+    m.speed = z.v500
+    return m
+
+
+def move_l(pos, conf):
+    m = z.MoveL()
+    m.toPoint = z.RobTarget(z.Pose(pos, FORWARD), conf)
+    m.speed = z.v500
+    return m
+
+
+def through_the_wrist():
+    # On x = 890 the forearm is level (joint 5 at zero) at z = 450 + 600 - 110 = 940: half-way
+    # up the line from 840 to 1040.
+    return [move_j(z.Pos(890, 0, 840), z.ConfData(0, 0, 0, 1)),
+            move_l(z.Pos(890, 0, 1040), z.ConfData(0, 0, 0, 0))]
+
+
+def audit(moves, **options):
+    opts = z.AuditOptions()
+    for name, value in options.items():
+        setattr(opts, name, value)
+    return z.audit_program(z.default_arm(), z.RobJoint(0, 0, 0, 0, 30, 0), moves, opts)
+
+
+def test_wrist_singularity_is_found_half_way_up_the_line():
+    report = audit(through_the_wrist(), keepSamples=True)
+    assert isinstance(report, z.AuditReport)
+    assert len(report.moves) == 2
+    assert report.moves[0].type == z.MoveType.MoveJ and report.moves[0].reached
+    assert report.moves[1].pathLength == pytest.approx(200)
+    wrist = [e for e in report.events() if e.kind == z.AuditEventKind.wristSingularity]
+    assert len(wrist) == 1
+    event = wrist[0]
+    assert event.moveIndex == 1
+    assert event.startFraction < 0.5 < event.endFraction
+    assert event.kind.to_string() == "wrist singularity"
+    assert str(event).startswith("wrist singularity, move 1, fraction ")
+    assert report.event_count() == len(report.events()) and not report.clean()
+    assert report.duration == pytest.approx(sum(m.duration for m in report.moves))
+    joints = report.sample_joints()
+    assert joints.shape == (len(report.samples), 6) and len(report.samples) > 100
+    assert joints[-1].tolist() == report.samples[-1].joints.values
+    assert repr(report).startswith("<zorrob.AuditReport 2 moves, ")
+
+
+def test_samples_are_kept_only_when_asked():
+    assert audit(through_the_wrist()).samples == []
+
+
+def test_audit_errors_carry_the_library_messages():
+    with pytest.raises(ValueError, match="^audit options must be positive and finite$"):
+        audit(through_the_wrist(), stepMm=0.0)
+    with pytest.raises(ValueError, match="^start joints must be finite$"):
+        z.audit_program(z.default_arm(), z.RobJoint(float("nan"), 0, 0, 0, 30, 0),
+                        through_the_wrist())
+    slow = through_the_wrist()
+    slow[1].speed = z.SpeedData()
+    with pytest.raises(ValueError, match="^move speeds must be positive and finite$"):
+        audit(slow)
+    with pytest.raises(TypeError):
+        z.audit_program(z.default_arm(), z.RobJoint(0, 0, 0, 0, 30, 0), [z.SpeedData()])
+
+
+def test_event_kind_texts():
+    assert z.AuditEventKind.zoneShrunk.to_string() == "zone shrunk"
+    assert z.AuditEventKind.noSolutionInConfiguration.to_string() == (
+        "no solution in the programmed configuration")
