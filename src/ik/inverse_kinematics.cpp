@@ -108,7 +108,7 @@ Target targetOf(const RobotConfig& robot, const Pose& pose) {
   const double offset = robot.getWcpZOffset();
   const IkVec wcp =
       t.position - IkVec{t.rotation(0, 2), t.rotation(1, 2), t.rotation(2, 2)} * offset;
-  t.labelAngle = radToDeg(std::atan2(wcp.y, wcp.x));
+  t.labelAngle = RadToDeg(std::atan2(wcp.y, wcp.x));
   t.labelRadius = std::hypot(wcp.x, wcp.y);
   return t;
 }
@@ -117,10 +117,10 @@ Target targetOf(const RobotConfig& robot, const Pose& pose) {
 ConfData labelOf(const RobotConfig& robot, const Target& target, const RobJoint& joints) {
   const std::array<double, 6>& j = joints.values;
   const double fromBoundary = std::abs(std::abs(target.labelAngle - j[0]) - 90.0);
-  if (!(degToRad(fromBoundary) * target.labelRadius > kLabelMargin))
+  if (!(DegToRad(fromBoundary) * target.labelRadius > kLabelMargin))
     return ConfData::FromRobJoint(joints, robot);
   const bool behind = !(std::abs(target.labelAngle - j[0]) <= 90.0);
-  const bool elbow = !(j[2] > -radToDeg(robot.elbowOffset));
+  const bool elbow = !(j[2] > -RadToDeg(robot.elbowOffset));
   const bool wrist = j[4] < 0.0;
   return {AngleToQuadrant(j[0]), AngleToQuadrant(j[3]), AngleToQuadrant(j[5]),
           (behind ? 4 : 0) + (elbow ? 2 : 0) + (wrist ? 1 : 0)};
@@ -206,16 +206,16 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
   Branches branches;
   const ClosedFormArm& arm = closedFormArmOf(robot);
   FreeJoints free;
-  free.joint1 = degToRad(seed != nullptr ? seed->values[0] : robot.homeJoint.values[0]);
-  free.joint2 = degToRad(seed != nullptr ? seed->values[1] : robot.homeJoint.values[1]);
-  free.joint4 = degToRad(seed != nullptr ? seed->values[3] : 0.0);
+  free.joint1 = DegToRad(seed != nullptr ? seed->values[0] : robot.homeJoint.values[0]);
+  free.joint2 = DegToRad(seed != nullptr ? seed->values[1] : robot.homeJoint.values[1]);
+  free.joint4 = DegToRad(seed != nullptr ? seed->values[3] : 0.0);
   if (arm.solvable) {
     BaseSolutions base;
     solveClosedForm(arm, target.rotation, target.position, free, base);
     for (std::size_t s = 0; s < base.count; ++s) {
       std::array<double, 6> deg{};
       for (std::size_t i = 0; i < 6; ++i)
-        deg[i] = radToDeg(base.solutions[s][i]);
+        deg[i] = RadToDeg(base.solutions[s][i]);
       branches.add(deg);
     }
   } else {

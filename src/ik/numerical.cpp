@@ -131,7 +131,7 @@ bool solveNumerically(const RobotConfig& robot, const Mat3& r, const IkVec& p,
       const Eigen::Matrix<double, 6, 1> step = damped.ldlt().solve(gradient);
       std::array<double, 6> trial = joints;
       for (std::size_t i = 0; i < 6; ++i)
-        trial[i] += radToDeg(step(static_cast<Eigen::Index>(i)));
+        trial[i] += RadToDeg(step(static_cast<Eigen::Index>(i)));
       const PoseError trialError = poseError(robot, trial, r, p);
       const double trialCost = trialError.cost(length);
       if (trialCost < cost || trialError.converged()) {
@@ -168,7 +168,7 @@ void solveFromSeeds(const RobotConfig& robot, const ClosedFormArm& arm, const Ma
     for (std::size_t b = 0; b < base.count; ++b) {
       std::array<double, 6> start{};
       for (std::size_t i = 0; i < 6; ++i)
-        start[i] = radToDeg(base.solutions[b][i]);
+        start[i] = RadToDeg(base.solutions[b][i]);
       tryFrom(start);
     }
     if (base.count > 0)
@@ -176,8 +176,8 @@ void solveFromSeeds(const RobotConfig& robot, const ClosedFormArm& arm, const Ma
   }
   // One seed per configuration: joint 1 facing the target or turned away from it, the elbow a
   // quarter turn either side of its stretched position, the wrist tilted either way.
-  const double facing = radToDeg(std::atan2(p.y, p.x));
-  const double stretched = -radToDeg(robot.elbowOffset);
+  const double facing = RadToDeg(std::atan2(p.y, p.x));
+  const double stretched = -RadToDeg(robot.elbowOffset);
   for (int shoulder = 0; shoulder < 2; ++shoulder)
     for (int elbow = 0; elbow < 2; ++elbow)
       for (int wrist = 0; wrist < 2; ++wrist) {

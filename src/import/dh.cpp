@@ -6,18 +6,18 @@
 
 #include "import/import_errors.hpp"
 #include "import/library_form.hpp"
-#include "robot/arm_kinematics.hpp"
+#include "zor/rob/angles.hpp"
 
 namespace zor::rob {
 
 namespace {
 
 Transform rotZ(double degrees) {
-  return {RotationTemplate<double>(detail::degToRad(degrees), Vec3{0.0, 0.0, 1.0}), {}};
+  return {RotationTemplate<double>(DegToRad(degrees), Vec3{0.0, 0.0, 1.0}), {}};
 }
 
 Transform rotX(double degrees) {
-  return {RotationTemplate<double>(detail::degToRad(degrees), Vec3{1.0, 0.0, 0.0}), {}};
+  return {RotationTemplate<double>(DegToRad(degrees), Vec3{1.0, 0.0, 0.0}), {}};
 }
 
 Transform along(double x, double z) {

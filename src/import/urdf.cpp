@@ -20,7 +20,7 @@
 
 #include "import/import_errors.hpp"
 #include "import/library_form.hpp"
-#include "robot/arm_kinematics.hpp"
+#include "zor/rob/angles.hpp"
 
 namespace zor::rob {
 
@@ -177,8 +177,8 @@ ImportedArm ArmFromUrdf(std::string_view urdfText, const std::string& base,
     arm.points[i] = frame.translation.toPos();
     const bool ranged = joint->limits && joint->limits->lower < joint->limits->upper;
     if (ranged) {
-      limits.jointMin[i] = detail::radToDeg(joint->limits->lower);
-      limits.jointMax[i] = detail::radToDeg(joint->limits->upper);
+      limits.jointMin[i] = RadToDeg(joint->limits->lower);
+      limits.jointMax[i] = RadToDeg(joint->limits->upper);
     } else {
       // A revolute joint always has a range (urdfdom requires one); a continuous one may not.
       limits.jointMin[i] = -kContinuousRange;

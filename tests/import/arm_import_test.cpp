@@ -186,6 +186,41 @@ TEST(CollaborativeArm, FlangeMovesToTheWristCentreAndBack) {
   EXPECT_LE((robot.tcpToWcp(target.pose) - target.pose.pos).norm(), 0.0);
 }
 
+// ---- The inverse kinematics on imported arms ----
+
+/// The inverse kinematics of `arm` finds, among the solutions of the flange pose of random joint
+/// vectors inside the limits, those joint vectors again.
+void expectInverseKinematicsFindsTheJoints(const ImportedArm& arm) {
+  test::Random random;
+  for (int s = 0; s < 50; ++s) {
+    RobJoint j;
+    for (std::size_t i = 0; i < 6; ++i)
+      j.values[i] = random.uniform(arm.robot.jointMin[i] + 1, arm.robot.jointMax[i] - 1);
+    if (std::abs(j.values[4]) < 5)
+      continue;  // keep away from the wrist singularity, where joints 4 and 6 are free
+    const Transform flange = arm.robot.getWristPoseInBase(j);
+    const TargetConfiguration all = arm.robot.getAllJointSolutions(
+        Pose(flange.translation.toPos(), flange.rotation.toOrient()));
+    bool found = false;
+    for (const RobJoint& solution : all.joints) {
+      double worst = 0.0;
+      for (std::size_t i = 0; i < 6; ++i)
+        worst = std::max(worst, std::abs(solution.values[i] - j.values[i]));
+      found = found || worst < 1e-6;
+    }
+    EXPECT_TRUE(found) << j.toString();
+  }
+}
+
+TEST(ImportedArmInverseKinematics, FindsTheJointsOfEveryOrthoParallelForm) {
+  expectInverseKinematicsFindsTheJoints(ArmFromDh(test::smallArmDh(), test::smallArmLimits()));
+  expectInverseKinematicsFindsTheJoints(ArmFromUrdf(test::kSmallArmUrdf, "base_link", "tool0"));
+  ArmLimits large = test::largeArmLimits();
+  large.jointCoupling = 0;
+  expectInverseKinematicsFindsTheJoints(ArmFromOrthoParallel(test::largeArmParameters(), large));
+  expectInverseKinematicsFindsTheJoints(ArmFromUrdf(test::kLargeArmUrdf, "base_link", "tool0"));
+}
+
 // ---- ImportedArm ----
 
 TEST(ImportedArm, FlangePoseOfUserFlangeUndoesUserFlangePose) {
