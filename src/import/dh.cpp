@@ -6,7 +6,6 @@
 
 #include "import/import_errors.hpp"
 #include "import/library_form.hpp"
-#include "robot/arm_kinematics.hpp"
 #include "zor/rob/angles.hpp"
 
 namespace zor::rob {

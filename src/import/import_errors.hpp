@@ -39,6 +39,7 @@ inline constexpr const char* kUrdfNotBelow = " is not below link '";
 inline constexpr const char* kUrdfMimics = " mimics another joint";
 inline constexpr const char* kUrdfZeroAxis = " has a zero axis";
 inline constexpr const char* kUrdfBranches = " branches off the chain at moving joint '";
+inline constexpr const char* kUrdfLoop = " lies on a loop of joints";
 inline constexpr const char* kUrdfNoLeaf = "URDF: no leaf link lies six moving joints below root '";
 inline constexpr const char* kUrdfSeveralLeaves =
     "URDF: several leaf links lie six moving joints below root '";

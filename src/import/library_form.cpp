@@ -50,8 +50,14 @@ Pos foot(const Vec3& axis, const Pos& on, const Pos& p) {
   return on + axis * axis.dot(p - on);
 }
 
+/// \returns whether `distance` is at most `tolerance`; false for NaN, so that coordinates that
+/// overflowed never pass a check.
+bool within(double distance, double tolerance) {
+  return distance <= tolerance;
+}
+
 bool parallel(const Vec3& a, const Vec3& b) {
-  return a.cross(b).norm() < kDirectionTolerance;
+  return within(a.cross(b).norm(), kDirectionTolerance);
 }
 
 /// The component of `v` across the unit `axis`.
@@ -79,16 +85,16 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
 
   // Joint 1 about +z through the base origin.
   const Pos p0 = foot(axes[0], given[0], Pos{});
-  if ((axes[0] - Vec3{0.0, 0.0, 1.0}).norm() > kDirectionTolerance ||
-      p0.toVec3().norm() > kMeetTolerance)
+  if (!within((axes[0] - Vec3{0.0, 0.0, 1.0}).norm(), kDirectionTolerance) ||
+      !within(p0.toVec3().norm(), kMeetTolerance))
     throwInvalidArm(msg::kJointOneAxis);
 
   // The wrist centre: where the axes of joints 5 and 6 meet, taken on the axis of joint 6.
   const Vec3 normal = axes[4].cross(axes[5]);
-  if (normal.norm() < kDirectionTolerance)
+  if (within(normal.norm(), kDirectionTolerance))
     throwInvalidArm(msg::kWristCentre);
   const Vec3 gap = given[5] - given[4];
-  if (std::abs(gap.dot(normal)) / normal.norm() > kMeetTolerance)
+  if (!within(std::abs(gap.dot(normal)) / normal.norm(), kMeetTolerance))
     throwInvalidArm(msg::kWristCentre);
   // On the axis of joint 6, the parameter t where the line meets the plane of axis 5 and the
   // common normal.
@@ -112,9 +118,9 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
     throwInvalidArm(msg::kElbowAxes);
   const Vec3 upperArm = across(points[2] - points[1], axes[2]);
   const Vec3 forearm = across(wrist - points[2], axes[2]);
-  if (upperArm.norm() < kMeetTolerance)
+  if (within(upperArm.norm(), kMeetTolerance))
     throwInvalidArm(msg::kElbowAxes);
-  if (forearm.norm() < kMeetTolerance)
+  if (within(forearm.norm(), kMeetTolerance))
     throwInvalidArm(msg::kElbowWrist);
   const double stretch = std::atan2(forearm.cross(upperArm).dot(axes[2]), forearm.dot(upperArm));
 
@@ -124,11 +130,17 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
   // The wrist centre must sit on the flange's z axis, getWcpZOffset() behind the flange.
   const double zOffset = flange.translation.x - points[4].x;
   const Vec3 wristInFlange = flange.inverse().transform(points[4]).toVec3();
-  if ((wristInFlange - Vec3{0.0, 0.0, -zOffset}).norm() > kMeetTolerance) {
+  if (!within((wristInFlange - Vec3{0.0, 0.0, -zOffset}).norm(), kMeetTolerance)) {
     const Transform moved(flange.rotation, points[4].toVec3());
     result.userFlange = moved.inverse() * flange;
     flange = moved;
   }
+  // Coordinates near the limits of double can overflow in the products above.
+  bool resultFinite = finite(flange) && std::isfinite(stretch);
+  for (std::size_t i = 0; i < 6; ++i)
+    resultFinite = resultFinite && finite(axes[i]) && finite(points[i].toVec3());
+  if (!resultFinite)
+    throwInvalidArm(msg::kNotFinite);
   result.robot = MakeRobotConfig(axes, points, flange, limits.jointMin, limits.jointMax,
                                  limits.homeJoint, -stretch, limits.jointCoupling);
   return result;

@@ -20,7 +20,6 @@
 
 #include "import/import_errors.hpp"
 #include "import/library_form.hpp"
-#include "robot/arm_kinematics.hpp"
 #include "zor/rob/angles.hpp"
 
 namespace zor::rob {
@@ -117,6 +116,9 @@ std::vector<urdf::JointConstSharedPtr> chainJoints(const urdf::ModelInterface& m
   while (link->name != base) {
     if (!link->parent_joint)
       fail("link " + quoted(tip) + detail::msg::kUrdfNotBelow + base + "'");
+    // urdfdom lets a joint name one link as both parent and child: a loop, not a chain.
+    if (joints.size() > model.links_.size())
+      fail("link " + quoted(link->name) + detail::msg::kUrdfLoop);
     joints.push_back(link->parent_joint);
     link = model.getLink(link->parent_joint->parent_link_name);
   }
@@ -208,9 +210,12 @@ UrdfChainEnds DefaultUrdfChain(std::string_view urdfText) {
   // Depth first without recursion: a description may nest links deeply.
   std::vector<std::pair<urdf::LinkConstSharedPtr, std::size_t>> pending{{root, 0}};
   std::vector<std::string> leaves;
+  std::size_t visited = 0;
   while (!pending.empty()) {
     const auto [link, depth] = pending.back();
     pending.pop_back();
+    if (++visited > model->links_.size())
+      fail("link " + quoted(link->name) + detail::msg::kUrdfLoop);
     if (link->child_links.empty() && depth == kArmJoints)
       leaves.push_back(link->name);
     for (const urdf::LinkSharedPtr& child : link->child_links) {

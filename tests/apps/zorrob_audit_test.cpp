@@ -174,7 +174,7 @@ TEST(ZorrobAudit, UnwritableSamplesFileIsRejected) {
 TEST(ZorrobAudit, ArmFileNextToTheProgram) {
   const TempDir dir;
   dir.write("arm.json",
-            R"({"name": "small", "orthoParallel": {"a1": 150, "a2": -110, "b": 0, "c1": 450,)"
+            R"({"name": "small", "ortho-parallel": {"a1": 150, "a2": -110, "b": 0, "c1": 450,)"
             R"( "c2": 600, "c3": 640, "c4": 100}, "limits": {"min": [-170, -90, -175, -180,)"
             R"( -125, -360], "max": [170, 150, 70, 180, 125, 360], "sumMin": -170, "sumMax": 170},)"
             R"( "home": [0, 0, 0, 0, 0, 0], "coupling": false})");

@@ -186,6 +186,41 @@ TEST(CollaborativeArm, FlangeMovesToTheWristCentreAndBack) {
   EXPECT_LE((robot.tcpToWcp(target.pose) - target.pose.pos).norm(), 0.0);
 }
 
+// ---- The inverse kinematics on imported arms ----
+
+/// The inverse kinematics of `arm` finds, among the solutions of the flange pose of random joint
+/// vectors inside the limits, those joint vectors again.
+void expectInverseKinematicsFindsTheJoints(const ImportedArm& arm) {
+  test::Random random;
+  for (int s = 0; s < 50; ++s) {
+    RobJoint j;
+    for (std::size_t i = 0; i < 6; ++i)
+      j.values[i] = random.uniform(arm.robot.jointMin[i] + 1, arm.robot.jointMax[i] - 1);
+    if (std::abs(j.values[4]) < 5)
+      continue;  // keep away from the wrist singularity, where joints 4 and 6 are free
+    const Transform flange = arm.robot.getWristPoseInBase(j);
+    const TargetConfiguration all = arm.robot.getAllJointSolutions(
+        Pose(flange.translation.toPos(), flange.rotation.toOrient()));
+    bool found = false;
+    for (const RobJoint& solution : all.joints) {
+      double worst = 0.0;
+      for (std::size_t i = 0; i < 6; ++i)
+        worst = std::max(worst, std::abs(solution.values[i] - j.values[i]));
+      found = found || worst < 1e-6;
+    }
+    EXPECT_TRUE(found) << j.toString();
+  }
+}
+
+TEST(ImportedArmInverseKinematics, FindsTheJointsOfEveryOrthoParallelForm) {
+  expectInverseKinematicsFindsTheJoints(ArmFromDh(test::smallArmDh(), test::smallArmLimits()));
+  expectInverseKinematicsFindsTheJoints(ArmFromUrdf(test::kSmallArmUrdf, "base_link", "tool0"));
+  ArmLimits large = test::largeArmLimits();
+  large.jointCoupling = 0;
+  expectInverseKinematicsFindsTheJoints(ArmFromOrthoParallel(test::largeArmParameters(), large));
+  expectInverseKinematicsFindsTheJoints(ArmFromUrdf(test::kLargeArmUrdf, "base_link", "tool0"));
+}
+
 // ---- ImportedArm ----
 
 TEST(ImportedArm, FlangePoseOfUserFlangeUndoesUserFlangePose) {
@@ -278,6 +313,15 @@ TEST(LibraryForm, RejectsCoordinatesThatOverflow) {
   t.rows[2].a = 1.5e308;
   EXPECT_THROW_MSG(ArmFromDh(t, ArmLimits{}), std::invalid_argument,
                    "the arm's joint axes, points and flange must be finite");
+}
+
+TEST(LibraryForm, RejectsAnUpperArmThatSwallowsTheForearmInRounding) {
+  // Beside an upper arm of 1e200 mm the forearm's 302 mm vanish: the wrist centre lands on the
+  // axis of joint 3, and the arm is rejected rather than computed with overflowing products.
+  DhTable t = test::smallArmDh();
+  t.rows[1].a = 1e200;
+  EXPECT_THROW_MSG(ArmFromDh(t, ArmLimits{}), std::invalid_argument,
+                   "the wrist centre must lie off the axis of joint 3 (the elbow offset)");
 }
 
 TEST(LibraryForm, MovesTheFlangeWhenJointOneStartsTurned) {

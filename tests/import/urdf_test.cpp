@@ -156,6 +156,14 @@ TEST(Urdf, RejectsAMovingSideBranch) {
                    "URDF: link 'link_3' branches off the chain at moving joint 'side'");
 }
 
+TEST(Urdf, RejectsAJointThatIsItsOwnLinksParent) {
+  const std::string text =
+      replaced(test::kSmallArmUrdf, R"(<parent link="link_1"/><child link="link_2"/>)",
+               R"(<parent link="link_2"/><child link="link_2"/>)");
+  EXPECT_THROW_MSG(ArmFromUrdf(text, "world", "tool0"), std::invalid_argument,
+                   "URDF: link 'link_2' lies on a loop of joints");
+}
+
 TEST(Urdf, RejectsAChainWithoutSixMovingJoints) {
   EXPECT_THROW_MSG(ArmFromUrdf(test::kSmallArmUrdf, "link_1", "tool0"), std::invalid_argument,
                    "URDF: the chain from 'link_1' to 'tool0' has 5 moving joints, not 6");
@@ -215,6 +223,15 @@ TEST(DefaultUrdfChain, RejectsADescriptionWithSeveralSuchLeaves) {
   EXPECT_THROW_MSG(DefaultUrdfChain(text), std::invalid_argument,
                    "URDF: several leaf links lie six moving joints below root 'world': "
                    "'marker', 'tool0'");
+}
+
+TEST(DefaultUrdfChain, RejectsALoopOfJointsCutOffFromTheRoot) {
+  const std::string text =
+      replaced(test::kSmallArmUrdf, R"(<parent link="link_1"/><child link="link_2"/>)",
+               R"(<parent link="link_2"/><child link="link_2"/>)");
+  // The loop hangs below no link the root reaches, so no leaf lies six joints below the root.
+  EXPECT_THROW_MSG(DefaultUrdfChain(text), std::invalid_argument,
+                   "URDF: no leaf link lies six moving joints below root 'world'");
 }
 
 TEST(DefaultUrdfChain, RejectsTextThatIsNotADescription) {
