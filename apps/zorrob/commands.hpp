@@ -8,7 +8,9 @@
 
 #include "arm_file.hpp"
 #include "output.hpp"
+#include "zor/rob/conf_data.hpp"
 #include "zor/rob/joints.hpp"
+#include "zor/rob/pose.hpp"
 #include "zor/rob/vectors.hpp"
 
 // The computations behind the zorrob commands. Each returns its complete Report; none prints.
@@ -25,6 +27,19 @@ struct SingularityTolerances {
 
 /// The robot target, configuration, singularity class and limit verdict of `joints` (degrees).
 Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances& tolerances);
+
+/// What `zorrob ik` is asked for: every solution of the flange pose, the one of a configuration,
+/// or the one nearest to a seed.
+struct IkRequest {
+  Pose flangePose{};
+  std::optional<ConfData> conf{};
+  std::optional<RobJoint> seed{};
+};
+
+/// The joint solutions of a flange pose with their configurations, singularity classes and limit
+/// verdicts. Throws InputError "no joint solution: " plus the reason (IkStatus text) when there is
+/// none, and the library's exception for a zero quaternion.
+Report runIk(const Arm& arm, const IkRequest& request);
 
 /// The 6x6 space Jacobian of `joints` (degrees), or the body Jacobian when `body` is set.
 Report runJacobian(const Arm& arm, const RobJoint& joints, bool body);
@@ -83,7 +98,9 @@ struct AuditRequest {
 Report runAudit(const AuditRequest& request);
 
 /// The tour of `arm`: its summary, the home target, the forward kinematics of a few joint
-/// vectors and a circular move with its zones and orientations in each mode.
+/// vectors, the inverse kinematics of the first of them (every solution, the one of its
+/// configuration, the one nearest to a seed) and a circular move with its zones and
+/// orientations in each mode.
 Report runTour(const Arm& arm);
 
 }  // namespace zor::rob::cli

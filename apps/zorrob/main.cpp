@@ -1,6 +1,6 @@
 // zorrob: the command-line face of libzorrob. Without a command it tours the default arm; the
-// commands compute forward kinematics, Jacobians, circular moves and print the predefined
-// tables, as plain text or (with --json) as one JSON document.
+// commands compute forward and inverse kinematics, Jacobians, circular moves and print the
+// predefined tables, as plain text or (with --json) as one JSON document.
 //
 // Every command builds its whole output first and prints it at the end. Any error instead
 // writes one line to standard error and nothing to standard output: exit status 2 for a command
@@ -21,13 +21,16 @@
 namespace zor::rob::cli {
 namespace {
 
-constexpr const char* kCommandList = "fk, jacobian, circle, tables, arm, audit";
+constexpr const char* kCommandList = "fk, ik, jacobian, circle, tables, arm, audit";
 
 /// Everything the command line can hold, as given (numbers still as text).
 struct Options {
   bool json{false};
   std::string armPath{};
   std::vector<std::string> joints{};
+  std::vector<std::string> pose{};
+  std::vector<std::string> conf{};
+  std::vector<std::string> seed{};
   bool body{false};
   std::string jointTolerance{};
   std::string wcpTolerance{};
@@ -84,6 +87,36 @@ RobJoint jointsFrom(const std::vector<std::string>& texts) {
   const std::vector<double> v = parseNumbers(texts, {"J1", "J2", "J3", "J4", "J5", "J6"},
                                              "joint values (J1 ... J6, degrees)");
   return RobJoint(v[0], v[1], v[2], v[3], v[4], v[5]);
+}
+
+/// Quadrants of joints 1, 4 and 6 (whole turns beyond ±1000 quarter turns are refused) and the
+/// configuration number 0 to 7.
+ConfData confFrom(const std::vector<std::string>& texts) {
+  if (texts.size() != 4)
+    throw UsageError("--conf takes 4 whole numbers (CF1 CF4 CF6 CFX), got " +
+                     std::to_string(texts.size()));
+  return ConfData(parseWholeNumber(texts[0], -1000, 1000, "--conf CF1"),
+                  parseWholeNumber(texts[1], -1000, 1000, "--conf CF4"),
+                  parseWholeNumber(texts[2], -1000, 1000, "--conf CF6"),
+                  parseWholeNumber(texts[3], 0, 7, "--conf CFX"));
+}
+
+IkRequest ikFrom(const CLI::App& app, const Options& o) {
+  IkRequest request;
+  const std::vector<double> v = parseNumbers(o.pose, {"X", "Y", "Z", "Q1", "Q2", "Q3", "Q4"},
+                                             "flange pose (X Y Z in mm, Q1 Q2 Q3 Q4)");
+  request.flangePose = Pose({v[0], v[1], v[2]}, {v[3], v[4], v[5], v[6]});
+  if (given(app, "--conf") && given(app, "--seed"))
+    throw UsageError("--conf and --seed do not go together");
+  if (given(app, "--conf"))
+    request.conf = confFrom(o.conf);
+  if (given(app, "--seed")) {
+    const std::vector<double> s = parseNumbers(
+        o.seed, {"--seed J1", "--seed J2", "--seed J3", "--seed J4", "--seed J5", "--seed J6"},
+        "numbers after --seed (J1 ... J6, degrees)");
+    request.seed = RobJoint(s[0], s[1], s[2], s[3], s[4], s[5]);
+  }
+  return request;
 }
 
 Vec3 pointFrom(const std::vector<std::string>& texts, const std::string& option) {
@@ -149,6 +182,10 @@ Report run(const CLI::App& app, const Options& o) {
     const RobJoint joints = jointsFrom(o.joints);
     return runFk(armFrom(app, o), joints, tolerances);
   }
+  if (name == "ik") {
+    const IkRequest request = ikFrom(app, o);
+    return runIk(armFrom(app, o), request);
+  }
   if (name == "jacobian") {
     const RobJoint joints = jointsFrom(o.joints);
     return runJacobian(armFrom(app, o), joints, o.body);
@@ -202,9 +239,9 @@ int fail(const std::string& prefix, const std::string& message, int status) {
 int Main(int argc, char** argv) {
   Options o;
   CLI::App app(
-      "zorrob: forward kinematics, Jacobians, singularities and joint limits of six-axis\n"
-      "arms, circular moves with their zones and tool orientations, and the predefined speed\n"
-      "and zone tables.",
+      "zorrob: forward and inverse kinematics, Jacobians, singularities and joint limits of\n"
+      "six-axis arms, circular moves with their zones and tool orientations, and the predefined\n"
+      "speed and zone tables.",
       "zorrob");
   app.set_version_flag("--version", std::string("zorrob ") + ZORROB_VERSION);
   app.require_subcommand(0, 1);
@@ -227,6 +264,25 @@ int Main(int argc, char** argv) {
       ->type_name("MM");
   addArmOption(*fk, o);
   addJsonFlag(*fk, o);
+
+  CLI::App* ik = app.add_subcommand("ik", "inverse kinematics of a flange pose");
+  ik->footer(
+      "Prints every joint solution of the flange pose inside the joint limits, with the other\n"
+      "turns of the joints whose limits admit them, each with its configuration (brace and KRL\n"
+      "form), singularity class and limit verdict. With --conf, the solution in that\n"
+      "configuration; with --seed, the solution nearest to the seed (largest joint difference).\n"
+      "A pose with no solution prints the reason on standard error and exits with status 1.\n\n"
+      "Example: zorrob ik 800 100 900 0 0 1 0 --conf 0 0 0 0");
+  ik->add_option("pose", o.pose, "the flange pose X Y Z (mm) and its quaternion Q1 Q2 Q3 Q4")
+      ->type_name("NUM");
+  ik->add_option("--conf", o.conf, "the configuration CF1 CF4 CF6 CFX")
+      ->type_name("N")
+      ->expected(1, CLI::detail::expected_max_vector_size);
+  ik->add_option("--seed", o.seed, "the joints J1 ... J6 (degrees) to stay nearest to")
+      ->type_name("DEG")
+      ->expected(1, CLI::detail::expected_max_vector_size);
+  addArmOption(*ik, o);
+  addJsonFlag(*ik, o);
 
   CLI::App* jacobian = app.add_subcommand("jacobian", "the 6x6 space or body Jacobian");
   jacobian->footer(
@@ -315,8 +371,9 @@ int Main(int argc, char** argv) {
   app.footer(
       "Without a command, zorrob tours the arm: its summary, the home target, the forward\n"
       "kinematics of a few joint vectors (targets in brace, Ostrel and stream form,\n"
-      "configurations in KRL form, singularity class, limit verdict) and a circular move with\n"
-      "a z50 zone and the tool orientation in each mode.\n\n"
+      "configurations in KRL form, singularity class, limit verdict), the inverse kinematics of\n"
+      "the first of them, and a circular move with a z50 zone and the tool orientation in each\n"
+      "mode.\n\n"
       "Lengths are in mm, joint values in degrees. Exit status: 0 on success, 2 for a command\n"
       "line that cannot be run, 1 for inputs that are rejected (arm files, circle points,\n"
       "program files), 3 for an audit that found events.\n"
@@ -363,7 +420,7 @@ int Main(int argc, char** argv) {
   int status = 0;
   try {
     const std::vector<CLI::App*> commands = app.get_subcommands();
-    const bool usesArm = commands.empty() || commands.front() == fk ||
+    const bool usesArm = commands.empty() || commands.front() == fk || commands.front() == ik ||
                          commands.front() == jacobian || commands.front() == armCommand;
     if (given(app, "--arm") && !usesArm)
       throw UsageError("--arm does not apply to this command");

@@ -1,4 +1,4 @@
-// zorrob fk, jacobian and arm: what the library computes from an arm model.
+// zorrob fk, ik, jacobian and arm: what the library computes from an arm model.
 #include <array>
 #include <cstddef>
 #include <numbers>
@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "cli_error.hpp"
 #include "commands.hpp"
+#include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob::cli {
@@ -277,6 +279,105 @@ Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances
   fields.add("singularity", streamText(singularity));
   fields.add("limits", limits.text);
   report.text = fields.render();
+  return report;
+}
+
+namespace {
+
+/// Decimals of joint values in the ik tables.
+constexpr int kJointDecimals = 4;
+
+/// One solution of `zorrob ik`: its joints, configuration, singularity class and limit verdict.
+struct IkRow {
+  Json json{};
+  std::vector<std::string> cells{};
+};
+
+IkRow ikRow(RobotConfig& config, const Pose& pose, const RobJoint& joints, const ConfData& conf) {
+  const SingularityTolerances tolerances;
+  const SingularityType singularity =
+      config.isConfSingular(joints, pose, tolerances.joint, tolerances.wcp);
+  const LimitVerdict limits = checkLimits(config, joints);
+  IkRow row;
+  row.json = {
+      {"joints", jointsJson(joints)},
+      {"conf",
+       {{"cf1", conf.cf1},
+        {"cf4", conf.cf4},
+        {"cf6", conf.cf6},
+        {"cfx", conf.cfx},
+        {"text", {{"brace", conf.toString()}, {"krl", conf.toKrlString()}}}}},
+      {"singularity", streamText(singularity)},
+      {"limits", {{"allowed", limits.allowed}}},
+  };
+  for (const double v : joints.values)
+    row.cells.push_back(fixed(v, kJointDecimals));
+  row.cells.push_back(conf.toString());
+  row.cells.push_back(conf.toKrlString());
+  row.cells.push_back(streamText(singularity));
+  row.cells.push_back(limits.text);
+  return row;
+}
+
+}  // namespace
+
+Report runIk(const Arm& arm, const IkRequest& request) {
+  RobotConfig config = arm.config;  // the singularity test is not declared const
+  const Pose& pose = request.flangePose;
+  Report report;
+  Json& json = report.json;
+  json["command"] = "ik";
+  json["arm"] = armReference(arm);
+  json["flangePose"] = {{"position", toJson(pose.pos)}, {"orientation", toJson(pose.orient)}};
+  Fields fields;
+  fields.add("arm", armLabel(arm));
+  fields.add("flange pose", pose.toString());
+
+  TargetConfiguration solutions;
+  IkStatus status = IkStatus::found;
+  if (request.conf) {
+    RobTarget target(pose);
+    target.robConf = *request.conf;
+    const JointSolution s = config.findJointSolution(target);
+    status = s.status;
+    if (s.found())
+      solutions.add(s.joints, s.conf);
+    json["request"] = "configuration";
+    json["conf"] = {request.conf->cf1, request.conf->cf4, request.conf->cf6, request.conf->cfx};
+    fields.add("request", "the solution in the configuration " + request.conf->toString() + " " +
+                              request.conf->toKrlString());
+  } else if (request.seed) {
+    const JointSolution s = config.findNearestJointSolution(pose, *request.seed);
+    status = s.status;
+    if (s.found())
+      solutions.add(s.joints, s.conf);
+    json["request"] = "nearest";
+    json["seed"] = jointsJson(*request.seed);
+    fields.add("request", "the solution nearest to " + request.seed->toString() +
+                              " deg (largest joint difference)");
+  } else {
+    status = config.findAllJointSolutions(pose, nullptr, solutions);
+    json["request"] = "all";
+    fields.add("request", "every solution inside the joint limits");
+  }
+  if (status != IkStatus::found)
+    throw InputError("no joint solution: " + streamText(status));
+
+  json["status"] = streamText(status);
+  auto rows = Json::array();
+  Table table({Align::Right, Align::Right, Align::Right, Align::Right, Align::Right, Align::Right,
+               Align::Right, Align::Left, Align::Left, Align::Left, Align::Left});
+  table.addRow(
+      {"#", "J1", "J2", "J3", "J4", "J5", "J6", "configuration", "KRL", "singularity", "limits"});
+  for (std::size_t i = 0; i < solutions.size(); ++i) {
+    IkRow row = ikRow(config, pose, solutions.joints[i], solutions.confs[i]);
+    row.cells.insert(row.cells.begin(), std::to_string(i + 1));
+    table.addRow(std::move(row.cells));
+    rows.push_back(std::move(row.json));
+  }
+  json["solutions"] = std::move(rows);
+  fields.add("solutions", std::to_string(solutions.size()));
+  report.text = fields.render() + "joints in degrees\n" + table.render("  ");
   return report;
 }
 

@@ -1,4 +1,5 @@
 // zorrob without a command: a short tour of what the library computes for one arm.
+#include <cstddef>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -80,6 +81,30 @@ Report runTour(const Arm& arm) {
     fks.push_back(fk.json);
   }
   json["fk"] = std::move(fks);
+
+  // The inverse kinematics of the first of those targets: every solution, the one of its own
+  // configuration, and the one nearest to joints a few degrees off.
+  const RobJoint ikJoints = tourJoints(arm).front();
+  const RobTarget ikTarget = arm.config.getRobTarget(ikJoints);
+  IkRequest all;
+  all.flangePose = ikTarget.pose;
+  IkRequest inConf = all;
+  inConf.conf = ikTarget.robConf;
+  IkRequest nearest = all;
+  RobJoint seed = ikJoints;
+  for (std::size_t i = 0; i < 6; ++i)
+    seed.values[i] += i % 2 == 0 ? 5.0 : -5.0;
+  nearest.seed = seed;
+  auto iks = nlohmann::ordered_json::array();
+  report.text += heading("Inverse kinematics of the first target");
+  first = true;
+  for (const IkRequest& request : {all, inConf, nearest}) {
+    const Report ik = runIk(arm, request);
+    report.text += (first ? "" : "\n") + indented(ik.text);
+    first = false;
+    iks.push_back(ik.json);
+  }
+  json["ik"] = std::move(iks);
 
   const Report circle = runCircle(tourCircle());
   json["circle"] = circle.json;

@@ -12,6 +12,7 @@ inline constexpr const char* kKinematicConfig = "KinematicConfig error";
 inline constexpr const char* kPointsCoincide = "The points coincide";
 inline constexpr const char* kPointsCollinear = "The points are collinear";
 inline constexpr const char* kAAndCSame = "A and C is the same point";
-inline constexpr const char* kToolAndWorkObjectHeld = "tool and work object both held or both fixed";
+inline constexpr const char* kToolAndWorkObjectHeld =
+    "tool and work object both held or both fixed";
 
 }  // namespace zor::rob::detail::msg

@@ -1,5 +1,6 @@
 #include "ik/closed_form.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 namespace zor::rob::detail {
@@ -11,6 +12,9 @@ namespace {
 constexpr double kAxisAngleTolerance = 1e-12;
 /// Largest distance (mm) from the wrist centre to each of the axes of joints 4, 5 and 6.
 constexpr double kWristMeetTolerance = 1e-10;
+/// The largest such deviations for which the closed form of the arm with the deviations ignored
+/// still seeds the numerical path: a few degrees off the solutions, or less.
+constexpr double kApproximateAxisTolerance = 0.2;
 /// Smallest sine between axes 1 and 2: nearly parallel axes leave joint 1 ill-determined.
 constexpr double kMinAxis12Sine = 1e-3;
 /// Smallest length (mm) of each of the two links of the planar arm of joints 2 and 3.
@@ -39,19 +43,18 @@ ClosedFormArm MakeClosedFormArm(const RobotConfig& robot) {
 
   arm.axis12Normal = k[0].cross(k[1]);
   arm.axis2Sine = arm.axis12Normal.norm();
-  if (!(arm.axis2Sine >= kMinAxis12Sine) || !(k[1].cross(k[2]).norm() <= kAxisAngleTolerance) ||
-      !(std::abs(k[3].dot(k[4])) <= kAxisAngleTolerance) ||
-      !(std::abs(k[4].dot(k[5])) <= kAxisAngleTolerance))
+  const double axisDeviation =
+      std::max({k[1].cross(k[2]).norm(), std::abs(k[3].dot(k[4])), std::abs(k[4].dot(k[5]))});
+  if (!(arm.axis2Sine >= kMinAxis12Sine) || !(axisDeviation <= kApproximateAxisTolerance))
     return arm;
 
   // The wrist centre: the point of axis 5 nearest to axis 4 (axes 4 and 5 are perpendicular).
   const IkVec n45 = k[3].cross(k[4]);
   const IkVec d = q[4] - q[3];
   const IkVec wrist = q[4] + k[4] * (d.dot(k[3].cross(n45)) / n45.squaredNorm());
-  if (!(distanceToAxis(wrist, q[3], k[3]) <= kWristMeetTolerance) ||
-      !(distanceToAxis(wrist, q[4], k[4]) <= kWristMeetTolerance) ||
-      !(distanceToAxis(wrist, q[5], k[5]) <= kWristMeetTolerance))
-    return arm;
+  const double wristMiss =
+      std::max({distanceToAxis(wrist, q[3], k[3]), distanceToAxis(wrist, q[4], k[4]),
+                distanceToAxis(wrist, q[5], k[5])});
 
   arm.upperArm = normalPart(q[2] - q[1], k[1]);
   arm.forearm = normalPart(wrist - q[2], k[1]);
@@ -74,7 +77,8 @@ ClosedFormArm MakeClosedFormArm(const RobotConfig& robot) {
   arm.linkSquares = upper * upper + fore * fore;
   arm.axis3Sign = k[1].dot(k[2]) > 0.0 ? 1.0 : -1.0;
   arm.wristZero = std::atan2(k[4].dot(k[5].cross(k[3])), k[5].dot(k[3]));
-  arm.solvable = true;
+  arm.approximate = true;
+  arm.solvable = axisDeviation <= kAxisAngleTolerance && wristMiss <= kWristMeetTolerance;
   return arm;
 }
 

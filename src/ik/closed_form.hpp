@@ -25,6 +25,7 @@
 // Nothing here assumes the home posture of the builders: home may bend the arm anyhow, axes may
 // point either way, and the flange frame may be any frame.
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -116,9 +117,14 @@ inline double angleAbout(const IkVec& k, const IkVec& from, const IkVec& to) {
 }
 
 /// What the closed form needs of an arm, computed once from its axes, points and flange home
-/// pose. `solvable` is false for any arm the closed form does not cover.
+/// pose. `solvable` is false for any arm the closed form does not cover; `approximate` is true
+/// also for an arm whose axes 2 and 3 are nearly parallel (within 0.2 in the sine), whose axis 5
+/// is nearly perpendicular to axes 4 and 6, and whose wrist axes need not meet: its closed form,
+/// with those deviations ignored (the wrist centre taken where axes 4 and 5 come nearest), then
+/// gives the seeds of the numerical path.
 struct ClosedFormArm {
   bool solvable{false};
+  bool approximate{false};
   std::array<IkVec, 6> axes{};  ///< Unit joint axes at home.
   IkVec shoulderPoint{};        ///< A point on axis 1.
   IkVec axis2Point{};           ///< A point on axis 2.
@@ -172,13 +178,24 @@ inline constexpr double kAxisDistanceTolerance = 1e-10;
 inline constexpr double kWristSingularSine = 1e-13;
 
 /// \returns atan2(B, A) ± acos(c / ρ) into `out` (one value when they coincide); 0 values when
-/// |c| > ρ (1 + kReachTolerance).
-inline std::size_t solveCosSin(double a, double b, double c, double rho,
-                               std::array<double, 2>& out) {
+/// |c| > ρ (1 + kReachTolerance). With a positive `seedSpread` (radians) it seeds instead: always
+/// two values, the offset clamped into [seedSpread, π − seedSpread], so that a pose just beyond
+/// the reach of a nearby arm still seeds both branches of the true one.
+inline std::size_t solveCosSin(double a, double b, double c, double rho, std::array<double, 2>& out,
+                               double seedSpread = 0.0) {
   const double ratio = c / rho;
+  const double base = std::atan2(b, a);
+  if (seedSpread > 0.0) {
+    if (std::isnan(ratio))
+      return 0;
+    const double offset = std::clamp(std::acos(std::clamp(ratio, -1.0, 1.0)), seedSpread,
+                                     3.141592653589793 - seedSpread);
+    out[0] = base + offset;
+    out[1] = base - offset;
+    return 2;
+  }
   if (!(std::abs(ratio) <= 1.0 + kReachTolerance))
     return 0;
-  const double base = std::atan2(b, a);
   if (std::abs(ratio) >= 1.0 - kReachTolerance) {
     out[0] = ratio > 0.0 ? base : base + 3.141592653589793;
     return 1;
@@ -189,9 +206,10 @@ inline std::size_t solveCosSin(double a, double b, double c, double rho,
   return 2;
 }
 
-/// Solves the target (rotation `r`, position `p`) into `out`.
+/// Solves the target (rotation `r`, position `p`) into `out`. With a positive `seedSpread` the
+/// branches seed the numerical path (see solveCosSin).
 inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec& p,
-                            const FreeJoints& free, BaseSolutions& out) {
+                            const FreeJoints& free, BaseSolutions& out, double seedSpread = 0.0) {
   out.count = 0;
   const IkVec& k1 = arm.axes[0];
   const IkVec& k2 = arm.axes[1];
@@ -218,7 +236,7 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
                                              : free.joint1 + 3.141592653589793};
     n1 = 2;
   } else {
-    n1 = solveCosSin(a1, b1, c1, rho1, theta1);
+    n1 = solveCosSin(a1, b1, c1, rho1, theta1, seedSpread);
   }
 
   for (std::size_t i1 = 0; i1 < n1; ++i1) {
@@ -230,7 +248,7 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
     const double tt = t.squaredNorm();
     std::array<double, 2> phi{};
     const std::size_t n3 = solveCosSin(arm.linkCosine, arm.linkSine, 0.5 * (tt - arm.linkSquares),
-                                       arm.linkProduct, phi);
+                                       arm.linkProduct, phi, seedSpread);
     const Mat3 r1 = axisRotation(k1, cos1, sin1);
     for (std::size_t i3 = 0; i3 < n3; ++i3) {
       const double cos3 = std::cos(phi[i3]);
@@ -268,7 +286,8 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
   }
 }
 
-/// \returns the closed-form description of `robot`, or one with `solvable` false.
+/// \returns the closed-form description of `robot`, or one with `solvable` (and perhaps
+/// `approximate`) false.
 ClosedFormArm MakeClosedFormArm(const RobotConfig& robot);
 
 }  // namespace zor::rob::detail

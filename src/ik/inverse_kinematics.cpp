@@ -205,11 +205,11 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
   const Target target = targetOf(robot, pose);
   Branches branches;
   const ClosedFormArm& arm = closedFormArmOf(robot);
+  FreeJoints free;
+  free.joint1 = degToRad(seed != nullptr ? seed->values[0] : robot.homeJoint.values[0]);
+  free.joint2 = degToRad(seed != nullptr ? seed->values[1] : robot.homeJoint.values[1]);
+  free.joint4 = degToRad(seed != nullptr ? seed->values[3] : 0.0);
   if (arm.solvable) {
-    FreeJoints free;
-    free.joint1 = degToRad(seed != nullptr ? seed->values[0] : robot.homeJoint.values[0]);
-    free.joint2 = degToRad(seed != nullptr ? seed->values[1] : robot.homeJoint.values[1]);
-    free.joint4 = degToRad(seed != nullptr ? seed->values[3] : 0.0);
     BaseSolutions base;
     solveClosedForm(arm, target.rotation, target.position, free, base);
     for (std::size_t s = 0; s < base.count; ++s) {
@@ -220,7 +220,7 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
     }
   } else {
     NumericalSolutions found;
-    solveFromSeeds(robot, target.rotation, target.position, seed, found);
+    solveFromSeeds(robot, arm, target.rotation, target.position, seed, free, found);
     for (std::size_t s = 0; s < found.count; ++s)
       branches.add(found.solutions[s]);
   }
@@ -310,6 +310,11 @@ Pose TargetOfFlangePose(const Pose& flange, const ToolData& tool, const WObjData
   if (tool.robhold)
     return detail::poseOf(objectInverse * flangeFrame * toolFrame);
   return detail::poseOf(objectInverse * flangeFrame.inverse() * toolFrame);
+}
+
+IkStatus RobotConfig::findAllJointSolutions(const Pose& flangePose, const RobJoint* seed,
+                                            TargetConfiguration& solutions) const {
+  return detail::solveAll(*this, flangePose, seed, solutions);
 }
 
 TargetConfiguration RobotConfig::getAllJointSolutions(const Pose& flangePose) const {

@@ -14,6 +14,9 @@ namespace {
 constexpr double kPositionTolerance = 1e-10;
 /// … and its rotation within this angle (radians) of the target rotation.
 constexpr double kRotationTolerance = 1e-12;
+/// Smallest offset (radians) of the two branches of a subproblem when seeding from the nearby
+/// arm: about 3 degrees.
+constexpr double kSeedSpread = 0.05;
 /// Damping steps before giving up; each iteration either lowers the error or raises the damping.
 constexpr int kMaxIterations = 200;
 /// The initial damping, relative to the largest diagonal entry of JᵀJ, and its bounds.
@@ -78,7 +81,7 @@ Eigen::Matrix<double, 6, 6> flangeJacobian(const RobotConfig& robot,
   for (std::size_t i = 0; i < 6; ++i) {
     const IkVec axis = robot.jointAxes[i].normalized();
     axes[i] = link.rotation.rotateVector(axis);
-    points[i] = link.transform(robot.jointPoints[i].toVec3());
+    points[i] = link.transform(robot.jointPoints[i]).toVec3();
     link *= jointMotion(axis, robot.jointPoints[i], joints[i]);
   }
   link *= robot.flangeHome;
@@ -147,7 +150,8 @@ bool solveNumerically(const RobotConfig& robot, const Mat3& r, const IkVec& p,
   return error.converged();
 }
 
-void solveFromSeeds(const RobotConfig& robot, const Mat3& r, const IkVec& p, const RobJoint* seed,
+void solveFromSeeds(const RobotConfig& robot, const ClosedFormArm& arm, const Mat3& r,
+                    const IkVec& p, const RobJoint* seed, const FreeJoints& free,
                     NumericalSolutions& out) {
   out.count = 0;
   const auto tryFrom = [&](const std::array<double, 6>& start) {
@@ -157,6 +161,19 @@ void solveFromSeeds(const RobotConfig& robot, const Mat3& r, const IkVec& p, con
   };
   if (seed != nullptr)
     tryFrom(seed->values);
+  if (arm.approximate) {
+    // The branches of the nearby arm that the closed form solves.
+    BaseSolutions base;
+    solveClosedForm(arm, r, p, free, base, kSeedSpread);
+    for (std::size_t b = 0; b < base.count; ++b) {
+      std::array<double, 6> start{};
+      for (std::size_t i = 0; i < 6; ++i)
+        start[i] = radToDeg(base.solutions[b][i]);
+      tryFrom(start);
+    }
+    if (base.count > 0)
+      return;
+  }
   // One seed per configuration: joint 1 facing the target or turned away from it, the elbow a
   // quarter turn either side of its stretched position, the wrist tilted either way.
   const double facing = radToDeg(std::atan2(p.y, p.x));

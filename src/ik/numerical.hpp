@@ -25,9 +25,11 @@ struct NumericalSolutions {
 bool solveNumerically(const RobotConfig& robot, const Mat3& r, const IkVec& p,
                       std::array<double, 6>& joints);
 
-/// Runs solveNumerically from the seeds of every configuration (and from `seed` first when it is
-/// given) and collects the solutions that converged.
-void solveFromSeeds(const RobotConfig& robot, const Mat3& r, const IkVec& p, const RobJoint* seed,
+/// Runs solveNumerically from `seed` (when given) and then from the closed-form branches of the
+/// nearby arm when `arm.approximate`, or else (or when those give no branch) from one seed per
+/// configuration, and collects the solutions that converged.
+void solveFromSeeds(const RobotConfig& robot, const ClosedFormArm& arm, const Mat3& r,
+                    const IkVec& p, const RobJoint* seed, const FreeJoints& free,
                     NumericalSolutions& out);
 
 }  // namespace zor::rob::detail

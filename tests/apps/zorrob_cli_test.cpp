@@ -33,6 +33,7 @@ TEST(ZorrobTour, ToursTheDefaultArm) {
   EXPECT_EQ(r.out.rfind("zorrob: a short tour of the arm 'default'.", 0), 0u);
   for (const char* section :
        {"\n== The arm ==\n", "\n== The home target ==\n", "\n== Forward kinematics ==\n",
+        "\n== Inverse kinematics of the first target ==\n",
         "\n== A circular move through three points, zone z50 ==\n"})
     EXPECT_NE(r.out.find(section), std::string::npos) << section;
   // The summary.
@@ -101,6 +102,13 @@ TEST(ZorrobTour, JsonHoldsEverySection) {
             1e-8);
   EXPECT_EQ(j["fk"][1]["singularity"], "elbow");
   EXPECT_EQ(j["fk"][2]["limits"]["allowed"], false);
+  // The inverse kinematics of the ordinary pose: every solution, the one of its configuration
+  // and the one nearest to a seed, each of the last two its own joints again.
+  ASSERT_EQ(j["ik"].size(), 3u);
+  EXPECT_EQ(j["ik"][0]["request"], "all");
+  for (std::size_t i = 0; i < 6; ++i)
+    EXPECT_NEAR(j["ik"][1]["solutions"][0]["joints"][i].get<double>(), joints[i], 1e-9);
+  EXPECT_EQ(j["ik"][2]["solutions"][0]["joints"].size(), 6u);
   const json& circle = j["circle"];
   EXPECT_NEAR(circle["radius"].get<double>(), 300.0, 1e-9);
   EXPECT_EQ(circle["zone"]["name"], "z50");
@@ -283,7 +291,7 @@ struct BadLine {
 
 TEST(ZorrobUsage, EveryBadCommandLineGivesOneLineAndStatus2) {
   const std::string commands =
-      " (commands: fk, jacobian, circle, tables, arm, audit; see zorrob --help)";
+      " (commands: fk, ik, jacobian, circle, tables, arm, audit; see zorrob --help)";
   const std::vector<BadLine> cases{
       {{"fk", "1", "2", "3"}, "zorrob fk: expected 6 joint values (J1 ... J6, degrees), got 3"},
       {{"fk", "1", "2", "3", "4", "5", "6", "7"},

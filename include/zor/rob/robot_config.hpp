@@ -195,6 +195,11 @@ struct ZORROB_API RobotConfig {
   TargetConfiguration getAllJointSolutions(const Pose& flangePose) const;
   /// The same, with free joints kept at the values of `seed`.
   TargetConfiguration getAllJointSolutions(const Pose& flangePose, const RobJoint& seed) const;
+  /// getAllJointSolutions into `solutions` (cleared first, its capacity reused: a caller that
+  /// keeps the list allocates nothing once it has grown), with the verdict: found, outOfReach or
+  /// outsideJointLimits. `seed` may be null (no seed).
+  IkStatus findAllJointSolutions(const Pose& flangePose, const RobJoint* seed,
+                                 TargetConfiguration& solutions) const;
   /// \returns every joint solution that puts the tool centre point of `tool` at `target` (in the
   /// object frame of `wobj`; see FlangePoseOfTarget, whose errors it throws).
   TargetConfiguration getAllJointSolutions(const Pose& target, const ToolData& tool,

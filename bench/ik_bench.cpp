@@ -1,0 +1,311 @@
+// The inverse kinematics, timed against one getRobTarget (the forward work it undoes) and against
+// Orocos KDL's Levenberg–Marquardt solver (ChainIkSolverPos_LMA) on the same arms.
+//
+// Two arms: the default arm (closed form) and the default arm with axis 6 moved 10 mm sideways
+// off the wrist centre (no spherical wrist: the numerical path). Samples: 1024 random joint
+// vectors within the limits (fixed seed), their flange poses, and per sample a KDL seed 10
+// degrees away from the sample on every joint (random signs).
+//
+// Before anything is timed, every sample is checked: our list (from the same seed) contains the
+// sampled joints on the default arm, and on both arms it contains the solution KDL converges to
+// from the seed whenever that solution lies inside the limits. A disagreement aborts the run with
+// a message.
+//
+//   ik_bench [--check-only] [Google Benchmark flags]
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <kdl/chain.hpp>
+#include <kdl/chainiksolverpos_lma.hpp>
+#include <kdl/frames.hpp>
+#include <kdl/jntarray.hpp>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "zor/rob/robot_config.hpp"
+
+namespace {
+
+using zor::rob::Pose;
+using zor::rob::RobJoint;
+using zor::rob::RobotConfig;
+using zor::rob::TargetConfiguration;
+using zor::rob::Transform;
+
+constexpr std::size_t kSamples = 1024;
+constexpr double kPi = 3.141592653589793;
+/// KDL works in metres here (its solver weighs metres against radians), we in mm.
+constexpr double kMetre = 1000.0;
+/// Sideways offset (mm) of axis 6 from the wrist centre on the second arm.
+constexpr double kWristOffset = 10.0;
+/// KDL's weights of the position (metres) and rotation (radians) errors: equal, so that it
+/// converges in rotation as far as in position.
+const Eigen::Matrix<double, 6, 1> kKdlWeights = Eigen::Matrix<double, 6, 1>::Ones();
+/// KDL's convergence threshold and iteration budget.
+constexpr double kKdlEps = 1e-10;
+constexpr int kKdlMaxIterations = 500;
+/// A KDL solution counts as listed when one of ours lies within this (degrees) divided by
+/// |sin joint 5| (at most 1): KDL stops with the pose within about 1e-8 mm, which leaves its
+/// joints up to about 0.006 degrees off near the elbow singularity, and joints 4 and 6 farther
+/// off near the wrist singularity.
+constexpr double kListedTolerance = 0.01;
+
+double radians(double degrees) {
+  return degrees * kPi / 180.0;
+}
+
+/// One arm: ours, KDL's chain in metres, the samples, their poses and the KDL seeds.
+struct ArmFixture {
+  RobotConfig robot;
+  KDL::Chain chain;
+  std::vector<RobJoint> joints;
+  std::vector<Pose> poses;
+  std::vector<KDL::Frame> kdlPoses;
+  std::vector<KDL::JntArray> kdlSeeds;
+
+  ArmFixture(RobotConfig arm, double wristOffset) : robot(std::move(arm)) {
+    const zor::rob::OrthoParallelGeometry g = zor::rob::DefaultArmGeometry();
+    using KDL::Frame;
+    using KDL::Joint;
+    using KDL::Segment;
+    using KDL::Vector;
+    const double m = 1.0 / kMetre;
+    chain.addSegment(Segment(Joint(Joint::RotZ), Frame(Vector(g.a1 * m, g.b * m, g.c1 * m))));
+    chain.addSegment(Segment(Joint(Joint::RotY), Frame(Vector(0.0, 0.0, g.c2 * m))));
+    chain.addSegment(Segment(Joint(Joint::RotY), Frame(Vector(g.c3 * m, 0.0, g.a2 * m))));
+    chain.addSegment(Segment(Joint(Joint::RotX), Frame::Identity()));
+    chain.addSegment(Segment(Joint(Joint::RotY), Frame(Vector(0.0, wristOffset * m, 0.0))));
+    chain.addSegment(Segment(Joint(Joint::RotX),
+                             Frame(KDL::Rotation::RotY(kPi / 2.0), Vector(g.c4 * m, 0.0, 0.0))));
+    std::mt19937_64 engine(20261123);
+    std::uniform_int_distribution<int> sign(0, 1);
+    for (std::size_t s = 0; s < kSamples; ++s) {
+      RobJoint j;
+      KDL::JntArray seed(6);
+      for (std::size_t k = 0; k < 6; ++k) {
+        j.values[k] =
+            std::uniform_real_distribution<double>(robot.jointMin[k], robot.jointMax[k])(engine);
+        seed(static_cast<unsigned int>(k)) = radians(j.values[k] + (sign(engine) ? 10.0 : -10.0));
+      }
+      joints.push_back(j);
+      const Transform t = robot.getWristPoseInBase(j);
+      poses.push_back({t.translation.toPos(), t.rotation.toOrient()});
+      const auto& r = t.rotation;
+      kdlPoses.emplace_back(
+          KDL::Rotation::Quaternion(r.x, r.y, r.z, r.w),
+          KDL::Vector(t.translation.x * m, t.translation.y * m, t.translation.z * m));
+      kdlSeeds.push_back(seed);
+    }
+  }
+};
+
+/// The default arm with axis 6 (and the flange) moved `offset` mm along base y at home.
+RobotConfig offsetWristArm(double offset) {
+  RobotConfig arm = zor::rob::DefaultArm();
+  std::array<zor::rob::Vec3Template<double>, 6> axes = arm.jointAxes;
+  std::array<zor::rob::PosTemplate<double>, 6> points = arm.jointPoints;
+  points[5].y += offset;
+  Transform flange = arm.flangeHome;
+  flange.translation.y += offset;
+  return zor::rob::MakeRobotConfig(axes, points, flange, arm.jointMin, arm.jointMax, arm.homeJoint,
+                                   arm.elbowOffset, arm.jointCoupling);
+}
+
+ArmFixture& closedForm() {
+  static ArmFixture f(zor::rob::DefaultArm(), 0.0);
+  return f;
+}
+
+ArmFixture& numerical() {
+  static ArmFixture f(offsetWristArm(kWristOffset), kWristOffset);
+  return f;
+}
+
+[[noreturn]] void fail(const char* arm, std::size_t sample, const std::string& what) {
+  std::fprintf(stderr, "ik_bench: %s arm, sample %zu: %s\n", arm, sample, what.c_str());
+  std::exit(EXIT_FAILURE);
+}
+
+double distance(const RobJoint& a, const RobJoint& b) {
+  double d = 0.0;
+  for (std::size_t i = 0; i < 6; ++i)
+    d = std::max(d, std::abs(a.values[i] - b.values[i]));
+  return d;
+}
+
+bool listed(const TargetConfiguration& all, const RobJoint& j) {
+  const double tolerance = kListedTolerance / std::abs(std::sin(radians(j.values[4])));
+  for (const RobJoint& s : all.joints)
+    if (distance(s, j) <= std::max(tolerance, kListedTolerance))
+      return true;
+  return false;
+}
+
+bool insideLimits(const RobotConfig& arm, const RobJoint& j) {
+  for (int i = 0; i < 6; ++i)
+    if (!arm.isJointAllowed(i, j.values[static_cast<std::size_t>(i)],
+                            i == 1 ? j.values[2] : j.values[1]))
+      return false;
+  return true;
+}
+
+/// Checks one arm; \returns how many KDL solutions inside the limits were compared.
+std::size_t check(const char* name, ArmFixture& f, bool mustContainSample) {
+  KDL::ChainIkSolverPos_LMA lma(f.chain, kKdlWeights, kKdlEps, kKdlMaxIterations);
+  KDL::JntArray out(6);
+  std::size_t compared = 0;
+  for (std::size_t s = 0; s < kSamples; ++s) {
+    // Ours from the same seed as KDL (the numerical path starts from it; the closed form ignores
+    // it away from singularities).
+    RobJoint seed;
+    for (std::size_t k = 0; k < 6; ++k)
+      seed.values[k] = f.kdlSeeds[s](static_cast<unsigned int>(k)) * 180.0 / kPi;
+    const TargetConfiguration all = f.robot.getAllJointSolutions(f.poses[s], seed);
+    if (mustContainSample && !listed(all, f.joints[s]))
+      fail(name, s, "the sampled joints " + f.joints[s].toString() + " are not listed");
+    if (lma.CartToJnt(f.kdlSeeds[s], f.kdlPoses[s], out) < 0)
+      continue;
+    RobJoint kdl;
+    for (std::size_t k = 0; k < 6; ++k)
+      kdl.values[k] = out(static_cast<unsigned int>(k)) * 180.0 / kPi;
+    if (!insideLimits(f.robot, kdl))
+      continue;
+    ++compared;
+    if (!listed(all, kdl)) {
+      double nearest = 1e300;
+      for (const RobJoint& j : all.joints)
+        nearest = std::min(nearest, distance(j, kdl));
+      fail(name, s,
+           "KDL's solution " + kdl.toString() + " is not listed (nearest " +
+               std::to_string(nearest) + " degrees away; KDL position error " +
+               std::to_string(lma.lastTransDiff * kMetre) + " mm)");
+    }
+  }
+  return compared;
+}
+
+// One call per iteration, cycling through the samples.
+
+void BM_RobTarget(benchmark::State& state) {
+  const ArmFixture& f = closedForm();
+  std::size_t s = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(f.robot.getRobTarget(f.joints[s]));
+    s = (s + 1) % kSamples;
+  }
+}
+BENCHMARK(BM_RobTarget);
+
+/// Every labelled solution into a list that is kept (no allocation once it has grown).
+void BM_AllSolutionsReused(benchmark::State& state) {
+  const ArmFixture& f = closedForm();
+  TargetConfiguration all;
+  std::size_t s = 0;
+  std::size_t solutions = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(f.robot.findAllJointSolutions(f.poses[s], nullptr, all));
+    solutions += all.size();
+    s = (s + 1) % kSamples;
+  }
+  state.counters["solutions"] =
+      benchmark::Counter(static_cast<double>(solutions), benchmark::Counter::kAvgIterations);
+}
+BENCHMARK(BM_AllSolutionsReused);
+
+/// getAllJointSolutions as most callers use it: a fresh list per call.
+void BM_GetAllJointSolutions(benchmark::State& state) {
+  const ArmFixture& f = closedForm();
+  std::size_t s = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(f.robot.getAllJointSolutions(f.poses[s]));
+    s = (s + 1) % kSamples;
+  }
+}
+BENCHMARK(BM_GetAllJointSolutions);
+
+void BM_NearestJointSolution(benchmark::State& state) {
+  const ArmFixture& f = closedForm();
+  std::size_t s = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(f.robot.findNearestJointSolution(f.poses[s], f.joints[s]));
+    s = (s + 1) % kSamples;
+  }
+}
+BENCHMARK(BM_NearestJointSolution);
+
+/// KDL from a seed 10 degrees away: one solution per call.
+void kdlLma(benchmark::State& state, ArmFixture& f) {
+  KDL::ChainIkSolverPos_LMA lma(f.chain, kKdlWeights, kKdlEps, kKdlMaxIterations);
+  KDL::JntArray out(6);
+  std::size_t s = 0;
+  std::size_t converged = 0;
+  for (auto _ : state) {
+    if (lma.CartToJnt(f.kdlSeeds[s], f.kdlPoses[s], out) >= 0)
+      ++converged;
+    benchmark::DoNotOptimize(out.data.data());
+    s = (s + 1) % kSamples;
+  }
+  state.counters["solutions"] =
+      benchmark::Counter(static_cast<double>(converged), benchmark::Counter::kAvgIterations);
+}
+
+void BM_KdlLmaFrom10Degrees(benchmark::State& state) {
+  kdlLma(state, closedForm());
+}
+BENCHMARK(BM_KdlLmaFrom10Degrees);
+
+/// The numerical path: every solution it finds from its seeds (the counter gives how many per
+/// pose; divide the time by it for the time per solution).
+void BM_NumericalAllSolutions(benchmark::State& state) {
+  const ArmFixture& f = numerical();
+  TargetConfiguration all;
+  std::size_t s = 0;
+  std::size_t solutions = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(f.robot.findAllJointSolutions(f.poses[s], nullptr, all));
+    solutions += all.size();
+    s = (s + 1) % kSamples;
+  }
+  state.counters["solutions"] =
+      benchmark::Counter(static_cast<double>(solutions), benchmark::Counter::kAvgIterations);
+}
+BENCHMARK(BM_NumericalAllSolutions);
+
+void BM_KdlLmaFrom10DegreesOffsetWrist(benchmark::State& state) {
+  kdlLma(state, numerical());
+}
+BENCHMARK(BM_KdlLmaFrom10DegreesOffsetWrist);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  bool checkOnly = false;
+  std::vector<char*> args;
+  for (int i = 0; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--check-only") == 0)
+      checkOnly = true;
+    else
+      args.push_back(argv[i]);
+  }
+  const std::size_t closed = check("default", closedForm(), true);
+  const std::size_t offset = check("offset-wrist", numerical(), false);
+  std::printf(
+      "ik_bench: every KDL solution inside the limits is listed (%zu on the default arm, %zu on "
+      "the offset-wrist arm, of %zu samples each)\n",
+      closed, offset, kSamples);
+  if (checkOnly)
+    return EXIT_SUCCESS;
+
+  int benchArgc = static_cast<int>(args.size());
+  benchmark::Initialize(&benchArgc, args.data());
+  if (benchmark::ReportUnrecognizedArguments(benchArgc, args.data()))
+    return EXIT_FAILURE;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return EXIT_SUCCESS;
+}
