@@ -14,6 +14,14 @@
 #include "support/test_support.hpp"
 #include "zor/rob/arm_import.hpp"
 
+// urdfdom itself leaks the links of a description whose joint names one link as both parent and
+// child (a shared_ptr cycle it builds before it checks the tree), and a few rejections here feed
+// it exactly that. The leak is in urdfdom, not in this library: keep LeakSanitizer quiet about
+// frames of urdfdom's model library only. Outside a sanitizer build nothing calls this.
+extern "C" const char* __lsan_default_suppressions() {
+  return "leak:liburdfdom_model";
+}
+
 namespace zor::rob {
 namespace {
 
