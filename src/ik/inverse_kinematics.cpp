@@ -30,6 +30,8 @@ namespace {
 
 constexpr double kTurn = 360.0;
 constexpr double kTurnsPerDegree = 1.0 / kTurn;
+/// RadToDeg as one multiplication (it divides by π), for the many angles of a query.
+constexpr double kDegreesPerRadian = 180.0 / kPi;
 /// Turns are enumerated within ±this (degrees, 100 turns) however wide the limits are.
 constexpr double kWidestLimit = 18000.0;
 /// Two branches whose joints all agree within this (degrees, modulo a turn) are one solution:
@@ -93,7 +95,8 @@ struct Branches {
   std::array<std::array<double, 6>, kMaxNumericalSolutions> joints{};
   std::size_t count{0};
 
-  void add(const std::array<double, 6>& j) {
+  /// Adds `j` unless it repeats a branch already there.
+  void addUnlessRepeated(const std::array<double, 6>& j) {
     for (std::size_t i = 0; i < count; ++i)
       if (sameModuloTurns(joints[i], j))
         return;
@@ -105,8 +108,9 @@ struct Branches {
 struct Target {
   Mat3 rotation{};
   IkVec position{};
-  double labelAngle{0.0};   ///< φ (degrees) of the wrist centre that labels use.
-  double labelRadius{0.0};  ///< Its distance (mm) from the base z axis.
+  double labelAngle{0.0};      ///< φ (degrees) of the wrist centre that labels use.
+  double labelRadius{0.0};     ///< Its distance (mm) from the base z axis.
+  double stretchedElbow{0.0};  ///< Joint 3 (degrees) where the elbow bit changes.
 };
 
 Target targetOf(const RobotConfig& robot, const Pose& pose) {
@@ -123,6 +127,7 @@ Target targetOf(const RobotConfig& robot, const Pose& pose) {
   atan2s(std::array<double, 1>{wcp.y}, std::array<double, 1>{wcp.x}, angle);
   t.labelAngle = RadToDeg(angle[0]);
   t.labelRadius = std::sqrt(wcp.x * wcp.x + wcp.y * wcp.y);
+  t.stretchedElbow = -RadToDeg(robot.elbowOffset);
   return t;
 }
 
@@ -130,10 +135,10 @@ Target targetOf(const RobotConfig& robot, const Pose& pose) {
 ConfData labelOf(const RobotConfig& robot, const Target& target, const RobJoint& joints) {
   const std::array<double, 6>& j = joints.values;
   const double fromBoundary = std::abs(std::abs(target.labelAngle - j[0]) - 90.0);
-  if (!(DegToRad(fromBoundary) * target.labelRadius > kLabelMargin))
+  if (!(fromBoundary * (kPi / 180.0) * target.labelRadius > kLabelMargin))
     return ConfData::FromRobJoint(joints, robot);
   const bool behind = !(std::abs(target.labelAngle - j[0]) <= 90.0);
-  const bool elbow = !(j[2] > -RadToDeg(robot.elbowOffset));
+  const bool elbow = !(j[2] > target.stretchedElbow);
   const bool wrist = j[4] < 0.0;
   return {AngleToQuadrant(j[0]), AngleToQuadrant(j[3]), AngleToQuadrant(j[5]),
           (behind ? 4 : 0) + (elbow ? 2 : 0) + (wrist ? 1 : 0)};
@@ -172,13 +177,22 @@ TurnRange turnsOf(double lo, double hi, double value) {
     return {0, 0};
   if (!(std::abs(value) < kWidestLimit))
     return {};  // also NaN: no solution
-  // A range at most one turn too wide on either side (truncation toward zero), then tightened
-  // with the exact strict test.
-  TurnRange r{static_cast<long>((lo - value) * kTurnsPerDegree) - 1,
-              static_cast<long>((hi - value) * kTurnsPerDegree) + 1};
-  while (r.first <= r.last && !(value + kTurn * static_cast<double>(r.first) > lo))
+  // The integers just above (lo − value) / 360 and just below (hi − value) / 360, then corrected
+  // by the exact strict test where the quotients' rounding put them one off.
+  const double below = (lo - value) * kTurnsPerDegree;
+  const double above = (hi - value) * kTurnsPerDegree;
+  TurnRange r{static_cast<long>(below), static_cast<long>(above)};
+  if (static_cast<double>(r.first) <= below)
     ++r.first;
-  while (r.last >= r.first && !(value + kTurn * static_cast<double>(r.last) < hi))
+  if (static_cast<double>(r.last) >= above)
+    --r.last;
+  while (value + kTurn * static_cast<double>(r.first - 1) > lo)
+    --r.first;
+  while (!(value + kTurn * static_cast<double>(r.first) > lo))
+    ++r.first;
+  while (value + kTurn * static_cast<double>(r.last + 1) < hi)
+    ++r.last;
+  while (!(value + kTurn * static_cast<double>(r.last) < hi))
     --r.last;
   return r;
 }
@@ -201,8 +215,17 @@ void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
       return;
   }
   std::array<long, 6> k{};
-  for (std::size_t i = 0; i < 6; ++i)
+  bool onlyThisTurn = true;
+  for (std::size_t i = 0; i < 6; ++i) {
     k[i] = turns[i].first;
+    onlyThisTurn = onlyThisTurn && turns[i].first == 0 && turns[i].last == 0;
+  }
+  if (onlyThisTurn && !windows.coupled) {
+    RobJoint j;
+    j.values = branch;
+    use(j);
+    return;
+  }
   for (;;) {
     RobJoint j;
     for (std::size_t i = 0; i < 6; ++i)
@@ -243,17 +266,19 @@ Target solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint*
   if (arm.solvable) {
     BaseSolutions base;
     solveClosedForm(arm, target.rotation, target.position, free, base);
+    // The closed form's branches never repeat one another: two joint-1 or two elbow branches
+    // differ by at least 2 acos(1 - kReachTolerance) (they are one where they would come nearer),
+    // and the two wrist branches by half a turn of joint 4.
     for (std::size_t s = 0; s < base.count; ++s) {
-      std::array<double, 6> deg{};
       for (std::size_t i = 0; i < 6; ++i)
-        deg[i] = RadToDeg(base.solutions[s][i]);
-      branches.add(deg);
+        branches.joints[s][i] = base.solutions[s][i] * kDegreesPerRadian;
     }
+    branches.count = base.count;
   } else {
     NumericalSolutions found;
     solveFromSeeds(robot, arm, target.rotation, target.position, seed, free, found);
     for (std::size_t s = 0; s < found.count; ++s)
-      branches.add(found.solutions[s]);
+      branches.addUnlessRepeated(found.solutions[s]);
   }
   return target;
 }
