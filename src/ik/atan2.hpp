@@ -4,8 +4,7 @@
 //
 // Implementation notes. The closed form of one pose ends in about twenty independent angles;
 // through the C library's atan2 they took most of its time. Here they are evaluated two at a time
-// in the vector registers every x86-64 and AArch64 processor has (GCC/Clang vector extensions, no
-// instruction-set flags needed), without branches:
+// in the vector registers (lanes.hpp), without branches:
 // - Octant: with a = |y| and b = |x|, the angle of (a, b) is atan(n / d) for n = min(a, b) and
 //   d = max(a, b), or π/2 minus it when a > b; x < 0 turns it into π minus it, and the sign of y
 //   signs the result, exactly as atan2 does (for ±0 as well).
@@ -24,15 +23,11 @@
 #include <cmath>
 #include <cstddef>
 
+#include "ik/lanes.hpp"
+
 namespace zor::rob::detail {
 
-#if defined(__GNUC__)
-
 namespace atan2_impl {
-
-using Double2 = double __attribute__((vector_size(16)));
-using Bits2 = unsigned long long __attribute__((vector_size(16)));
-using Mask2 = long long __attribute__((vector_size(16)));
 
 inline constexpr double kPi = 3.141592653589793;
 inline constexpr unsigned long long kSignBit = 0x8000000000000000ULL;
@@ -44,12 +39,6 @@ inline constexpr std::array<double, 4> kCentreTangent{0.198912367379658, 0.41421
                                                       0.6681786379192989, 1.0};
 inline constexpr std::array<double, 4> kCentreAngle{kPi / 16.0, kPi / 8.0, 3.0 * kPi / 16.0,
                                                     kPi / 4.0};
-
-/// `mask` ? a : b, lane by lane, for a mask of all-ones or all-zeros lanes.
-[[gnu::always_inline]] inline Double2 select(Mask2 mask, Double2 a, Double2 b) {
-  const Bits2 m = std::bit_cast<Bits2>(mask);
-  return std::bit_cast<Double2>((std::bit_cast<Bits2>(a) & m) | (std::bit_cast<Bits2>(b) & ~m));
-}
 
 /// atan2(y, x) of both lanes, all finite. Always inlined: as a call, its vectors would pass
 /// through memory. Only double comparisons and bitwise operations on the sign bits are used:
@@ -112,8 +101,7 @@ template <std::size_t N>
 [[gnu::always_inline]] inline void atan2s(const std::array<double, N>& y,
                                           const std::array<double, N>& x,
                                           std::array<double, N>& out) {
-  using atan2_impl::Double2;
-  atan2_impl::Mask2 bad{0, 0};
+  Mask2 bad{0, 0};
   for (std::size_t i = 0; i < N; i += 2) {
     const bool pair = i + 1 < N;
     Double2 yi{y[i], pair ? y[i + 1] : 0.0};
@@ -126,22 +114,10 @@ template <std::size_t N>
     if (pair)
       out[i + 1] = r[1];
   }
-  if ((bad[0] | bad[1]) != 0) [[unlikely]] {
+  if (any(bad)) [[unlikely]] {
     for (std::size_t i = 0; i < N; ++i)
       out[i] = std::atan2(y[i], x[i]);
   }
 }
-
-#else
-
-/// Sets out[i] = atan2(y[i], x[i]) (radians), i = 0 … N − 1.
-template <std::size_t N>
-inline void atan2s(const std::array<double, N>& y, const std::array<double, N>& x,
-                   std::array<double, N>& out) {
-  for (std::size_t i = 0; i < N; ++i)
-    out[i] = std::atan2(y[i], x[i]);
-}
-
-#endif
 
 }  // namespace zor::rob::detail

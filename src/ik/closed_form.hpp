@@ -37,6 +37,7 @@
 #include <cstddef>
 
 #include "ik/atan2.hpp"
+#include "ik/lanes.hpp"
 #include "zor/rob/robot_config.hpp"
 #include "zor/rob/vectors.hpp"
 
@@ -83,11 +84,6 @@ inline Mat3 rotationMatrix(double w, double x, double y, double z) {
   return r;
 }
 
-/// \returns Rot(k, θ) · v for the unit axis k: v cos θ + (k × v) sin θ + k (k·v)(1 − cos θ).
-inline IkVec rotateAbout(const IkVec& k, double c, double s, const IkVec& v) {
-  return v * c + k.cross(v) * s + k * (k.dot(v) * (1.0 - c));
-}
-
 /// The direction (cos θ, sin θ) of an angle θ, or of any length when so documented. The closed
 /// form works with these and turns them into angles only at the end, all at once.
 struct CosSin {
@@ -100,17 +96,6 @@ struct CosSin {
     return n > 0.0 ? CosSin{c / n, s / n} : CosSin{};
   }
 };
-
-/// \returns the direction of the turn about the unit axis k that brings the part of `from`
-/// normal to k onto the direction of the part of `to` normal to k, of length the product of the
-/// parts' lengths. The parts are formed first: their dot product then keeps its precision when
-/// both are short (near the wrist singularity), where v·w − (k·v)(k·w) would cancel to rounding
-/// noise.
-inline CosSin turnAbout(const IkVec& k, const IkVec& from, const IkVec& to) {
-  const IkVec f = from - k * k.dot(from);
-  const IkVec t = to - k * k.dot(to);
-  return {f.dot(t), k.dot(f.cross(t))};
-}
 
 /// What the closed form needs of an arm, computed once from its axes, points and flange home
 /// pose. `solvable` is false for any arm the closed form does not cover; `approximate` is true
@@ -209,8 +194,9 @@ inline std::size_t solveCosSin(double a, double b, double c, double rho, std::ar
 }
 
 /// The angles of one pose's closed form as (y, x) pairs of atan2, evaluated all at once: joint 1
-/// (two), then per arm branch b = 2 · (joint-1 branch) + (elbow branch): the elbow angle φ,
-/// joint 2, the wrist angle α, joint 4 and joint 6 of its first wrist branch.
+/// (two), then per arm branch b = 2 · (elbow branch) + (joint-1 branch): the elbow angle φ,
+/// joint 2, the wrist angle α, joint 4 and joint 6 of its first wrist branch. The two joint-1
+/// branches of one elbow branch sit side by side, as they are computed.
 struct ClosedFormAngles {
   static constexpr std::size_t kJoint1 = 0;
   static constexpr std::size_t kElbow = 2;
@@ -223,18 +209,16 @@ struct ClosedFormAngles {
   std::array<double, kCount> y{};
   std::array<double, kCount> x{};
 
-  ClosedFormAngles() { x.fill(1.0); }
-  void set(std::size_t slot, const CosSin& d) {
-    y[slot] = d.s;
-    x[slot] = d.c;
+  /// Sets the slots `first` and `first` + 1 from the two lanes of `d`; (0, 1) where `valid` is
+  /// not set, so that the unused lanes stay finite.
+  [[gnu::always_inline]] void set(std::size_t first, const CosSin2& d, Mask2 valid) {
+    const Double2 dy = select(valid, d.s, splat(0.0));
+    const Double2 dx = select(valid, d.c, splat(1.0));
+    y[first] = dy[0];
+    y[first + 1] = dy[1];
+    x[first] = dx[0];
+    x[first + 1] = dx[1];
   }
-};
-
-/// One branch of joints 1 to 3 and its wrist, as the closed form leaves it for the angles.
-struct ArmBranch {
-  bool onAxis2{false};        ///< Joint 2 is free (FreeJoints::joint2).
-  bool wristSingular{false};  ///< Joint 4 is free (FreeJoints::joint4), one wrist branch.
-  double wristAngle{0.0};     ///< α (0 or π) on the wrist singularity.
 };
 
 /// \returns θ − π for a positive θ, θ + π otherwise: within (−π, π] for θ within [−π, π].
@@ -242,31 +226,40 @@ inline double halfTurnFrom(double theta) {
   return theta > 0.0 ? theta - 3.141592653589793 : theta + 3.141592653589793;
 }
 
+/// \returns the unit direction per lane; (1, 0) for a zero one.
+[[gnu::always_inline]] inline CosSin2 normalized(const CosSin2& d) {
+  const Double2 n = sqrt(d.c * d.c + d.s * d.s);
+  const Mask2 zero = n == 0.0;
+  const Double2 inverse = 1.0 / select(zero, splat(1.0), n);
+  return {select(zero, splat(1.0), d.c * inverse), d.s * inverse};
+}
+
+/// \returns (cos, sin) of `angle` in both lanes.
+inline CosSin2 directionOf(double angle) {
+  return {splat(std::cos(angle)), splat(std::sin(angle))};
+}
+
 /// Solves the target (rotation `r`, position `p`) into `out`. With a positive `seedSpread` the
 /// branches seed the numerical path (see solveCosSin).
 ///
-/// The rotations are never formed as matrices: the wrist needs Rw k6 and Rw k5 only, which are
-/// R Mᵀ k6 and R Mᵀ k5 turned back by joint 1 and then by joints 2 + 3 (one turn about k2). With
-/// w = Rw k6, joint 4 is the turn about k4 from k5 × k4 to w (the part of Rot(k5, θ5) k6 normal to
-/// k4 points along k5 × k4 when sin α > 0): atan2(k5·w, (k5 × k4)·w), of length sin α. Joint 6
-/// brings k5 onto v = Rot(k5, −θ5) Rot(k4, −θ4) Rw k5 about k6, and the turn by −θ5 need not be
-/// applied: k5·v keeps its value, and k6·(k5 × v) = (cos θ5 (k6 × k5) + sin θ5 k6)·Rot(k4, −θ4) Rw
-/// k5.
+/// The two joint-1 branches run side by side, one per lane, through joints 2 to 6, once for each
+/// elbow branch. The rotations are never formed as matrices: the wrist needs Rw k6 and Rw k5
+/// only, which are R Mᵀ k6 and R Mᵀ k5 turned back by joint 1 and then by joints 2 + 3 (one turn
+/// about k2). With w = Rw k6, joint 4 is the turn about k4 from k5 × k4 to w (the part of
+/// Rot(k5, θ5) k6 normal to k4 points along k5 × k4 when sin α > 0): atan2(k5·w, (k5 × k4)·w), of
+/// length sin α. Joint 6 brings k5 onto v = Rot(k5, −θ5) Rot(k4, −θ4) Rw k5 about k6, and the turn
+/// by −θ5 need not be applied: k5·v keeps its value, and
+/// k6·(k5 × v) = (cos θ5 (k6 × k5) + sin θ5 k6)·Rot(k4, −θ4) Rw k5.
 inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec& p,
                             const FreeJoints& free, BaseSolutions& out, double seedSpread = 0.0) {
   using Slot = ClosedFormAngles;
   out.count = 0;
-  const IkVec& k1 = arm.axes[0];
-  const IkVec& k2 = arm.axes[1];
-  const IkVec& k4 = arm.axes[3];
-  const IkVec& k5 = arm.axes[4];
-  const IkVec& k6 = arm.axes[5];
   const IkVec wrist = p + r * arm.wristInFlange;
-  const IkVec target6 = r * arm.axis6InFlange;
-  const IkVec target5 = r * arm.axis5InFlange;
   ClosedFormAngles angles;
 
   // Joint 1.
+  const IkVec& k1 = arm.axes[0];
+  const IkVec& k2 = arm.axes[1];
   const IkVec u = wrist - arm.shoulderPoint;
   const double along1 = k1.dot(u);
   const double a1 = k2.dot(u) - arm.axis12Cosine * along1;
@@ -287,67 +280,87 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
   } else {
     n1 = solveCosSin(a1, b1, c1, rho1, joint1, seedSpread);
   }
+  if (n1 == 0)
+    return;
+  const Mask2 joint1Valid{-1, n1 > 1 ? -1 : 0};
+  const CosSin2 dir1{Double2{joint1[0].c, joint1[1].c}, Double2{joint1[0].s, joint1[1].s}};
+  angles.set(Slot::kJoint1, dir1, joint1Valid);
 
+  // Joints 2 and 3, per joint-1 branch: the wrist centre turned back by joint 1, relative to
+  // axis 2, in the plane normal to k2, and the two elbow branches that reach it.
+  const Vec3x2 kk1 = Vec3x2::splat(k1);
+  const Vec3x2 kk2 = Vec3x2::splat(k2);
+  const Double2 minusSin1 = -dir1.s;
+  const Vec3x2 back = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(u)) +
+                      Vec3x2::splat(arm.shoulderPoint - arm.axis2Point);
+  const Vec3x2 t = back - kk2 * kk2.dot(back);
+  const Double2 tt = t.squaredNorm();
+  std::array<std::array<CosSin, 2>, 2> elbow{};
   std::array<std::size_t, 2> n3{};
-  std::array<ArmBranch, 4> branches{};
-  for (std::size_t i1 = 0; i1 < n1; ++i1) {
-    angles.set(Slot::kJoint1 + i1, joint1[i1]);
-    const double cos1 = joint1[i1].c;
-    const double sin1 = joint1[i1].s;
-    // The wrist centre turned back by joint 1, relative to axis 2, in the plane normal to k2.
-    const IkVec back = rotateAbout(k1, cos1, -sin1, u) + arm.shoulderPoint - arm.axis2Point;
-    const IkVec t = back - k2 * k2.dot(back);
-    const double tt = t.squaredNorm();
-    std::array<CosSin, 2> elbow{};
-    n3[i1] = solveCosSin(arm.linkCosine, arm.linkSine, 0.5 * (tt - arm.linkSquares),
-                         arm.linkProduct, elbow, seedSpread);
-    const IkVec back6 = rotateAbout(k1, cos1, -sin1, target6);
-    const IkVec back5 = rotateAbout(k1, cos1, -sin1, target5);
-    for (std::size_t i3 = 0; i3 < n3[i1]; ++i3) {
-      const std::size_t b = 2 * i1 + i3;
-      ArmBranch& branch = branches[b];
-      const CosSin& phi = elbow[i3];
-      angles.set(Slot::kElbow + b, phi);
-      branch.onAxis2 = tt < kAxisDistanceTolerance * kAxisDistanceTolerance;
-      CosSin joint2;
-      if (branch.onAxis2) {
-        joint2 = {std::cos(free.joint2), std::sin(free.joint2)};
-      } else {
-        // The turn about k2 from the reach of the two links to t; both lie normal to k2.
-        const IkVec reach = arm.upperArm + arm.forearm * phi.c + arm.forearmNormal * phi.s;
-        const CosSin turn{reach.dot(t), k2.dot(reach.cross(t))};
-        angles.set(Slot::kJoint2 + b, turn);
-        joint2 = turn.normalized();
-      }
-      // Joints 2 and 3 turn about parallel axes: their rotations compose to one about k2.
-      const double cos23 = joint2.c * phi.c - joint2.s * phi.s;
-      const double sin23 = joint2.s * phi.c + joint2.c * phi.s;
-      const IkVec w = rotateAbout(k2, cos23, -sin23, back6);
-      const IkVec w5 = rotateAbout(k2, cos23, -sin23, back5);
+  for (std::size_t i1 = 0; i1 < n1; ++i1)
+    n3[i1] = solveCosSin(arm.linkCosine, arm.linkSine, 0.5 * (tt[i1] - arm.linkSquares),
+                         arm.linkProduct, elbow[i1], seedSpread);
+  // The wrist axes turned back by joint 1.
+  const Vec3x2 back6 = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(r * arm.axis6InFlange));
+  const Vec3x2 back5 = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(r * arm.axis5InFlange));
 
-      // The wrist: the first branch θ5 = θ0 + α, α the angle between k4 and w.
-      const CosSin towardsW{arm.axis54Normal.dot(w), k5.dot(w)};
-      const CosSin alpha{k4.dot(w), std::sqrt(towardsW.c * towardsW.c + towardsW.s * towardsW.s)};
-      branch.wristSingular = alpha.s < kWristSingularSine;
-      const CosSin& zero = arm.wristZeroDirection;
-      CosSin joint4;
-      CosSin joint5;
-      if (branch.wristSingular) {
-        branch.wristAngle = alpha.c > 0.0 ? 0.0 : 3.141592653589793;
-        joint4 = {std::cos(free.joint4), std::sin(free.joint4)};
-        joint5 = alpha.c > 0.0 ? zero : CosSin{-zero.c, -zero.s};
-      } else {
-        angles.set(Slot::kWrist + b, alpha);
-        angles.set(Slot::kJoint4 + b, towardsW);
-        joint4 = {towardsW.c / alpha.s, towardsW.s / alpha.s};
-        joint5 = {zero.c * alpha.c - zero.s * alpha.s, zero.s * alpha.c + zero.c * alpha.s};
-      }
-      // Joint 6 from the chosen joints 4 and 5, so that the three always compose to Rw, even
-      // where joint 4 is poorly determined near the wrist singularity.
-      const IkVec v = rotateAbout(k4, joint4.c, -joint4.s, w5);
-      angles.set(Slot::kJoint6 + b,
-                 {k5.dot(v), joint5.c * arm.axis65Normal.dot(v) + joint5.s * k6.dot(v)});
+  const Mask2 onAxis2 = tt < kAxisDistanceTolerance * kAxisDistanceTolerance;
+  const Vec3x2 k4 = Vec3x2::splat(arm.axes[3]);
+  const Vec3x2 k5 = Vec3x2::splat(arm.axes[4]);
+  const Vec3x2 k6 = Vec3x2::splat(arm.axes[5]);
+  const Vec3x2 axis54Normal = Vec3x2::splat(arm.axis54Normal);
+  const Vec3x2 axis65Normal = Vec3x2::splat(arm.axis65Normal);
+  const CosSin2 zero{splat(arm.wristZeroDirection.c), splat(arm.wristZeroDirection.s)};
+  std::array<Mask2, 2> wristSingular{};
+  std::array<Double2, 2> wristAngle{};
+  for (std::size_t i3 = 0; i3 < 2; ++i3) {
+    const Mask2 valid = joint1Valid & Mask2{n3[0] > i3 ? -1 : 0, n3[1] > i3 ? -1 : 0};
+    if (!any(valid))
+      continue;
+    const CosSin2 phi{Double2{elbow[0][i3].c, elbow[1][i3].c},
+                      Double2{elbow[0][i3].s, elbow[1][i3].s}};
+    angles.set(Slot::kElbow + 2 * i3, phi, valid);
+    // Joint 2: the turn about k2 from the reach of the two links to t; both lie normal to k2.
+    const Vec3x2 reach = Vec3x2::splat(arm.upperArm) + Vec3x2::splat(arm.forearm) * phi.c +
+                         Vec3x2::splat(arm.forearmNormal) * phi.s;
+    const CosSin2 turn2{reach.dot(t), kk2.dot(reach.cross(t))};
+    angles.set(Slot::kJoint2 + 2 * i3, turn2, valid);
+    CosSin2 joint2 = normalized(turn2);
+    if (any(onAxis2 & valid)) [[unlikely]] {
+      const CosSin2 fixed = directionOf(free.joint2);
+      joint2 = {select(onAxis2, fixed.c, joint2.c), select(onAxis2, fixed.s, joint2.s)};
     }
+    // Joints 2 and 3 turn about parallel axes: their rotations compose to one about k2.
+    const Double2 cos23 = joint2.c * phi.c - joint2.s * phi.s;
+    const Double2 minusSin23 = -(joint2.s * phi.c + joint2.c * phi.s);
+    const Vec3x2 w = rotateAbout(kk2, cos23, minusSin23, back6);
+    const Vec3x2 w5 = rotateAbout(kk2, cos23, minusSin23, back5);
+
+    // The wrist: the first branch θ5 = θ0 + α, α the angle between k4 and w.
+    const CosSin2 towardsW{axis54Normal.dot(w), k5.dot(w)};
+    const CosSin2 alpha{k4.dot(w), sqrt(towardsW.c * towardsW.c + towardsW.s * towardsW.s)};
+    const Mask2 singular = alpha.s < kWristSingularSine;
+    angles.set(Slot::kWrist + 2 * i3, alpha, valid);
+    angles.set(Slot::kJoint4 + 2 * i3, towardsW, valid);
+    const Double2 inverseSin = 1.0 / select(singular, splat(1.0), alpha.s);
+    CosSin2 joint4{towardsW.c * inverseSin, towardsW.s * inverseSin};
+    CosSin2 joint5{zero.c * alpha.c - zero.s * alpha.s, zero.s * alpha.c + zero.c * alpha.s};
+    wristSingular[i3] = singular & valid;
+    if (any(wristSingular[i3])) [[unlikely]] {
+      // Joint 4 free, joint 5 at θ0 or θ0 + π.
+      const CosSin2 fixed = directionOf(free.joint4);
+      const Mask2 bent = alpha.c > 0.0;
+      joint4 = {select(singular, fixed.c, joint4.c), select(singular, fixed.s, joint4.s)};
+      const CosSin2 atSingularity{select(bent, zero.c, -zero.c), select(bent, zero.s, -zero.s)};
+      joint5 = {select(singular, atSingularity.c, joint5.c),
+                select(singular, atSingularity.s, joint5.s)};
+      wristAngle[i3] = select(bent, splat(0.0), splat(3.141592653589793));
+    }
+    // Joint 6 from the chosen joints 4 and 5, so that the three always compose to Rw, even
+    // where joint 4 is poorly determined near the wrist singularity.
+    const Vec3x2 v = rotateAbout(k4, joint4.c, -joint4.s, w5);
+    angles.set(Slot::kJoint6 + 2 * i3,
+               {k5.dot(v), joint5.c * axis65Normal.dot(v) + joint5.s * k6.dot(v)}, valid);
   }
 
   std::array<double, Slot::kCount> theta{};
@@ -355,14 +368,13 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
   for (std::size_t i1 = 0; i1 < n1; ++i1) {
     const double theta1 = shoulderSingular ? freeJoint1[i1] : theta[Slot::kJoint1 + i1];
     for (std::size_t i3 = 0; i3 < n3[i1]; ++i3) {
-      const std::size_t b = 2 * i1 + i3;
-      const ArmBranch& branch = branches[b];
-      const double theta2 = branch.onAxis2 ? free.joint2 : theta[Slot::kJoint2 + b];
+      const std::size_t b = 2 * i3 + i1;
+      const double theta2 = onAxis2[i1] != 0 ? free.joint2 : theta[Slot::kJoint2 + b];
       const double theta3 = arm.axis3Sign * theta[Slot::kElbow + b];
       const double theta6 = theta[Slot::kJoint6 + b];
-      if (branch.wristSingular) {
+      if (wristSingular[i3][i1] != 0) {
         out.solutions[out.count++] = {
-            theta1, theta2, theta3, free.joint4, arm.wristZero + branch.wristAngle, theta6};
+            theta1, theta2, theta3, free.joint4, arm.wristZero + wristAngle[i3][i1], theta6};
         continue;
       }
       // The second wrist branch: Rot(k4, θ4 + π) Rot(k5, θ0 − α) Rot(k6, θ6 + π) is the same
