@@ -52,15 +52,6 @@ void addSixIndexing(Class& cls) {
       .def("__len__", [](const Value&) { return 6; });
 }
 
-py::array_t<double> matrixCopy(const GeometricJacobian& j) {
-  py::array_t<double> out = newArray({6, 6});
-  auto view = out.mutable_unchecked<2>();
-  for (int r = 0; r < 6; ++r)
-    for (int c = 0; c < 6; ++c)
-      view(r, c) = j.matrix(r, c);
-  return out;
-}
-
 }  // namespace
 
 void bindScrew(py::module_& m) {
@@ -178,7 +169,7 @@ void bindScrew(py::module_& m) {
                                          "i + 1, angular rows first.");
   jacobian.def(py::init<>())
       .def_property(
-          "matrix", &matrixCopy,
+          "matrix", &jacobianArray,
           [](GeometricJacobian& j, const Eigen::Matrix<double, 6, 6>& value) { j.matrix = value; },
           "The 6x6 matrix as a numpy array (a copy).")
       .def(
@@ -202,7 +193,7 @@ void bindScrew(py::module_& m) {
       .def(
           "__mul__", [](const GeometricJacobian& j, const Vector6& q) { return j * q; },
           py::is_operator(), "The matrix times the joint rates, as a Twist.")
-      .def("__array__", &matrixCopy, "The matrix as a numpy array.");
+      .def("__array__", &jacobianArray, "The matrix as a numpy array.");
   addEquality(jacobian, [](const GeometricJacobian& a, const GeometricJacobian& b) {
     return a.matrix == b.matrix;
   });
