@@ -5,16 +5,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <initializer_list>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
 
 #include "cli_error.hpp"
+#include "input_file.hpp"
 #include "json_reader.hpp"
 #include "zor/rob/rotation.hpp"
 
@@ -63,6 +61,8 @@ CommonPart readCommon(const Reader& in, const json& doc) {
 
 /// The key of the ortho-parallel form.
 constexpr const char* kOrthoParallelKey = "ortho-parallel";
+/// How errors name an arm file ("arm file '<path>' ...").
+constexpr const char* kArmFileKind = "arm";
 
 /// The ortho-parallel form: the seven lengths and the controller's offsets and signs.
 void readOrthoParallel(const Reader& in, const json& value, Arm& arm) {
@@ -178,18 +178,6 @@ RobotConfig readGeneral(const Reader& in, const json& doc, const CommonPart& com
                          elbowOffset, common.coupling);
 }
 
-/// Opens an arm file for reading; throws InputError for a directory or a file that cannot be
-/// opened.
-std::ifstream openArmFile(const std::string& path) {
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored))
-    throw InputError("arm file '" + path + "' is a directory");
-  std::ifstream file(path, std::ios::binary);
-  if (!file)
-    throw InputError("arm file '" + path + "' cannot be read");
-  return file;
-}
-
 std::string defaultName(const std::string& source) {
   return std::filesystem::path(source).stem().string();
 }
@@ -254,14 +242,8 @@ Arm armFromJson(const json& doc, const std::string& source) {
 }
 
 Arm loadArm(const std::string& path) {
-  std::ifstream file = openArmFile(path);
-  json doc;
-  try {
-    doc = json::parse(file);
-  } catch (const json::exception& e) {
-    throw InputError("arm file '" + path + "' is not valid JSON: " + e.what());
-  }
-  return armFromJson(doc, path);
+  return armFromJson(parseJsonDocument(readInputFile(path, kArmFileKind), kArmFileKind, path),
+                     path);
 }
 
 bool isUrdfPath(const std::string& path) {
@@ -271,8 +253,7 @@ bool isUrdfPath(const std::string& path) {
 }
 
 Arm loadUrdfArm(const std::string& path, const std::string& base, const std::string& tip) {
-  std::ifstream file = openArmFile(path);
-  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  const std::string text = readInputFile(path, kArmFileKind);
   Arm arm;
   arm.source = path;
   arm.name = defaultName(path);
