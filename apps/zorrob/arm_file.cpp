@@ -72,15 +72,14 @@ void readOrthoParallel(const Reader& in, const json& value, Arm& arm) {
   const auto length = [&](std::string_view key) {
     return in.number(in.member(form, path, key), Reader::join(path, key));
   };
-  OrthoParallelGeometry g;
-  g.a1 = length("a1");
-  g.a2 = length("a2");
-  g.b = length("b");
-  g.c1 = length("c1");
-  g.c2 = length("c2");
-  g.c3 = length("c3");
-  g.c4 = length("c4");
-  arm.lengths = g;
+  // A braced list is read left to right: the first bad length is the one reported.
+  arm.lengths = OrthoParallelGeometry{.a1 = length("a1"),
+                                      .a2 = length("a2"),
+                                      .b = length("b"),
+                                      .c1 = length("c1"),
+                                      .c2 = length("c2"),
+                                      .c3 = length("c3"),
+                                      .c4 = length("c4")};
   if (const auto it = form.find("offsets"); it != form.end())
     arm.offsets = in.numbers<6>(*it, Reader::join(path, "offsets"));
   if (const auto it = form.find("signs"); it != form.end()) {
@@ -276,14 +275,17 @@ bool flangeMoved(const Arm& arm) {
   return imported.flangeMoved();
 }
 
+nlohmann::ordered_json lengthsToJson(const OrthoParallelGeometry& g) {
+  return {{"a1", g.a1}, {"a2", g.a2}, {"b", g.b},  {"c1", g.c1},
+          {"c2", g.c2}, {"c3", g.c3}, {"c4", g.c4}};
+}
+
 nlohmann::ordered_json armToJson(const Arm& arm) {
   const RobotConfig& c = arm.config;
   nlohmann::ordered_json doc;
   doc["name"] = arm.name;
   if (arm.lengths) {
-    const OrthoParallelGeometry& g = *arm.lengths;
-    nlohmann::ordered_json form = {{"a1", g.a1}, {"a2", g.a2}, {"b", g.b},  {"c1", g.c1},
-                                   {"c2", g.c2}, {"c3", g.c3}, {"c4", g.c4}};
+    nlohmann::ordered_json form = lengthsToJson(*arm.lengths);
     const Arm plain;
     if (arm.offsets != plain.offsets || arm.signs != plain.signs) {
       form["offsets"] = arm.offsets;
