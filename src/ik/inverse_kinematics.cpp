@@ -1,11 +1,9 @@
 #include "zor/rob/inverse_kinematics.hpp"
-#include "zor/rob/angles.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <ostream>
 #include <stdexcept>
 
@@ -31,6 +29,7 @@ namespace detail {
 namespace {
 
 constexpr double kTurn = 360.0;
+constexpr double kTurnsPerDegree = 1.0 / kTurn;
 /// Turns are enumerated within ±this (degrees, 100 turns) however wide the limits are.
 constexpr double kWidestLimit = 18000.0;
 /// Two branches whose joints all agree within this (degrees, modulo a turn) are one solution:
@@ -69,10 +68,20 @@ const ClosedFormArm& closedFormArmOf(const RobotConfig& robot) {
   return cache.arm;
 }
 
+/// Differences (degrees) beyond this are reduced modulo a turn by the C library; nearer ones by
+/// subtracting the nearest whole number of turns.
+constexpr double kLargeDifference = 1e9;
+
 /// \returns true when every joint of `a` and `b` agrees within kDuplicateTolerance modulo a turn.
 bool sameModuloTurns(const std::array<double, 6>& a, const std::array<double, 6>& b) {
   for (std::size_t i = 0; i < 6; ++i) {
-    const double d = std::fmod(std::abs(a[i] - b[i]), kTurn);
+    double d = std::abs(a[i] - b[i]);
+    if (d < kDuplicateTolerance)
+      continue;
+    if (d < kLargeDifference)
+      d = std::abs(d - kTurn * static_cast<double>(static_cast<long>(d * kTurnsPerDegree + 0.5)));
+    else
+      d = std::fmod(d, kTurn);  // also NaN and infinity: never the same
     if (!(std::min(d, kTurn - d) < kDuplicateTolerance))
       return false;
   }
@@ -110,8 +119,10 @@ Target targetOf(const RobotConfig& robot, const Pose& pose) {
   const double offset = robot.getWcpZOffset();
   const IkVec wcp =
       t.position - IkVec{t.rotation(0, 2), t.rotation(1, 2), t.rotation(2, 2)} * offset;
-  t.labelAngle = RadToDeg(std::atan2(wcp.y, wcp.x));
-  t.labelRadius = std::hypot(wcp.x, wcp.y);
+  std::array<double, 1> angle{};
+  atan2s(std::array<double, 1>{wcp.y}, std::array<double, 1>{wcp.x}, angle);
+  t.labelAngle = RadToDeg(angle[0]);
+  t.labelRadius = std::sqrt(wcp.x * wcp.x + wcp.y * wcp.y);
   return t;
 }
 
@@ -128,22 +139,43 @@ ConfData labelOf(const RobotConfig& robot, const Target& target, const RobJoint&
           (behind ? 4 : 0) + (elbow ? 2 : 0) + (wrist ? 1 : 0)};
 }
 
-/// The whole turns k for which value + 360 k lies strictly inside the limits of joint i widened
-/// by the limit tolerance (the final test of isJointAllowed): k in [first, last].
+/// The open interval of each joint that isJointAllowed's final test admits: the limits widened by
+/// the limit tolerance, cut to ±kWidestLimit; `empty` when some interval is (or a limit is NaN).
+struct JointWindows {
+  std::array<double, 6> lo{};
+  std::array<double, 6> hi{};
+  bool empty{false};
+  bool coupled{false};  ///< The limit of joints 2 + 3 applies as well.
+};
+
+JointWindows windowsOf(const RobotConfig& robot) {
+  constexpr double tol = RobotConfig::kJointLimitTolerance;
+  JointWindows w;
+  for (std::size_t i = 0; i < 6; ++i) {
+    w.lo[i] = std::max(robot.jointMin[i] - tol, -kWidestLimit);
+    w.hi[i] = std::min(robot.jointMax[i] + tol, kWidestLimit);
+    w.empty = w.empty || !(w.lo[i] < w.hi[i]);
+  }
+  w.coupled = robot.jointCoupling == 1;
+  return w;
+}
+
+/// The whole turns k for which value + 360 k lies strictly inside (lo, hi): k in [first, last].
 struct TurnRange {
   long first{0};
   long last{-1};
 };
 
-TurnRange turnsOf(const RobotConfig& robot, std::size_t i, double value) {
-  constexpr double tol = RobotConfig::kJointLimitTolerance;
-  const double lo = std::max(robot.jointMin[i] - tol, -kWidestLimit);
-  const double hi = std::min(robot.jointMax[i] + tol, kWidestLimit);
-  if (!std::isfinite(value) || !(std::abs(value) < kWidestLimit) || !(lo < hi))
-    return {};  // also NaN limits: no solution
-  TurnRange r{static_cast<long>(std::floor((lo - value) / kTurn)),
-              static_cast<long>(std::ceil((hi - value) / kTurn))};
-  // Tighten with the exact strict test.
+TurnRange turnsOf(double lo, double hi, double value) {
+  // The common case, limits narrower than a turn on either side of the value: no other turn.
+  if (value > lo && value < hi && !(value - kTurn > lo) && !(value + kTurn < hi))
+    return {0, 0};
+  if (!(std::abs(value) < kWidestLimit))
+    return {};  // also NaN: no solution
+  // A range at most one turn too wide on either side (truncation toward zero), then tightened
+  // with the exact strict test.
+  TurnRange r{static_cast<long>((lo - value) * kTurnsPerDegree) - 1,
+              static_cast<long>((hi - value) * kTurnsPerDegree) + 1};
   while (r.first <= r.last && !(value + kTurn * static_cast<double>(r.first) > lo))
     ++r.first;
   while (r.last >= r.first && !(value + kTurn * static_cast<double>(r.last) < hi))
@@ -158,12 +190,13 @@ bool before(const RobJoint& a, const ConfData& ca, const RobJoint& b, const Conf
   return a.values < b.values;
 }
 
-/// Appends every turn of `branch` inside the limits to `out`, labelled.
-void addTurns(const RobotConfig& robot, const Target& target, const std::array<double, 6>& branch,
-              TargetConfiguration& out) {
+/// Calls `use(joints)` for every turn of `branch` inside the limits, joint 6 turning fastest.
+template <typename Use>
+void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
+                 const std::array<double, 6>& branch, Use&& use) {
   std::array<TurnRange, 6> turns{};
   for (std::size_t i = 0; i < 6; ++i) {
-    turns[i] = turnsOf(robot, i, branch[i]);
+    turns[i] = turnsOf(windows.lo[i], windows.hi[i], branch[i]);
     if (turns[i].first > turns[i].last)
       return;
   }
@@ -174,10 +207,9 @@ void addTurns(const RobotConfig& robot, const Target& target, const std::array<d
     RobJoint j;
     for (std::size_t i = 0; i < 6; ++i)
       j.values[i] = branch[i] + kTurn * static_cast<double>(k[i]);
-    if (robot.isJointAllowed(1, j.values[1], j.values[2]) &&
-        robot.isJointAllowed(2, j.values[2], j.values[1]))
-      out.add(j, labelOf(robot, target, j));
-    // Next combination, joint 6 fastest.
+    if (!windows.coupled || (robot.isJointAllowed(1, j.values[1], j.values[2]) &&
+                             robot.isJointAllowed(2, j.values[2], j.values[1])))
+      use(j);
     std::size_t i = 6;
     while (i > 0 && k[i - 1] == turns[i - 1].last) {
       k[i - 1] = turns[i - 1].first;
@@ -199,13 +231,10 @@ void sortSolutions(TargetConfiguration& out) {
     }
 }
 
-/// Every solution of `pose` into `out` (cleared first); \returns found, outOfReach or
-/// outsideJointLimits.
-IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
-                  TargetConfiguration& out) {
-  out.clear();
+/// The branches of `pose` (every joint solution modulo turns, limits aside) into `branches`.
+Target solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
+                     Branches& branches) {
   const Target target = targetOf(robot, pose);
-  Branches branches;
   const ClosedFormArm& arm = closedFormArmOf(robot);
   FreeJoints free;
   free.joint1 = DegToRad(seed != nullptr ? seed->values[0] : robot.homeJoint.values[0]);
@@ -226,29 +255,88 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
     for (std::size_t s = 0; s < found.count; ++s)
       branches.add(found.solutions[s]);
   }
+  return target;
+}
+
+/// Every solution of `pose` into `out` (cleared first); \returns found, outOfReach or
+/// outsideJointLimits.
+IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
+                  TargetConfiguration& out) {
+  out.clear();
+  Branches branches;
+  const Target target = solveBranches(robot, pose, seed, branches);
   if (branches.count == 0)
     return IkStatus::outOfReach;
+  const JointWindows windows = windowsOf(robot);
+  if (windows.empty)
+    return IkStatus::outsideJointLimits;
   out.joints.reserve(2 * branches.count);
   out.confs.reserve(2 * branches.count);
   for (std::size_t b = 0; b < branches.count; ++b)
-    addTurns(robot, target, branches.joints[b], out);
+    forEachTurn(robot, windows, branches.joints[b],
+                [&](const RobJoint& j) { out.add(j, labelOf(robot, target, j)); });
   sortSolutions(out);
   return out.empty() ? IkStatus::outsideJointLimits : IkStatus::found;
 }
 
-JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
-  TargetConfiguration all;
+/// The solution of solveAll's list whose largest joint difference to `seed` is smallest, the
+/// earliest in the list's order among equals, found without forming the list: only solutions
+/// as near as the best so far are labelled.
+JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint& seed) {
   JointSolution result;
-  result.status = solveAll(robot, target.pose, nullptr, all);
-  if (result.status != IkStatus::found)
+  Branches branches;
+  const Target target = solveBranches(robot, pose, &seed, branches);
+  if (branches.count == 0)
     return result;
-  for (std::size_t i = 0; i < all.size(); ++i)
-    if (all.confs[i].isCriticalEqual(all.joints[i], target.robConf)) {
-      result.joints = all.joints[i];
-      result.conf = all.confs[i];
-      return result;
-    }
-  result.status = IkStatus::noSolutionInConfiguration;
+  result.status = IkStatus::outsideJointLimits;
+  const JointWindows windows = windowsOf(robot);
+  if (windows.empty)
+    return result;
+  double best = 0.0;
+  for (std::size_t b = 0; b < branches.count; ++b)
+    forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j) {
+      // As the list's loop measures it: a NaN difference counts as none.
+      double worst = 0.0;
+      for (std::size_t k = 0; k < 6; ++k)
+        worst = std::max(worst, std::abs(j.values[k] - seed.values[k]));
+      if (result.found() && worst > best)
+        return;
+      const ConfData conf = labelOf(robot, target, j);
+      if (result.found() && !(worst < best) && !before(j, conf, result.joints, result.conf))
+        return;
+      best = worst;
+      result.joints = j;
+      result.conf = conf;
+      result.status = IkStatus::found;
+    });
+  return result;
+}
+
+/// The solution of solveAll's list in the configuration of `target`, the earliest in the list's
+/// order when several are (joints near zero accept two quadrants), found without forming the
+/// list.
+JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
+  JointSolution result;
+  Branches branches;
+  const Target solved = solveBranches(robot, target.pose, nullptr, branches);
+  if (branches.count == 0)
+    return result;
+  bool anyInsideLimits = false;
+  const JointWindows windows = windowsOf(robot);
+  for (std::size_t b = 0; b < branches.count && !windows.empty; ++b)
+    forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j) {
+      anyInsideLimits = true;
+      const ConfData conf = labelOf(robot, solved, j);
+      if (!conf.isCriticalEqual(j, target.robConf) ||
+          (result.found() && !before(j, conf, result.joints, result.conf)))
+        return;
+      result.joints = j;
+      result.conf = conf;
+      result.status = IkStatus::found;
+    });
+  if (!result.found())
+    result.status =
+        anyInsideLimits ? IkStatus::noSolutionInConfiguration : IkStatus::outsideJointLimits;
   return result;
 }
 
@@ -373,22 +461,7 @@ JointSolution RobotConfig::findJointSolution(const RobTarget& target, const Tool
 
 JointSolution RobotConfig::findNearestJointSolution(const Pose& flangePose,
                                                     const RobJoint& seed) const {
-  TargetConfiguration all;
-  JointSolution result;
-  result.status = detail::solveAll(*this, flangePose, &seed, all);
-  // The first solution unless a later one is strictly nearer (a NaN seed keeps the first).
-  double best = std::numeric_limits<double>::infinity();
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    double worst = 0.0;
-    for (std::size_t k = 0; k < 6; ++k)
-      worst = std::max(worst, std::abs(all.joints[i].values[k] - seed.values[k]));
-    if (i == 0 || worst < best) {
-      best = worst;
-      result.joints = all.joints[i];
-      result.conf = all.confs[i];
-    }
-  }
-  return result;
+  return detail::nearest(*this, flangePose, seed);
 }
 
 }  // namespace zor::rob
