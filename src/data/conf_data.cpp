@@ -18,11 +18,6 @@ namespace zor::rob {
 
 namespace {
 
-// Angles within this many degrees above a multiple of a quarter turn still count as below it.
-constexpr double kQuadrantTolerance = 1e-6;
-constexpr double kQuarterTurn = 90.0;
-constexpr double kIntLimit = 2147483648.0;
-
 // Quadrants and configuration numbers closer than these count as adjacent.
 constexpr int kAdjacentQuadrantBound = 3;
 constexpr int kAdjacentCfxBound = 2;
@@ -60,34 +55,12 @@ std::string_view quadrantName(std::int32_t n) {
 constexpr std::array<std::string_view, 8> kKrlStatusBits = {"010'", "011'", "000'", "001",
                                                             "110'", "111'", "100'", "101'"};
 
-// Truncation toward zero. Quotients beyond int's range saturate and NaN gives 0, where a plain
-// conversion would be undefined.
-int truncateToInt(double value) {
-  if (std::isnan(value)) {
-    return 0;
-  }
-  if (value >= kIntLimit) {
-    return std::numeric_limits<int>::max();
-  }
-  if (value <= -kIntLimit - 1.0) {
-    return std::numeric_limits<int>::min();
-  }
-  return static_cast<int>(value);
-}
-
 // |a - b| without overflow: the fields may hold any 32-bit value.
 std::int64_t distance(std::int32_t a, std::int32_t b) {
   return std::abs(std::int64_t{a} - std::int64_t{b});
 }
 
 }  // namespace
-
-int AngleToQuadrant(double angle) {
-  // Truncation toward zero in both branches; the asymmetry about zero is intended: a negative
-  // angle of magnitude below the tolerance is still quadrant 0, -1e-6 itself is quadrant -1.
-  return truncateToInt(angle > 0 ? (angle - kQuadrantTolerance) / kQuarterTurn
-                                 : (angle + kQuadrantTolerance) / kQuarterTurn - 1.0);
-}
 
 bool AreCriticalEqualQuad(int a, int b) {
   if (a == b) {

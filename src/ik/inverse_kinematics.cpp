@@ -171,7 +171,7 @@ struct TurnRange {
   long last{-1};
 };
 
-TurnRange turnsOf(double lo, double hi, double value) {
+[[gnu::always_inline]] inline TurnRange turnsOf(double lo, double hi, double value) {
   // The common case, limits narrower than a turn on either side of the value: no other turn.
   if (value > lo && value < hi && !(value - kTurn > lo) && !(value + kTurn < hi))
     return {0, 0};

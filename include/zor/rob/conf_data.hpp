@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <iosfwd>
+#include <limits>
 #include <string>
 
 #include "zor/rob/export.hpp"
@@ -14,8 +16,22 @@ struct RobotConfig;
 /// \returns the quadrant (whole quarter turns) of a joint angle in degrees, with a tolerance of
 /// 1e-6: quadrant 0 spans (-1e-6, 90 + 1e-6), quadrant n >= 1 spans [90n + 1e-6, 90(n+1) + 1e-6),
 /// quadrant -n spans (-90n - 1e-6, -90(n-1) - 1e-6]. An exact multiple of 90 belongs to the
-/// quadrant nearer zero (90 -> 0, -90 -> -1, 180 -> 1, -180 -> -2).
-ZORROB_API int AngleToQuadrant(double angle);
+/// quadrant nearer zero (90 -> 0, -90 -> -1, 180 -> 1, -180 -> -2). Beyond int's range the
+/// quadrant saturates; NaN gives 0. Inline: the inverse kinematics labels every solution with it.
+inline int AngleToQuadrant(double angle) {
+  constexpr double kQuadrantTolerance = 1e-6;
+  constexpr double kQuarterTurn = 90.0;
+  constexpr double kIntLimit = 2147483648.0;
+  // Truncation toward zero in both branches; the asymmetry about zero is intended: a negative
+  // angle of magnitude below the tolerance is still quadrant 0, -1e-6 itself is quadrant -1.
+  const double quarters = angle > 0 ? (angle - kQuadrantTolerance) / kQuarterTurn
+                                    : (angle + kQuadrantTolerance) / kQuarterTurn - 1.0;
+  if (std::abs(quarters) < kIntLimit)
+    return static_cast<int>(quarters);
+  if (std::isnan(quarters))
+    return 0;
+  return quarters > 0 ? std::numeric_limits<int>::max() : std::numeric_limits<int>::min();
+}
 
 /// \returns true when the quadrants are equal, or when both are 0 or -1 (a joint standing at
 /// zero may read as either).
