@@ -13,6 +13,8 @@
 #include <string>
 #include <type_traits>
 
+#include "support/near.hpp"
+#include "support/random_unit.hpp"
 #include "support/test_support.hpp"
 #include "zor/rob/pose.hpp"
 #include "zor/rob/rotation.hpp"
@@ -91,18 +93,6 @@ Eigen::Vector3d ToEigen(const V& v) {
                          static_cast<double>(v.z));
 }
 
-template <class A, class B>
-testing::AssertionResult MatrixNear(const A& actual, const B& expected, double tol) {
-  const double diff = (actual - expected).cwiseAbs().maxCoeff();
-  if (diff <= tol)
-    return testing::AssertionSuccess();
-  std::ostringstream out;
-  out << "matrices differ by " << diff << " > " << tol << "\nactual:\n"
-      << actual << "\nexpected:\n"
-      << expected;
-  return testing::AssertionFailure() << out.str();
-}
-
 /// Compares the three components of a vector-like value with (x, y, z).
 template <class V>
 testing::AssertionResult Near3(const V& v, double x, double y, double z, double tol) {
@@ -139,31 +129,10 @@ testing::AssertionResult NearOrient(const OrientTemplate<T>& o, double q1, doubl
   return NearQ(RotationTemplate<T>::raw(o.q2, o.q3, o.q4, o.q1), q1, q2, q3, q4, tol);
 }
 
-/// A random unit quaternion (uniform over the sphere by rejection), as (w, x, y, z).
-inline Eigen::Vector4d RandomUnitQuaternion(Random& random) {
-  for (;;) {
-    const Eigen::Vector4d q(random.uniform(-1, 1), random.uniform(-1, 1), random.uniform(-1, 1),
-                            random.uniform(-1, 1));
-    const double n = q.norm();
-    if (n > 0.1 && n <= 1.0)
-      return q / n;
-  }
-}
-
-/// A random unit axis.
-inline Eigen::Vector3d RandomAxis(Random& random) {
-  for (;;) {
-    const Eigen::Vector3d v(random.uniform(-1, 1), random.uniform(-1, 1), random.uniform(-1, 1));
-    const double n = v.norm();
-    if (n > 0.1 && n <= 1.0)
-      return v / n;
-  }
-}
-
 /// A random rotation in T, built raw from a unit quaternion rounded to T.
 template <class T>
 RotationTemplate<T> RandomRotation(Random& random) {
-  const Eigen::Vector4d q = RandomUnitQuaternion(random);
+  const Eigen::Vector4d q = randomUnitQuaternion(random);
   return RotationTemplate<T>(static_cast<T>(q[0]), static_cast<T>(q[1]), static_cast<T>(q[2]),
                              static_cast<T>(q[3]));
 }

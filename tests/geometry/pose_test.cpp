@@ -14,7 +14,7 @@ namespace zor::rob {
 namespace {
 
 using test::kPi;
-using test::MatrixNear;
+using test::matricesNear;
 using test::Near3;
 
 constexpr const char* kZeroQuaternion = "normalize quaternion of 0 magnitude";
@@ -94,8 +94,9 @@ TYPED_TEST(Poses, CompositionMatchesTheMatrixProduct) {
     const PoseTemplate<T> aPb = this->randomPose(random);
     const PoseTemplate<T> bPc = this->randomPose(random);
     const PoseTemplate<T> aPc = aPb * bPc;
-    EXPECT_TRUE(MatrixNear(test::HomogeneousOf(aPc),
-                           test::HomogeneousOf(aPb) * test::HomogeneousOf(bPc), 5000 * this->kTol));
+    EXPECT_TRUE(matricesNear(test::HomogeneousOf(aPc),
+                             test::HomogeneousOf(aPb) * test::HomogeneousOf(bPc),
+                             5000 * this->kTol));
     // Applying the composition equals applying B, then A.
     const PosTemplate<T> q{1, -2, 3};
     const PosTemplate<T> twice = aPb * (bPc * q);

@@ -18,7 +18,7 @@ namespace zor::rob {
 namespace {
 
 using test::kPi;
-using test::MatrixNear;
+using test::matricesNear;
 using test::MatrixOf;
 using test::Near3;
 using test::NearOrient;
@@ -164,11 +164,11 @@ TYPED_TEST(Rotations, AngleAxisMatchesRodrigues) {
   test::Random random;
   for (int i = 0; i < 300; ++i) {
     const double angle = random.uniform(-2 * kPi, 2 * kPi);
-    const Eigen::Vector3d axis = test::RandomAxis(random);
+    const Eigen::Vector3d axis = test::randomUnitVector(random);
     const DirTemplate<T> dir{this->t(axis.x()), this->t(axis.y()), this->t(axis.z())};
     const RotationTemplate<T> r(this->t(angle), dir);
-    EXPECT_TRUE(MatrixNear(MatrixOf(r), test::RotAxis(angle, axis.x(), axis.y(), axis.z()),
-                           10 * this->kTol));
+    EXPECT_TRUE(matricesNear(MatrixOf(r), test::RotAxis(angle, axis.x(), axis.y(), axis.z()),
+                             10 * this->kTol));
     EXPECT_NEAR(r.w, std::cos(angle / 2), 10 * this->kTol);
   }
 }
@@ -178,7 +178,7 @@ TYPED_TEST(Rotations, AngleAxisMatchesEigensAngleAxis) {
   test::Random random;
   for (int i = 0; i < 100; ++i) {
     const T angle = this->t(random.uniform(-kPi, kPi));
-    const Eigen::Vector3d axis = test::RandomAxis(random);
+    const Eigen::Vector3d axis = test::randomUnitVector(random);
     const Eigen::Matrix<T, 3, 1> a = axis.cast<T>();
     const Eigen::Quaternion<T> e(Eigen::AngleAxis<T>(angle, a));
     const RotationTemplate<T> r(angle, DirTemplate<T>{a.x(), a.y(), a.z()});
@@ -243,8 +243,8 @@ TYPED_TEST(Rotations, EulerConstructorIsRzRyRx) {
     const T ry = this->t(random.uniform(-4, 4));
     const T rz = this->t(random.uniform(-4, 4));
     const RotationTemplate<T> r(rx, ry, rz);
-    EXPECT_TRUE(
-        MatrixNear(MatrixOf(r), test::RotZ(rz) * test::RotY(ry) * test::RotX(rx), 10 * this->kTol));
+    EXPECT_TRUE(matricesNear(MatrixOf(r), test::RotZ(rz) * test::RotY(ry) * test::RotX(rx),
+                             10 * this->kTol));
     EXPECT_NEAR(r.x * r.x + r.y * r.y + r.z * r.z + r.w * r.w, 1.0, 1e-6);
   }
 }
@@ -281,8 +281,8 @@ TYPED_TEST(Rotations, EulerAnglesReproduceAnyRotation) {
     EXPECT_LE(std::abs(e.x), kPi + 1e-6);
     EXPECT_LE(std::abs(e.y), kPi / 2 + 1e-6);
     EXPECT_LE(std::abs(e.z), kPi + 1e-6);
-    EXPECT_TRUE(MatrixNear(test::RotZ(e.z) * test::RotY(e.y) * test::RotX(e.x), MatrixOf(r),
-                           this->kLooseTol * 10));
+    EXPECT_TRUE(matricesNear(test::RotZ(e.z) * test::RotY(e.y) * test::RotX(e.x), MatrixOf(r),
+                             this->kLooseTol * 10));
   }
 }
 
@@ -342,8 +342,8 @@ TYPED_TEST(Rotations, EulerLockWithSineExactlyOne) {
   EXPECT_EQ(e.x, T(0));
   EXPECT_EQ(e.y, T(1.5707963267948966));
   EXPECT_NEAR(e.z, -kPi / 2, this->kTol);
-  EXPECT_TRUE(MatrixNear(test::RotZ(e.z) * test::RotY(e.y) * test::RotX(e.x), MatrixOf(r),
-                         10 * this->kTol));
+  EXPECT_TRUE(matricesNear(test::RotZ(e.z) * test::RotY(e.y) * test::RotX(e.x), MatrixOf(r),
+                           10 * this->kTol));
   const Vec3Template<T> d = r.toEulerDegree();
   EXPECT_EQ(d.x, T(0));
   EXPECT_EQ(d.y, T(90));
@@ -358,8 +358,8 @@ TYPED_TEST(Rotations, EulerLockWithSineExactlyMinusOne) {
   EXPECT_EQ(e.x, T(0));
   EXPECT_EQ(e.y, T(-1.5707963267948966));
   EXPECT_NEAR(e.z, kPi / 2, this->kTol);
-  EXPECT_TRUE(MatrixNear(test::RotZ(e.z) * test::RotY(e.y) * test::RotX(e.x), MatrixOf(r),
-                         10 * this->kTol));
+  EXPECT_TRUE(matricesNear(test::RotZ(e.z) * test::RotY(e.y) * test::RotX(e.x), MatrixOf(r),
+                           10 * this->kTol));
   const Vec3Template<T> d = r.toEulerDegree();
   EXPECT_EQ(d.x, T(0));
   EXPECT_EQ(d.y, static_cast<T>(static_cast<double>(T(-1.5707963267948966)) * 180.0 / kPi));
@@ -380,8 +380,8 @@ TYPED_TEST(Rotations, EulerLockGivesTheSameAnglesForANegatedQuaternion) {
   EXPECT_EQ(f.x, T(0));
   EXPECT_EQ(f.y, T(-1.5707963267948966));
   EXPECT_NEAR(f.z, kPi / 2, this->kTol);
-  EXPECT_TRUE(MatrixNear(test::RotZ(f.z) * test::RotY(f.y) * test::RotX(f.x), MatrixOf(minus),
-                         10 * this->kTol));
+  EXPECT_TRUE(matricesNear(test::RotZ(f.z) * test::RotY(f.y) * test::RotX(f.x), MatrixOf(minus),
+                           10 * this->kTol));
 }
 
 TYPED_TEST(Rotations, EulerLockUsesAtanSoZeroScalarGivesPi) {
@@ -548,7 +548,7 @@ TYPED_TEST(Rotations, InverseIsConjugateOverSquaredNorm) {
   for (int i = 0; i < 100; ++i) {
     const RotationTemplate<T> r = test::RandomRotation<T>(random);
     EXPECT_TRUE(NearQ(r * r.inverse(), 1, 0, 0, 0, this->kTol));
-    EXPECT_TRUE(MatrixNear(MatrixOf(r.inverse()), MatrixOf(r).transpose(), this->kTol * 10));
+    EXPECT_TRUE(matricesNear(MatrixOf(r.inverse()), MatrixOf(r).transpose(), this->kTol * 10));
   }
 }
 
@@ -575,7 +575,7 @@ TYPED_TEST(Rotations, ProductIsHamiltonsWithTheRightFactorFirst) {
     const Rot a = test::RandomRotation<T>(random);
     const Rot b = test::RandomRotation<T>(random);
     const Rot ab = a * b;
-    EXPECT_TRUE(MatrixNear(MatrixOf(ab), MatrixOf(a) * MatrixOf(b), 10 * this->kTol));
+    EXPECT_TRUE(matricesNear(MatrixOf(ab), MatrixOf(a) * MatrixOf(b), 10 * this->kTol));
     const Eigen::Quaternion<T> e =
         Eigen::Quaternion<T>(a.w, a.x, a.y, a.z) * Eigen::Quaternion<T>(b.w, b.x, b.y, b.z);
     EXPECT_TRUE(NearQ(ab, e.w(), e.x(), e.y(), e.z(), this->kTol));
@@ -747,7 +747,7 @@ TYPED_TEST(Rotations, FromAxesTraceBranch) {
       return DirTemplate<T>{this->t(m(0, c)), this->t(m(1, c)), this->t(m(2, c))};
     };
     const RotationTemplate<T> f = RotationTemplate<T>::FromAxes(col(0), col(1), col(2));
-    EXPECT_TRUE(MatrixNear(MatrixOf(f), m, 10 * this->kTol));
+    EXPECT_TRUE(matricesNear(MatrixOf(f), m, 10 * this->kTol));
     // With a positive trace the scalar part comes out positive.
     EXPECT_GT(f.w, 0);
     const double sign = r.w < 0 ? -1 : 1;
@@ -776,7 +776,7 @@ TYPED_TEST(Rotations, FromAxesEachLargestDiagonalBranch) {
     ASSERT_LT(m.trace(), 0);
     const auto col = [&](int c) { return D{this->t(m(0, c)), this->t(m(1, c)), this->t(m(2, c))}; };
     const Rot f = Rot::FromAxes(col(0), col(1), col(2));
-    EXPECT_TRUE(MatrixNear(MatrixOf(f), m, 10 * this->kTol));
+    EXPECT_TRUE(matricesNear(MatrixOf(f), m, 10 * this->kTol));
     EXPECT_NEAR(f.x * f.x + f.y * f.y + f.z * f.z + f.w * f.w, 1.0, this->kTol);
   }
 }
@@ -794,8 +794,8 @@ TYPED_TEST(Rotations, FromTwoDirectionsTurnsTheFirstIntoTheSecondTheShortWay) {
   using T = TypeParam;
   test::Random random;
   for (int i = 0; i < 300; ++i) {
-    const Eigen::Vector3d a = test::RandomAxis(random);
-    const Eigen::Vector3d b = test::RandomAxis(random);
+    const Eigen::Vector3d a = test::randomUnitVector(random);
+    const Eigen::Vector3d b = test::randomUnitVector(random);
     const DirTemplate<T> from{this->t(a.x()), this->t(a.y()), this->t(a.z())};
     const DirTemplate<T> to{this->t(b.x()), this->t(b.y()), this->t(b.z())};
     const RotationTemplate<T> r = RotationTemplate<T>::From2Dirs(from, to);
@@ -895,11 +895,11 @@ TYPED_TEST(Rotations, LogIsTheInverseOfAngleAxis) {
     EXPECT_GE(a.angle(), 0.0);
     EXPECT_LE(a.angle(), kPi);
     EXPECT_NEAR(a.axis().norm(), 1.0, 1e-12);
-    EXPECT_TRUE(MatrixNear(a.toRotationMatrix(), MatrixOf(r), 10 * this->kTol));
+    EXPECT_TRUE(matricesNear(a.toRotationMatrix(), MatrixOf(r), 10 * this->kTol));
     // q and −q are the same rotation: the sign of w flips the axis back.
     const Eigen::AngleAxis<double> b = RotationTemplate<T>::raw(-r.x, -r.y, -r.z, -r.w).log();
     EXPECT_EQ(b.angle(), a.angle());
-    EXPECT_TRUE(MatrixNear(b.axis(), a.axis(), 1e-15));
+    EXPECT_TRUE(matricesNear(b.axis(), a.axis(), 1e-15));
   }
 }
 
@@ -1035,7 +1035,7 @@ TYPED_TEST(Rotations, SlerpEndsAndConstantSpeed) {
     const OrientTemplate<T> s0 = RotationTemplate<T>::Slerp(a, b, 0);
     EXPECT_TRUE(NearOrient(s0, a.q1, a.q2, a.q3, a.q4, 10 * this->kTol));
     const OrientTemplate<T> s1 = RotationTemplate<T>::Slerp(a, b, 1);
-    EXPECT_TRUE(MatrixNear(MatrixOf(s1), MatrixOf(b), 10 * this->kTol));
+    EXPECT_TRUE(matricesNear(MatrixOf(s1), MatrixOf(b), 10 * this->kTol));
     // Against the relative rotation matrix: the angle travelled grows linearly with t.
     const auto angle = [](const Eigen::Matrix3d& p, const Eigen::Matrix3d& q) {
       return std::acos(std::clamp(((p.transpose() * q).trace() - 1) / 2, -1.0, 1.0));

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "support/near.hpp"
+#include "support/random_unit.hpp"
 #include "support/test_support.hpp"
 #include "zor/rob/screw.hpp"
 
@@ -132,30 +134,6 @@ inline double expmTolerance(const Mat4& a) {
   return 1e-12 * (1.0 + a.cwiseAbs().maxCoeff());
 }
 
-/// Compares two matrices entry by entry within an absolute tolerance and prints both.
-template <typename A, typename B>
-::testing::AssertionResult MatricesNear(const A& actual, const B& expected, double tol) {
-  const double diff = (actual - expected).cwiseAbs().maxCoeff();
-  if (diff <= tol)
-    return ::testing::AssertionSuccess();
-  std::ostringstream os;
-  os.precision(17);
-  os << "max difference " << diff << " > " << tol << "\nactual:\n"
-     << actual << "\nexpected:\n"
-     << expected;
-  return ::testing::AssertionFailure() << os.str();
-}
-
-/// A random unit vector, uniform on the sphere.
-inline EVec3 randomUnit(Random& rng) {
-  for (;;) {
-    const EVec3 v(rng.uniform(-1, 1), rng.uniform(-1, 1), rng.uniform(-1, 1));
-    const double n = v.norm();
-    if (n > 0.1 && n <= 1.0)
-      return v / n;
-  }
-}
-
 inline EVec3 randomVector(Random& rng, double bound) {
   return {rng.uniform(-bound, bound), rng.uniform(-bound, bound), rng.uniform(-bound, bound)};
 }
@@ -182,12 +160,13 @@ inline std::vector<SampledTransform> sampleTransforms(Random& rng, int randomCou
                                           -kPi, 3.0,     2 * kPi - 1e-7, -1e-8};
   std::vector<SampledTransform> out;
   for (const double a : hardAngles) {
-    out.push_back({randomUnit(rng), a, EVec3::Zero()});
-    out.push_back({randomUnit(rng), a, randomVector(rng, 1000.0)});
+    out.push_back({randomUnitVector(rng), a, EVec3::Zero()});
+    out.push_back({randomUnitVector(rng), a, randomVector(rng, 1000.0)});
     out.push_back({EVec3::UnitZ(), a, randomVector(rng, 1000.0)});
   }
   for (int i = 0; i < randomCount; ++i) {
-    out.push_back({randomUnit(rng), rng.uniform(-2 * kPi, 2 * kPi), randomVector(rng, 1000.0)});
+    out.push_back(
+        {randomUnitVector(rng), rng.uniform(-2 * kPi, 2 * kPi), randomVector(rng, 1000.0)});
   }
   return out;
 }

@@ -11,7 +11,7 @@ namespace {
 
 using test::EVec3;
 using test::Mat6;
-using test::MatricesNear;
+using test::matricesNear;
 using test::Vec6;
 
 static_assert(std::is_trivially_copyable_v<JointSpeed>);
@@ -88,13 +88,13 @@ TEST(GeometricJacobian, ProductIsTheMatrixVectorProduct) {
     Vector6 q;
     Vec6 qe;
     for (int c = 0; c < 6; ++c) {
-      const EVec3 axis = test::randomUnit(rng);
+      const EVec3 axis = test::randomUnitVector(rng);
       const EVec3 p = test::randomVector(rng, 1000.0);
       j.setCol(c, ScrewAxis(axis.x(), axis.y(), axis.z(), p.x(), p.y(), p.z()));
       q[c] = qe(c) = rng.uniform(-3.0, 3.0);
     }
     const Mat6 m = j.matrix;
-    EXPECT_TRUE(MatricesNear(test::toEigen(j * q), m * qe, 1e-9));
+    EXPECT_TRUE(matricesNear(test::toEigen(j * q), m * qe, 1e-9));
   }
 }
 

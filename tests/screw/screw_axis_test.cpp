@@ -15,7 +15,7 @@ using test::EVec3;
 using test::kPi;
 using test::Mat3;
 using test::Mat4;
-using test::MatricesNear;
+using test::matricesNear;
 
 constexpr double kMatrixTol = 1e-9;
 
@@ -69,7 +69,7 @@ TEST(ScrewAxis, IndexingFollowsTheStoredOrder) {
 TEST(ScrewAxis, ExponentialAtZeroIsTheIdentity) {
   test::Random rng;
   for (int i = 0; i < 100; ++i) {
-    const EVec3 axis = test::randomUnit(rng);
+    const EVec3 axis = test::randomUnitVector(rng);
     const EVec3 q = test::randomVector(rng, 1000.0);
     const Transform t = ScrewAxis(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z()).T(0.0);
     EXPECT_EQ(t.rotation.w, 1.0);
@@ -108,7 +108,7 @@ TEST(ScrewAxis, ExponentialRotationIsTheAngleAxisRotation) {
   // Exactly the rotation the angle-axis constructor builds, for unit and non-unit directions.
   test::Random rng;
   for (int i = 0; i < 500; ++i) {
-    const EVec3 axis = test::randomUnit(rng) * (i % 2 == 0 ? 1.0 : rng.uniform(0.01, 10.0));
+    const EVec3 axis = test::randomUnitVector(rng) * (i % 2 == 0 ? 1.0 : rng.uniform(0.01, 10.0));
     const double theta = rng.uniform(-10.0, 10.0);
     const Vec3 w{axis.x(), axis.y(), axis.z()};
     const Rotation expected(theta, w);
@@ -127,26 +127,26 @@ TEST(ScrewAxis, ExponentialIsTheRotationAboutTheAxisThroughItsPoint) {
   for (int i = 0; i < 300; ++i)
     angles.push_back(rng.uniform(-2 * kPi, 2 * kPi));
   for (const double theta : angles) {
-    const EVec3 axis = test::randomUnit(rng);
+    const EVec3 axis = test::randomUnitVector(rng);
     const EVec3 q = test::randomVector(rng, 1000.0);
     SCOPED_TRACE(theta);
     const Mat3 r = test::rodrigues(axis, theta);
     const Mat4 expected = test::homogeneous(r, q - r * q);
     const ScrewAxis s(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
-    EXPECT_TRUE(MatricesNear(test::toMatrix(s.T(theta)), expected, kMatrixTol));
+    EXPECT_TRUE(matricesNear(test::toMatrix(s.T(theta)), expected, kMatrixTol));
   }
 }
 
 TEST(ScrewAxis, ExponentialIsTheMatrixExponentialOfTheScaledScrew) {
   test::Random rng;
   for (int i = 0; i < 300; ++i) {
-    const EVec3 axis = test::randomUnit(rng);
+    const EVec3 axis = test::randomUnitVector(rng);
     const EVec3 q = test::randomVector(rng, 1000.0);
     const double theta = rng.uniform(-2 * kPi, 2 * kPi);
     const ScrewAxis s(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
     SCOPED_TRACE(theta);
     const Mat4 a = test::twistMatrix(test::toEigen(s) * theta);
-    EXPECT_TRUE(MatricesNear(test::toMatrix(s.T(theta)), test::expm(a), test::expmTolerance(a)));
+    EXPECT_TRUE(matricesNear(test::toMatrix(s.T(theta)), test::expm(a), test::expmTolerance(a)));
   }
 }
 
@@ -156,14 +156,14 @@ TEST(ScrewAxis, ExponentialOfAGeneralScrewMatchesTheMatrixExponential) {
   test::Random rng;
   for (int i = 0; i < 200; ++i) {
     ScrewAxis s;
-    const EVec3 axis = test::randomUnit(rng);
+    const EVec3 axis = test::randomUnitVector(rng);
     const EVec3 v = test::randomVector(rng, 500.0);
     s.w = Vec3{axis.x(), axis.y(), axis.z()};
     s.v = Vec3{v.x(), v.y(), v.z()};
     const double theta = rng.uniform(-2 * kPi, 2 * kPi);
     SCOPED_TRACE(theta);
     const Mat4 a = test::twistMatrix(test::toEigen(s) * theta);
-    EXPECT_TRUE(MatricesNear(test::toMatrix(s.T(theta)), test::expm(a), test::expmTolerance(a)));
+    EXPECT_TRUE(matricesNear(test::toMatrix(s.T(theta)), test::expm(a), test::expmTolerance(a)));
   }
 }
 
@@ -171,40 +171,40 @@ TEST(ScrewAxis, ExponentialOfANonUnitDirectionUsesTheRawDirectionForTheTranslati
   // G v with G = θ I + (1 - cos θ) W + (θ - sin θ) W², W the skew matrix of the stored ω.
   test::Random rng;
   for (int i = 0; i < 100; ++i) {
-    const EVec3 w = test::randomUnit(rng) * rng.uniform(0.1, 3.0);
+    const EVec3 w = test::randomUnitVector(rng) * rng.uniform(0.1, 3.0);
     const EVec3 q = test::randomVector(rng, 100.0);
     const double theta = rng.uniform(-kPi, kPi);
     const ScrewAxis s(w.x(), w.y(), w.z(), q.x(), q.y(), q.z());
     const Mat3 wm = test::skew(w);
     const Mat3 g =
         theta * Mat3::Identity() + (1 - std::cos(theta)) * wm + (theta - std::sin(theta)) * wm * wm;
-    EXPECT_TRUE(MatricesNear(test::toEigen(s.T(theta).translation), g * test::toEigen(s.v), 1e-9));
+    EXPECT_TRUE(matricesNear(test::toEigen(s.T(theta).translation), g * test::toEigen(s.v), 1e-9));
   }
 }
 
 TEST(ScrewAxis, ExponentialsOfOneAxisAdd) {
   test::Random rng;
   for (int i = 0; i < 200; ++i) {
-    const EVec3 axis = test::randomUnit(rng);
+    const EVec3 axis = test::randomUnitVector(rng);
     const EVec3 q = test::randomVector(rng, 1000.0);
     const ScrewAxis s(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
     const double a = rng.uniform(-kPi, kPi);
     const double b = rng.uniform(-kPi, kPi);
     EXPECT_TRUE(
-        MatricesNear(test::toMatrix(s.T(a) * s.T(b)), test::toMatrix(s.T(a + b)), kMatrixTol));
-    EXPECT_TRUE(MatricesNear(test::toMatrix(s.T(a) * s.T(-a)), Mat4::Identity(), kMatrixTol));
+        matricesNear(test::toMatrix(s.T(a) * s.T(b)), test::toMatrix(s.T(a + b)), kMatrixTol));
+    EXPECT_TRUE(matricesNear(test::toMatrix(s.T(a) * s.T(-a)), Mat4::Identity(), kMatrixTol));
   }
 }
 
 TEST(ScrewAxis, ExponentialKeepsTheAxisPointsFixed) {
   test::Random rng;
   for (int i = 0; i < 200; ++i) {
-    const EVec3 axis = test::randomUnit(rng);
+    const EVec3 axis = test::randomUnitVector(rng);
     const EVec3 q = test::randomVector(rng, 1000.0);
     const ScrewAxis s(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
     const EVec3 p = q + rng.uniform(-500, 500) * axis;
     const Pos moved = s.T(rng.uniform(-kPi, kPi)).transform(Pos{p.x(), p.y(), p.z()});
-    EXPECT_TRUE(MatricesNear(test::toEigen(moved), p, kMatrixTol));
+    EXPECT_TRUE(matricesNear(test::toEigen(moved), p, kMatrixTol));
   }
 }
 

@@ -15,7 +15,7 @@ using test::EVec3;
 using test::kPi;
 using test::Mat3;
 using test::Mat4;
-using test::MatricesNear;
+using test::matricesNear;
 using test::Vec6;
 
 // Rotation entries are of order 1; translations of order 1000 mm.
@@ -70,7 +70,7 @@ TEST(Transform, InverseMatchesTheMatrixInverse) {
   for (const auto& s : test::sampleTransforms(rng, 300)) {
     SCOPED_TRACE(test::describe(s));
     EXPECT_TRUE(
-        MatricesNear(test::toMatrix(s.transform().inverse()), s.matrix().inverse(), kMatrixTol));
+        matricesNear(test::toMatrix(s.transform().inverse()), s.matrix().inverse(), kMatrixTol));
   }
 }
 
@@ -104,11 +104,11 @@ TEST(Transform, CompositionMatchesTheMatrixProduct) {
     const auto& a = samples[i];
     const auto& b = samples[samples.size() - 1 - i];
     SCOPED_TRACE(test::describe(a) + " * " + test::describe(b));
-    EXPECT_TRUE(MatricesNear(test::toMatrix(a.transform() * b.transform()), a.matrix() * b.matrix(),
+    EXPECT_TRUE(matricesNear(test::toMatrix(a.transform() * b.transform()), a.matrix() * b.matrix(),
                              kMatrixTol));
     Transform c = a.transform();
     c *= b.transform();
-    EXPECT_TRUE(MatricesNear(test::toMatrix(c), a.matrix() * b.matrix(), kMatrixTol));
+    EXPECT_TRUE(matricesNear(test::toMatrix(c), a.matrix() * b.matrix(), kMatrixTol));
   }
 }
 
@@ -205,9 +205,9 @@ TEST(Transform, TransformMatchesTheMatrix) {
     const Mat4 m = s.matrix();
     const EVec3 expectedPos = m.topLeftCorner<3, 3>() * p + m.topRightCorner<3, 1>();
     const EVec3 expectedVec = m.topLeftCorner<3, 3>() * p;
-    EXPECT_TRUE(MatricesNear(test::toEigen(t.transform(Pos{p.x(), p.y(), p.z()})), expectedPos,
+    EXPECT_TRUE(matricesNear(test::toEigen(t.transform(Pos{p.x(), p.y(), p.z()})), expectedPos,
                              kMatrixTol));
-    EXPECT_TRUE(MatricesNear(test::toEigen(t.transform(Vec3{p.x(), p.y(), p.z()})), expectedVec,
+    EXPECT_TRUE(matricesNear(test::toEigen(t.transform(Vec3{p.x(), p.y(), p.z()})), expectedVec,
                              kMatrixTol));
   }
 }
@@ -221,7 +221,7 @@ TEST(Transform, AdjointOfATwistMatchesTheAdjointMatrix) {
         (Vec6() << test::randomVector(rng, 2.0), test::randomVector(rng, 500.0)).finished();
     const Twist twist(v(0), v(1), v(2), v(3), v(4), v(5));
     const Vec6 expected = test::adjointMatrix(s.matrix()) * v;
-    EXPECT_TRUE(MatricesNear(test::toEigen(t.adjoint(twist)), expected, kMatrixTol));
+    EXPECT_TRUE(matricesNear(test::toEigen(t.adjoint(twist)), expected, kMatrixTol));
   }
 }
 
@@ -230,11 +230,11 @@ TEST(Transform, AdjointOfAScrewAxisMatchesTheAdjointMatrix) {
   for (const auto& s : test::sampleTransforms(rng, 200)) {
     SCOPED_TRACE(test::describe(s));
     Transform t = s.transform();
-    const EVec3 axis = test::randomUnit(rng);
+    const EVec3 axis = test::randomUnitVector(rng);
     const EVec3 point = test::randomVector(rng, 500.0);
     const ScrewAxis screw(axis.x(), axis.y(), axis.z(), point.x(), point.y(), point.z());
     const Vec6 expected = test::adjointMatrix(s.matrix()) * test::toEigen(screw);
-    EXPECT_TRUE(MatricesNear(test::toEigen(t.adjoint(screw)), expected, kMatrixTol));
+    EXPECT_TRUE(matricesNear(test::toEigen(t.adjoint(screw)), expected, kMatrixTol));
   }
 }
 
@@ -245,14 +245,14 @@ TEST(Transform, AdjointMovesAScrewAxisOntoTheMovedLine) {
   for (const auto& s : test::sampleTransforms(rng, 100)) {
     SCOPED_TRACE(test::describe(s));
     Transform t = s.transform();
-    const EVec3 axis = test::randomUnit(rng);
+    const EVec3 axis = test::randomUnitVector(rng);
     const EVec3 q = test::randomVector(rng, 500.0);
     const Mat4 m = s.matrix();
     const EVec3 movedAxis = m.topLeftCorner<3, 3>() * axis;
     const EVec3 movedPoint = m.topLeftCorner<3, 3>() * q + m.topRightCorner<3, 1>();
     const ScrewAxis expected(movedAxis.x(), movedAxis.y(), movedAxis.z(), movedPoint.x(),
                              movedPoint.y(), movedPoint.z());
-    EXPECT_TRUE(MatricesNear(
+    EXPECT_TRUE(matricesNear(
         test::toEigen(t.adjoint(ScrewAxis(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z()))),
         test::toEigen(expected), kMatrixTol));
   }
@@ -284,7 +284,7 @@ TEST(Transform, AdjointTransposeMatchesTheTransposedAdjointMatrix) {
         (Vec6() << test::randomVector(rng, 500.0), test::randomVector(rng, 50.0)).finished();
     const Wrench wrench(f(0), f(1), f(2), f(3), f(4), f(5));
     const Vec6 expected = test::adjointMatrix(s.matrix()).transpose() * f;
-    EXPECT_TRUE(MatricesNear(test::toEigen(t.adjointT(wrench)), expected, 1e-8));
+    EXPECT_TRUE(matricesNear(test::toEigen(t.adjointT(wrench)), expected, 1e-8));
   }
 }
 
@@ -372,24 +372,24 @@ TEST(Transform, ExponentialOfTheLogGivesBackTheTransform) {
     EXPECT_LE(angle, kPi + 1e-15);
     if (angle == 0.0) {
       // Below the threshold the rotation is dropped: only the translation survives.
-      EXPECT_TRUE(MatricesNear(test::toMatrix(t).topLeftCorner<3, 3>(), Mat3::Identity(), 2e-6));
+      EXPECT_TRUE(matricesNear(test::toMatrix(t).topLeftCorner<3, 3>(), Mat3::Identity(), 2e-6));
       EXPECT_EQ(twist.v, t.translation);
       continue;
     }
     const Mat4 a = test::twistMatrix(v);
-    EXPECT_TRUE(MatricesNear(test::expm(a), s.matrix(), test::expmTolerance(a)));
+    EXPECT_TRUE(matricesNear(test::expm(a), s.matrix(), test::expmTolerance(a)));
   }
 }
 
 TEST(Transform, LogOfAScrewExponentialIsTheScaledScrew) {
   test::Random rng;
   for (int i = 0; i < 300; ++i) {
-    const EVec3 axis = test::randomUnit(rng);
+    const EVec3 axis = test::randomUnitVector(rng);
     const EVec3 q = test::randomVector(rng, 500.0);
     const double theta = rng.uniform(1e-5, kPi - 1e-6);
     const ScrewAxis screw(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
     SCOPED_TRACE(theta);
-    EXPECT_TRUE(MatricesNear(test::toEigen(screw.T(theta).log()), test::toEigen(screw) * theta,
+    EXPECT_TRUE(matricesNear(test::toEigen(screw.T(theta).log()), test::toEigen(screw) * theta,
                              kMatrixTol));
   }
 }
@@ -406,8 +406,8 @@ TEST(SkewSymmetric, TimesAVectorIsTheCrossProduct) {
     const EVec3 a = test::randomVector(rng, 10.0);
     const EVec3 b = test::randomVector(rng, 10.0);
     const Mat3 w = Vector3ToSkewSymmetric(Vec3{a.x(), a.y(), a.z()});
-    EXPECT_TRUE(MatricesNear(w * b, a.cross(b), 1e-13));
-    EXPECT_TRUE(MatricesNear(w.transpose(), (-w).eval(), 0.0));
+    EXPECT_TRUE(matricesNear(w * b, a.cross(b), 1e-13));
+    EXPECT_TRUE(matricesNear(w.transpose(), (-w).eval(), 0.0));
   }
 }
 

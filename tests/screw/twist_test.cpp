@@ -12,7 +12,7 @@ namespace {
 using test::EVec3;
 using test::Mat4;
 using test::Mat6;
-using test::MatricesNear;
+using test::matricesNear;
 using test::Vec6;
 
 static_assert(std::is_trivially_copyable_v<Twist>);
@@ -60,12 +60,12 @@ TEST(Twist, AdjointMatchesTheAdMatrix) {
   test::Random rng;
   for (int i = 0; i < 300; ++i) {
     const Vec6 v = randomTwistVector(rng);
-    const EVec3 axis = test::randomUnit(rng);
+    const EVec3 axis = test::randomUnitVector(rng);
     const EVec3 q = test::randomVector(rng, 500.0);
     const ScrewAxis s(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
     Twist twist(v(0), v(1), v(2), v(3), v(4), v(5));
     EXPECT_TRUE(
-        MatricesNear(test::toEigen(twist.adjoint(s)), test::adMatrix(v) * test::toEigen(s), 1e-9));
+        matricesNear(test::toEigen(twist.adjoint(s)), test::adMatrix(v) * test::toEigen(s), 1e-9));
   }
 }
 
@@ -75,7 +75,7 @@ TEST(Twist, AdjointIsTheDerivativeOfTheAdjointMap) {
   constexpr double kStep = 1e-5;
   for (int i = 0; i < 100; ++i) {
     const Vec6 v = randomTwistVector(rng);
-    const EVec3 axis = test::randomUnit(rng);
+    const EVec3 axis = test::randomUnitVector(rng);
     const EVec3 q = test::randomVector(rng, 500.0);
     const ScrewAxis s(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
     const Mat4 plus = test::expm(test::twistMatrix(v * kStep));
@@ -84,7 +84,7 @@ TEST(Twist, AdjointIsTheDerivativeOfTheAdjointMap) {
         (test::adjointMatrix(plus) - test::adjointMatrix(minus)) * test::toEigen(s) / (2 * kStep);
     Twist twist(v(0), v(1), v(2), v(3), v(4), v(5));
     const Vec6 bracket = test::toEigen(twist.adjoint(s));
-    EXPECT_TRUE(MatricesNear(bracket, derivative, 1e-5 * (1.0 + bracket.norm())));
+    EXPECT_TRUE(matricesNear(bracket, derivative, 1e-5 * (1.0 + bracket.norm())));
   }
 }
 

@@ -1,6 +1,10 @@
 #pragma once
 
+// Comparisons within an absolute tolerance that print both operands and their distance.
+
 #include <gtest/gtest.h>
+
+#include <sstream>
 
 #include "zor/rob/vectors.hpp"
 
@@ -16,6 +20,21 @@ inline ::testing::AssertionResult near(const Vec3& actual, const Vec3& expected,
          << "(" << actual.x << ", " << actual.y << ", " << actual.z << ") differs from ("
          << expected.x << ", " << expected.y << ", " << expected.z << ") by " << error << " > "
          << tolerance;
+}
+
+/// Passes when no entry of the Eigen matrix (or vector) `actual` differs from the one of
+/// `expected` by more than `tolerance`; the failure message shows both at full precision.
+template <class A, class B>
+::testing::AssertionResult matricesNear(const A& actual, const B& expected, double tolerance) {
+  const double difference = (actual - expected).cwiseAbs().maxCoeff();
+  if (difference <= tolerance)
+    return ::testing::AssertionSuccess();
+  std::ostringstream out;
+  out.precision(17);
+  out << "entries differ by up to " << difference << " > " << tolerance << "\nactual:\n"
+      << actual << "\nexpected:\n"
+      << expected;
+  return ::testing::AssertionFailure() << out.str();
 }
 
 }  // namespace zor::rob::test
