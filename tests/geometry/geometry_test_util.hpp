@@ -9,6 +9,7 @@
 #include <Eigen/Dense>
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -29,6 +30,51 @@ inline constexpr double kPi = 3.141592653589793;
 /// Absolute tolerance on unit-sized results computed in T.
 template <class T>
 inline constexpr double kTol = std::is_same_v<T, float> ? 2e-5 : 1e-12;
+
+inline constexpr const char* kZeroQuaternion = "normalize quaternion of 0 magnitude";
+inline constexpr const char* kZeroLength = "0-length vector cannot be normalized.";
+
+/// Base of the typed geometry tests: the tolerances of T, scaled to the results they cover (the
+/// rounding error grows with the number of operations and with the size of the values), and a
+/// conversion to T.
+template <class T>
+class ScalarTest : public testing::Test {
+ protected:
+  /// Unit-sized results of one operation.
+  static constexpr double kTol = test::kTol<T>;
+  /// Unit-sized results of a few operations in a row: a rotation built and then applied or
+  /// turned into a matrix, a product of two rotations, an angle recovered from a rotation.
+  static constexpr double kFewOpsTol = 10 * kTol;
+  /// Points, vectors and lengths of up to a few hundred millimetres after one rotation or one
+  /// pose of up to 100 mm.
+  static constexpr double kPointTol = 1000 * kTol;
+  /// A pose of up to 1000 mm applied to a point of up to 500 mm.
+  static constexpr double kPoseApplyTol = 2000 * kTol;
+  /// Two poses of up to 1000 mm composed (matrix entries up to about 2700 mm), or a point moved
+  /// through both.
+  static constexpr double kChainedProductTol = 5000 * kTol;
+
+  static T t(double v) { return static_cast<T>(v); }
+};
+
+/// Checks at compile time that V is N scalars of T laid out plainly, as a host may copy it:
+/// standard layout, trivially copyable, nothing but the N scalars.
+template <class V, class T, std::size_t N>
+constexpr void CheckPlainScalars() {
+  static_assert(std::is_standard_layout_v<V>);
+  static_assert(std::is_trivially_copyable_v<V>);
+  static_assert(sizeof(V) == N * sizeof(T));
+}
+
+/// The largest T whose value, widened to double, is still at most 1e-7: the longest vector that
+/// the direction rule refuses, and the largest difference per axis of an empty line.
+template <class T>
+T LongestRefusedLength() {
+  T v = static_cast<T>(1e-7);
+  while (static_cast<double>(v) > 1e-7)
+    v = std::nextafter(v, T(0));
+  return v;
+}
 
 inline Eigen::Matrix3d RotX(double a) {
   Eigen::Matrix3d m;

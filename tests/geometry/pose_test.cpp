@@ -10,35 +10,26 @@
 #include "geometry_test_util.hpp"
 #include "support/test_support.hpp"
 
-namespace zor::rob {
+// Inside the test namespace: the shared references and checks need no qualification.
+namespace zor::rob::test {
 namespace {
 
-using test::kPi;
-using test::matricesNear;
-using test::Near3;
-
-constexpr const char* kZeroQuaternion = "normalize quaternion of 0 magnitude";
-
 template <class T>
-class Poses : public testing::Test {
+class Poses : public ScalarTest<T> {
  protected:
-  static constexpr double kTol = test::kTol<T>;
-  static T t(double v) { return static_cast<T>(v); }
-
   PoseTemplate<T> randomPose(test::Random& random) {
     const OrientTemplate<T> o = test::RandomRotation<T>(random).toOrient();
-    return {PosTemplate<T>{t(random.uniform(-1000, 1000)), t(random.uniform(-1000, 1000)),
-                           t(random.uniform(-1000, 1000))},
-            o};
+    return {
+        PosTemplate<T>{this->t(random.uniform(-1000, 1000)), this->t(random.uniform(-1000, 1000)),
+                       this->t(random.uniform(-1000, 1000))},
+        o};
   }
 };
-TYPED_TEST_SUITE(Poses, test::Scalars);
+TYPED_TEST_SUITE(Poses, Scalars);
 
 TYPED_TEST(Poses, LayoutIsSevenScalars) {
   using T = TypeParam;
-  static_assert(std::is_standard_layout_v<PoseTemplate<T>>);
-  static_assert(std::is_trivially_copyable_v<PoseTemplate<T>>);
-  static_assert(sizeof(PoseTemplate<T>) == 7 * sizeof(T));
+  CheckPlainScalars<PoseTemplate<T>, T, 7>();
 }
 
 TYPED_TEST(Poses, DefaultIsTheIdentity) {
@@ -72,7 +63,7 @@ TYPED_TEST(Poses, AppliesRotationThenTranslation) {
   const PoseTemplate<T> p(
       PosTemplate<T>{10, 0, 0},
       RotationTemplate<T>(this->t(kPi / 2), DirTemplate<T>{0, 0, 1}).toOrient());
-  EXPECT_TRUE(Near3(p * PosTemplate<T>{1, 0, 0}, 10, 1, 0, 10 * this->kTol));
+  EXPECT_TRUE(Near3(p * PosTemplate<T>{1, 0, 0}, 10, 1, 0, this->kFewOpsTol));
 }
 
 TYPED_TEST(Poses, ApplyingMatchesTheHomogeneousMatrix) {
@@ -83,7 +74,7 @@ TYPED_TEST(Poses, ApplyingMatchesTheHomogeneousMatrix) {
     const PosTemplate<T> q{this->t(random.uniform(-500, 500)), this->t(random.uniform(-500, 500)),
                            this->t(random.uniform(-500, 500))};
     const Eigen::Vector4d expected = test::HomogeneousOf(p) * test::ToEigen(q).homogeneous();
-    EXPECT_TRUE(Near3(p * q, expected.x(), expected.y(), expected.z(), 2000 * this->kTol));
+    EXPECT_TRUE(Near3(p * q, expected.x(), expected.y(), expected.z(), this->kPoseApplyTol));
   }
 }
 
@@ -96,11 +87,11 @@ TYPED_TEST(Poses, CompositionMatchesTheMatrixProduct) {
     const PoseTemplate<T> aPc = aPb * bPc;
     EXPECT_TRUE(matricesNear(test::HomogeneousOf(aPc),
                              test::HomogeneousOf(aPb) * test::HomogeneousOf(bPc),
-                             5000 * this->kTol));
+                             this->kChainedProductTol));
     // Applying the composition equals applying B, then A.
     const PosTemplate<T> q{1, -2, 3};
     const PosTemplate<T> twice = aPb * (bPc * q);
-    EXPECT_TRUE(Near3(aPc * q, twice.x, twice.y, twice.z, 5000 * this->kTol));
+    EXPECT_TRUE(Near3(aPc * q, twice.x, twice.y, twice.z, this->kChainedProductTol));
     // The orientation is written back unit, scalar first.
     const RotationTemplate<T> r = aPb.rotation() * bPc.rotation();
     EXPECT_EQ(aPc.orient, r.toOrient());
@@ -167,4 +158,4 @@ TEST(Poses, ToStringPrintsTheOrientationWithSixDigitsAsStored) {
 }
 
 }  // namespace
-}  // namespace zor::rob
+}  // namespace zor::rob::test

@@ -25,10 +25,7 @@ constexpr double kTol = RobotConfig::kJointLimitTolerance;
 const double kSqrtHalf = std::sqrt(0.5);
 
 void expectSameTransform(const Transform& a, const Transform& b) {
-  EXPECT_EQ(a.rotation.w, b.rotation.w);
-  EXPECT_EQ(a.rotation.x, b.rotation.x);
-  EXPECT_EQ(a.rotation.y, b.rotation.y);
-  EXPECT_EQ(a.rotation.z, b.rotation.z);
+  test::expectSameComponents(a.rotation, b.rotation);
   EXPECT_EQ(a.translation, b.translation);
 }
 

@@ -12,6 +12,7 @@ namespace zor::rob {
 namespace {
 
 using test::EVec3;
+using test::expectSameComponents;
 using test::kPi;
 using test::Mat3;
 using test::Mat4;
@@ -113,10 +114,7 @@ TEST(ScrewAxis, ExponentialRotationIsTheAngleAxisRotation) {
     const Vec3 w{axis.x(), axis.y(), axis.z()};
     const Rotation expected(theta, w);
     const Transform t = ScrewAxis(w, Pos{1, 2, 3}).T(theta);
-    EXPECT_EQ(t.rotation.x, expected.x);
-    EXPECT_EQ(t.rotation.y, expected.y);
-    EXPECT_EQ(t.rotation.z, expected.z);
-    EXPECT_EQ(t.rotation.w, expected.w);
+    expectSameComponents(t.rotation, expected);
   }
 }
 

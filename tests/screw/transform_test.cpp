@@ -12,6 +12,7 @@ namespace zor::rob {
 namespace {
 
 using test::EVec3;
+using test::expectSameComponents;
 using test::kPi;
 using test::Mat3;
 using test::Mat4;
@@ -48,10 +49,7 @@ TEST(Transform, DefaultIsTheIdentity) {
 TEST(Transform, ConstructorStoresRotationAndTranslation) {
   const Rotation r(0.3, Vec3{1, 2, 3});
   const Transform t(r, Vec3{4, 5, 6});
-  EXPECT_EQ(t.rotation.x, r.x);
-  EXPECT_EQ(t.rotation.y, r.y);
-  EXPECT_EQ(t.rotation.z, r.z);
-  EXPECT_EQ(t.rotation.w, r.w);
+  expectSameComponents(t.rotation, r);
   EXPECT_EQ(t.translation, Vec3(4, 5, 6));
 }
 
@@ -135,10 +133,7 @@ TEST(Transform, InPlaceProductEqualsTheProductForUnitRotations) {
     const Transform product = a * b;
     Transform inPlace = a;
     inPlace *= b;
-    EXPECT_EQ(inPlace.rotation.x, product.rotation.x);
-    EXPECT_EQ(inPlace.rotation.y, product.rotation.y);
-    EXPECT_EQ(inPlace.rotation.z, product.rotation.z);
-    EXPECT_EQ(inPlace.rotation.w, product.rotation.w);
+    expectSameComponents(inPlace.rotation, product.rotation);
     EXPECT_EQ(inPlace.translation, product.translation);
   }
 }

@@ -1,11 +1,13 @@
 #pragma once
 
-// Comparisons within an absolute tolerance that print both operands and their distance.
+// Comparisons that print both operands: within an absolute tolerance, or component by
+// component.
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
+#include "zor/rob/rotation.hpp"
 #include "zor/rob/vectors.hpp"
 
 namespace zor::rob::test {
@@ -35,6 +37,16 @@ template <class A, class B>
       << actual << "\nexpected:\n"
       << expected;
   return ::testing::AssertionFailure() << out.str();
+}
+
+/// Expects the four stored components of `actual` to equal those of `expected` exactly: the
+/// same rotation bit for bit, not merely an equivalent one.
+template <class T>
+void expectSameComponents(const RotationTemplate<T>& actual, const RotationTemplate<T>& expected) {
+  EXPECT_EQ(actual.x, expected.x);
+  EXPECT_EQ(actual.y, expected.y);
+  EXPECT_EQ(actual.z, expected.z);
+  EXPECT_EQ(actual.w, expected.w);
 }
 
 }  // namespace zor::rob::test
