@@ -55,6 +55,20 @@ class ScalarTest : public testing::Test {
   static constexpr double kChainedProductTol = 5000 * kTol;
 
   static T t(double v) { return static_cast<T>(v); }
+
+  /// A quarter turn about z, then 10 mm along x: (1, 0, 0) goes to (10, 1, 0).
+  static PoseTemplate<T> QuarterTurnThenAlongX() {
+    return {PosTemplate<T>{10, 0, 0},
+            RotationTemplate<T>(t(kPi / 2), DirTemplate<T>{0, 0, 1}).toOrient()};
+  }
+  /// At (1, 2, 3), with the orientation record (2, 0, 0, 0): the identity rotation, scaled.
+  static PoseTemplate<T> ScaledIdentityAt123() {
+    return {PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{2, 0, 0, 0}};
+  }
+  /// At (1, 2, 3), with the zero orientation record, which no rotation normalises to.
+  static PoseTemplate<T> ZeroOrientationAt123() {
+    return {PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{0, 0, 0, 0}};
+  }
 };
 
 /// Checks at compile time that V is N scalars of T laid out plainly, as a host may copy it:

@@ -107,9 +107,7 @@ TEST(Lines, FloatComparesEmptinessInDouble) {
 TYPED_TEST(Lines, TransformMapsBothEnds) {
   using T = TypeParam;
   // π/2 about Z then + (10, 0, 0): (1, 0, 0) → (10, 1, 0), (0, 2, 0) → (8, 0, 0).
-  const PoseTemplate<T> pose(
-      PosTemplate<T>{10, 0, 0},
-      RotationTemplate<T>(this->t(kPi / 2), DirTemplate<T>{0, 0, 1}).toOrient());
+  const PoseTemplate<T> pose = this->QuarterTurnThenAlongX();
   const LineTemplate<T> l = LineTemplate<T>{{1, 0, 0}, {0, 2, 0}}.transformed(pose);
   EXPECT_TRUE(Near3(l.start, 10, 1, 0, this->kFewOpsTol));
   EXPECT_TRUE(Near3(l.end, 8, 0, 0, this->kFewOpsTol));
@@ -134,7 +132,7 @@ TYPED_TEST(Lines, TransformAgreesWithApplyingThePose) {
 
 TYPED_TEST(Lines, TransformByAScaledOrientationOnlyTranslates) {
   using T = TypeParam;
-  const PoseTemplate<T> pose(PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{2, 0, 0, 0});
+  const PoseTemplate<T> pose = this->ScaledIdentityAt123();
   const LineTemplate<T> l = LineTemplate<T>{}.transformed(pose);
   EXPECT_EQ(l.start, (PosTemplate<T>{1, 2, 3}));
   EXPECT_EQ(l.end, (PosTemplate<T>{2, 2, 3}));
@@ -142,7 +140,7 @@ TYPED_TEST(Lines, TransformByAScaledOrientationOnlyTranslates) {
 
 TYPED_TEST(Lines, TransformByAZeroOrientationThrows) {
   using T = TypeParam;
-  const PoseTemplate<T> pose(PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{0, 0, 0, 0});
+  const PoseTemplate<T> pose = this->ZeroOrientationAt123();
   EXPECT_THROW_MSG(LineTemplate<T>{}.transformed(pose), std::logic_error, kZeroQuaternion);
 }
 

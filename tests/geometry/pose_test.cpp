@@ -60,9 +60,7 @@ TYPED_TEST(Poses, RotationNormalisesTheRecord) {
 TYPED_TEST(Poses, AppliesRotationThenTranslation) {
   using T = TypeParam;
   // π/2 about Z maps (1, 0, 0) to (0, 1, 0); then + (10, 0, 0).
-  const PoseTemplate<T> p(
-      PosTemplate<T>{10, 0, 0},
-      RotationTemplate<T>(this->t(kPi / 2), DirTemplate<T>{0, 0, 1}).toOrient());
+  const PoseTemplate<T> p = this->QuarterTurnThenAlongX();
   EXPECT_TRUE(Near3(p * PosTemplate<T>{1, 0, 0}, 10, 1, 0, this->kFewOpsTol));
 }
 
@@ -109,7 +107,7 @@ TYPED_TEST(Poses, CompositionNormalisesTheOrientation) {
 
 TYPED_TEST(Poses, ZeroOrientationThrowsWhenUsed) {
   using T = TypeParam;
-  const PoseTemplate<T> zero({1, 2, 3}, OrientTemplate<T>{0, 0, 0, 0});
+  const PoseTemplate<T> zero = this->ZeroOrientationAt123();
   const PoseTemplate<T> id;
   EXPECT_THROW_MSG(zero * PosTemplate<T>{}, std::logic_error, kZeroQuaternion);
   EXPECT_THROW_MSG(zero * id, std::logic_error, kZeroQuaternion);
@@ -119,7 +117,7 @@ TYPED_TEST(Poses, ZeroOrientationThrowsWhenUsed) {
 
 TYPED_TEST(Poses, ScaledOrientationOnlyTranslates) {
   using T = TypeParam;
-  const PoseTemplate<T> p(PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{2, 0, 0, 0});
+  const PoseTemplate<T> p = this->ScaledIdentityAt123();
   EXPECT_EQ((p * PosTemplate<T>{4, 5, 6}), (PosTemplate<T>{5, 7, 9}));
 }
 

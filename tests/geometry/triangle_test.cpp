@@ -56,9 +56,7 @@ TYPED_TEST(Triangles, CentroidSumsInCornerOrderThenDividesByThree) {
 
 TYPED_TEST(Triangles, TransformMapsEveryCorner) {
   using T = TypeParam;
-  const PoseTemplate<T> pose(
-      PosTemplate<T>{10, 0, 0},
-      RotationTemplate<T>(this->t(kPi / 2), DirTemplate<T>{0, 0, 1}).toOrient());
+  const PoseTemplate<T> pose = this->QuarterTurnThenAlongX();
   const TriangleTemplate<T> t =
       TriangleTemplate<T>{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}.transformed(pose);
   EXPECT_TRUE(Near3(t.p1, 10, 1, 0, this->kFewOpsTol));
@@ -85,14 +83,14 @@ TYPED_TEST(Triangles, TransformMovesTheCentroidWithTheCorners) {
 
 TYPED_TEST(Triangles, TransformByAScaledOrientationOnlyTranslates) {
   using T = TypeParam;
-  const PoseTemplate<T> pose(PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{2, 0, 0, 0});
+  const PoseTemplate<T> pose = this->ScaledIdentityAt123();
   const TriangleTemplate<T> t = TriangleTemplate<T>{}.transformed(pose);
   EXPECT_EQ(t, (TriangleTemplate<T>{{1, 2, 3}, {1, 3, 3}, {1, 2, 4}}));
 }
 
 TYPED_TEST(Triangles, TransformByAZeroOrientationThrows) {
   using T = TypeParam;
-  const PoseTemplate<T> pose(PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{0, 0, 0, 0});
+  const PoseTemplate<T> pose = this->ZeroOrientationAt123();
   EXPECT_THROW_MSG(TriangleTemplate<T>{}.transformed(pose), std::logic_error, kZeroQuaternion);
 }
 
