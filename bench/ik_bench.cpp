@@ -14,31 +14,34 @@
 //   ik_bench [--check-only] [Google Benchmark flags]
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <kdl/chain.hpp>
 #include <kdl/chainiksolverpos_lma.hpp>
 #include <kdl/frames.hpp>
 #include <kdl/jntarray.hpp>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "kdl_reference.hpp"
+#include "zor/rob/angles.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace {
 
+using zor::rob::DegToRad;
 using zor::rob::Pose;
 using zor::rob::RobJoint;
 using zor::rob::RobotConfig;
 using zor::rob::TargetConfiguration;
 using zor::rob::Transform;
+using zor::rob::bench::FromKdlJoints;
+using zor::rob::bench::kSamples;
 
-constexpr std::size_t kSamples = 1024;
-constexpr double kPi = 3.141592653589793;
 /// KDL works in metres here (its solver weighs metres against radians), we in mm.
 constexpr double kMetre = 1000.0;
 /// Sideways offset (mm) of axis 6 from the wrist centre on the second arm.
@@ -55,10 +58,6 @@ constexpr int kKdlMaxIterations = 500;
 /// off near the wrist singularity.
 constexpr double kListedTolerance = 0.01;
 
-double radians(double degrees) {
-  return degrees * kPi / 180.0;
-}
-
 /// One arm: ours, KDL's chain in metres, the samples, their poses and the KDL seeds.
 struct ArmFixture {
   RobotConfig robot;
@@ -68,29 +67,18 @@ struct ArmFixture {
   std::vector<KDL::Frame> kdlPoses;
   std::vector<KDL::JntArray> kdlSeeds;
 
-  ArmFixture(RobotConfig arm, double wristOffset) : robot(std::move(arm)) {
-    const zor::rob::OrthoParallelGeometry g = zor::rob::DefaultArmGeometry();
-    using KDL::Frame;
-    using KDL::Joint;
-    using KDL::Segment;
-    using KDL::Vector;
+  explicit ArmFixture(RobotConfig arm)
+      : robot(std::move(arm)), chain(zor::rob::bench::KdlChain(robot, 1.0 / kMetre)) {
     const double m = 1.0 / kMetre;
-    chain.addSegment(Segment(Joint(Joint::RotZ), Frame(Vector(g.a1 * m, g.b * m, g.c1 * m))));
-    chain.addSegment(Segment(Joint(Joint::RotY), Frame(Vector(0.0, 0.0, g.c2 * m))));
-    chain.addSegment(Segment(Joint(Joint::RotY), Frame(Vector(g.c3 * m, 0.0, g.a2 * m))));
-    chain.addSegment(Segment(Joint(Joint::RotX), Frame::Identity()));
-    chain.addSegment(Segment(Joint(Joint::RotY), Frame(Vector(0.0, wristOffset * m, 0.0))));
-    chain.addSegment(Segment(Joint(Joint::RotX),
-                             Frame(KDL::Rotation::RotY(kPi / 2.0), Vector(g.c4 * m, 0.0, 0.0))));
     std::mt19937_64 engine(20261123);
     std::uniform_int_distribution<int> sign(0, 1);
     for (std::size_t s = 0; s < kSamples; ++s) {
       RobJoint j;
-      KDL::JntArray seed(6);
+      RobJoint seed;
       for (std::size_t k = 0; k < 6; ++k) {
         j.values[k] =
             std::uniform_real_distribution<double>(robot.jointMin[k], robot.jointMax[k])(engine);
-        seed(static_cast<unsigned int>(k)) = radians(j.values[k] + (sign(engine) ? 10.0 : -10.0));
+        seed.values[k] = j.values[k] + (sign(engine) ? 10.0 : -10.0);
       }
       joints.push_back(j);
       const Transform t = robot.getWristPoseInBase(j);
@@ -99,7 +87,7 @@ struct ArmFixture {
       kdlPoses.emplace_back(
           KDL::Rotation::Quaternion(r.x, r.y, r.z, r.w),
           KDL::Vector(t.translation.x * m, t.translation.y * m, t.translation.z * m));
-      kdlSeeds.push_back(seed);
+      kdlSeeds.push_back(zor::rob::bench::ToKdlJoints(seed));
     }
   }
 };
@@ -117,18 +105,18 @@ RobotConfig offsetWristArm(double offset) {
 }
 
 ArmFixture& closedForm() {
-  static ArmFixture f(zor::rob::DefaultArm(), 0.0);
+  static ArmFixture f(zor::rob::DefaultArm());
   return f;
 }
 
 ArmFixture& numerical() {
-  static ArmFixture f(offsetWristArm(kWristOffset), kWristOffset);
+  static ArmFixture f(offsetWristArm(kWristOffset));
   return f;
 }
 
 [[noreturn]] void fail(const char* arm, std::size_t sample, const std::string& what) {
-  std::fprintf(stderr, "ik_bench: %s arm, sample %zu: %s\n", arm, sample, what.c_str());
-  std::exit(EXIT_FAILURE);
+  zor::rob::bench::Fail("ik_bench",
+                        std::string(arm) + " arm, sample " + std::to_string(sample) + ": " + what);
 }
 
 double distance(const RobJoint& a, const RobJoint& b) {
@@ -139,7 +127,7 @@ double distance(const RobJoint& a, const RobJoint& b) {
 }
 
 bool listed(const TargetConfiguration& all, const RobJoint& j) {
-  const double tolerance = kListedTolerance / std::abs(std::sin(radians(j.values[4])));
+  const double tolerance = kListedTolerance / std::abs(std::sin(DegToRad(j.values[4])));
   for (const RobJoint& s : all.joints)
     if (distance(s, j) <= std::max(tolerance, kListedTolerance))
       return true;
@@ -162,17 +150,13 @@ std::size_t check(const char* name, ArmFixture& f, bool mustContainSample) {
   for (std::size_t s = 0; s < kSamples; ++s) {
     // Ours from the same seed as KDL (the numerical path starts from it; the closed form ignores
     // it away from singularities).
-    RobJoint seed;
-    for (std::size_t k = 0; k < 6; ++k)
-      seed.values[k] = f.kdlSeeds[s](static_cast<unsigned int>(k)) * 180.0 / kPi;
-    const TargetConfiguration all = f.robot.getAllJointSolutions(f.poses[s], seed);
+    const TargetConfiguration all =
+        f.robot.getAllJointSolutions(f.poses[s], FromKdlJoints(f.kdlSeeds[s]));
     if (mustContainSample && !listed(all, f.joints[s]))
       fail(name, s, "the sampled joints " + f.joints[s].toString() + " are not listed");
     if (lma.CartToJnt(f.kdlSeeds[s], f.kdlPoses[s], out) < 0)
       continue;
-    RobJoint kdl;
-    for (std::size_t k = 0; k < 6; ++k)
-      kdl.values[k] = out(static_cast<unsigned int>(k)) * 180.0 / kPi;
+    const RobJoint kdl = FromKdlJoints(out);
     if (!insideLimits(f.robot, kdl))
       continue;
     ++compared;
@@ -284,28 +268,12 @@ BENCHMARK(BM_KdlLmaFrom10DegreesOffsetWrist);
 }  // namespace
 
 int main(int argc, char** argv) {
-  bool checkOnly = false;
-  std::vector<char*> args;
-  for (int i = 0; i < argc; ++i) {
-    if (std::strcmp(argv[i], "--check-only") == 0)
-      checkOnly = true;
-    else
-      args.push_back(argv[i]);
-  }
-  const std::size_t closed = check("default", closedForm(), true);
-  const std::size_t offset = check("offset-wrist", numerical(), false);
-  std::printf(
-      "ik_bench: every KDL solution inside the limits is listed (%zu on the default arm, %zu on "
-      "the offset-wrist arm, of %zu samples each)\n",
-      closed, offset, kSamples);
-  if (checkOnly)
-    return EXIT_SUCCESS;
-
-  int benchArgc = static_cast<int>(args.size());
-  benchmark::Initialize(&benchArgc, args.data());
-  if (benchmark::ReportUnrecognizedArguments(benchArgc, args.data()))
-    return EXIT_FAILURE;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return EXIT_SUCCESS;
+  return zor::rob::bench::RunCheckedBenchmarks(argc, argv, [] {
+    const std::size_t closed = check("default", closedForm(), true);
+    const std::size_t offset = check("offset-wrist", numerical(), false);
+    std::printf(
+        "ik_bench: every KDL solution inside the limits is listed (%zu on the default arm, %zu "
+        "on the offset-wrist arm, of %zu samples each)\n",
+        closed, offset, kSamples);
+  });
 }

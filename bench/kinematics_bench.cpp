@@ -15,8 +15,6 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <kdl/chain.hpp>
 #include <kdl/chainfksolverpos_recursive.hpp>
 #include <kdl/chainjnttojacsolver.hpp>
@@ -27,19 +25,17 @@
 #include <string>
 #include <vector>
 
-#include "zor/rob/angles.hpp"
+#include "kdl_reference.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace {
 
-using zor::rob::DegToRad;
 using zor::rob::GeometricJacobian;
-using zor::rob::kPi;
 using zor::rob::RobJoint;
 using zor::rob::RobotConfig;
 using zor::rob::Transform;
+using zor::rob::bench::kSamples;
 
-constexpr std::size_t kSamples = 1024;
 /// Agreement tolerances: positions and linear Jacobian entries in mm (arm lengths ~1000 mm),
 /// rotation-matrix and angular entries dimensionless.
 constexpr double kLengthTolerance = 1e-9;
@@ -53,34 +49,15 @@ struct Fixture {
   std::vector<KDL::JntArray> kdlJoints;  // radians
   std::vector<zor::rob::PoseTemplate<double>> flangePoses;
 
-  Fixture() {
-    // The default arm as a KDL chain: each segment turns about its joint axis at the segment's
-    // start, then moves to the next joint's point. At home every frame is parallel to the base,
-    // so the joint axes are the base axes z, y, y, x, y, x.
-    const zor::rob::OrthoParallelGeometry g = zor::rob::DefaultArmGeometry();
-    using KDL::Frame;
-    using KDL::Joint;
-    using KDL::Segment;
-    using KDL::Vector;
-    chain.addSegment(Segment(Joint(Joint::RotZ), Frame(Vector(g.a1, g.b, g.c1))));
-    chain.addSegment(Segment(Joint(Joint::RotY), Frame(Vector(0.0, 0.0, g.c2))));
-    chain.addSegment(Segment(Joint(Joint::RotY), Frame(Vector(g.c3, 0.0, g.a2))));
-    chain.addSegment(Segment(Joint(Joint::RotX), Frame::Identity()));
-    chain.addSegment(Segment(Joint(Joint::RotY), Frame::Identity()));
-    chain.addSegment(
-        Segment(Joint(Joint::RotX), Frame(KDL::Rotation::RotY(kPi / 2.0), Vector(g.c4, 0.0, 0.0))));
-
+  Fixture() : chain(zor::rob::bench::KdlChain(robot)) {
     std::mt19937_64 engine(20240601);
     for (std::size_t s = 0; s < kSamples; ++s) {
       RobJoint j;
-      KDL::JntArray q(6);
-      for (std::size_t k = 0; k < 6; ++k) {
+      for (std::size_t k = 0; k < 6; ++k)
         j.values[k] =
             std::uniform_real_distribution<double>(robot.jointMin[k], robot.jointMax[k])(engine);
-        q(static_cast<unsigned int>(k)) = DegToRad(j.values[k]);
-      }
       joints.push_back(j);
-      kdlJoints.push_back(q);
+      kdlJoints.push_back(zor::rob::bench::ToKdlJoints(j));
       const Transform t = robot.getWristPoseInBase(j);
       flangePoses.push_back({t.translation.toPos(), t.rotation.toOrient()});
     }
@@ -94,11 +71,11 @@ Fixture& fixture() {
 
 [[noreturn]] void disagree(std::size_t sample, const std::string& what, double ours,
                            double theirs) {
-  std::fprintf(stderr,
-               "kinematics_bench: the libraries disagree on sample %zu (%s): ours %.17g, KDL "
-               "%.17g\n",
-               sample, what.c_str(), ours, theirs);
-  std::exit(EXIT_FAILURE);
+  std::array<char, 96> values{};
+  std::snprintf(values.data(), values.size(), "ours %.17g, KDL %.17g", ours, theirs);
+  zor::rob::bench::Fail("kinematics_bench", "the libraries disagree on sample " +
+                                                std::to_string(sample) + " (" + what +
+                                                "): " + values.data());
 }
 
 void expectNear(std::size_t sample, const std::string& what, double ours, double theirs,
@@ -250,24 +227,8 @@ BENCHMARK(BM_KdlJacobian);
 }  // namespace
 
 int main(int argc, char** argv) {
-  bool checkOnly = false;
-  std::vector<char*> args;
-  for (int i = 0; i < argc; ++i) {
-    if (std::strcmp(argv[i], "--check-only") == 0)
-      checkOnly = true;
-    else
-      args.push_back(argv[i]);
-  }
-  checkAgreement();
-  std::printf("kinematics_bench: both libraries agree on %zu joint vectors\n", kSamples);
-  if (checkOnly)
-    return EXIT_SUCCESS;
-
-  int benchArgc = static_cast<int>(args.size());
-  benchmark::Initialize(&benchArgc, args.data());
-  if (benchmark::ReportUnrecognizedArguments(benchArgc, args.data()))
-    return EXIT_FAILURE;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return EXIT_SUCCESS;
+  return zor::rob::bench::RunCheckedBenchmarks(argc, argv, [] {
+    checkAgreement();
+    std::printf("kinematics_bench: both libraries agree on %zu joint vectors\n", kSamples);
+  });
 }

@@ -5,16 +5,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <initializer_list>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
 
 #include "cli_error.hpp"
+#include "input_file.hpp"
 #include "json_reader.hpp"
 #include "zor/rob/rotation.hpp"
 
@@ -63,6 +61,8 @@ CommonPart readCommon(const Reader& in, const json& doc) {
 
 /// The key of the ortho-parallel form.
 constexpr const char* kOrthoParallelKey = "ortho-parallel";
+/// How errors name an arm file ("arm file '<path>' ...").
+constexpr const char* kArmFileKind = "arm";
 
 /// The ortho-parallel form: the seven lengths and the controller's offsets and signs.
 void readOrthoParallel(const Reader& in, const json& value, Arm& arm) {
@@ -72,15 +72,14 @@ void readOrthoParallel(const Reader& in, const json& value, Arm& arm) {
   const auto length = [&](std::string_view key) {
     return in.number(in.member(form, path, key), Reader::join(path, key));
   };
-  OrthoParallelGeometry g;
-  g.a1 = length("a1");
-  g.a2 = length("a2");
-  g.b = length("b");
-  g.c1 = length("c1");
-  g.c2 = length("c2");
-  g.c3 = length("c3");
-  g.c4 = length("c4");
-  arm.lengths = g;
+  // A braced list is read left to right: the first bad length is the one reported.
+  arm.lengths = OrthoParallelGeometry{.a1 = length("a1"),
+                                      .a2 = length("a2"),
+                                      .b = length("b"),
+                                      .c1 = length("c1"),
+                                      .c2 = length("c2"),
+                                      .c3 = length("c3"),
+                                      .c4 = length("c4")};
   if (const auto it = form.find("offsets"); it != form.end())
     arm.offsets = in.numbers<6>(*it, Reader::join(path, "offsets"));
   if (const auto it = form.find("signs"); it != form.end()) {
@@ -178,18 +177,6 @@ RobotConfig readGeneral(const Reader& in, const json& doc, const CommonPart& com
                          elbowOffset, common.coupling);
 }
 
-/// Opens an arm file for reading; throws InputError for a directory or a file that cannot be
-/// opened.
-std::ifstream openArmFile(const std::string& path) {
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored))
-    throw InputError("arm file '" + path + "' is a directory");
-  std::ifstream file(path, std::ios::binary);
-  if (!file)
-    throw InputError("arm file '" + path + "' cannot be read");
-  return file;
-}
-
 std::string defaultName(const std::string& source) {
   return std::filesystem::path(source).stem().string();
 }
@@ -254,14 +241,8 @@ Arm armFromJson(const json& doc, const std::string& source) {
 }
 
 Arm loadArm(const std::string& path) {
-  std::ifstream file = openArmFile(path);
-  json doc;
-  try {
-    doc = json::parse(file);
-  } catch (const json::exception& e) {
-    throw InputError("arm file '" + path + "' is not valid JSON: " + e.what());
-  }
-  return armFromJson(doc, path);
+  return armFromJson(parseJsonDocument(readInputFile(path, kArmFileKind), kArmFileKind, path),
+                     path);
 }
 
 bool isUrdfPath(const std::string& path) {
@@ -271,8 +252,7 @@ bool isUrdfPath(const std::string& path) {
 }
 
 Arm loadUrdfArm(const std::string& path, const std::string& base, const std::string& tip) {
-  std::ifstream file = openArmFile(path);
-  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  const std::string text = readInputFile(path, kArmFileKind);
   Arm arm;
   arm.source = path;
   arm.name = defaultName(path);
@@ -295,14 +275,17 @@ bool flangeMoved(const Arm& arm) {
   return imported.flangeMoved();
 }
 
+nlohmann::ordered_json lengthsToJson(const OrthoParallelGeometry& g) {
+  return {{"a1", g.a1}, {"a2", g.a2}, {"b", g.b},  {"c1", g.c1},
+          {"c2", g.c2}, {"c3", g.c3}, {"c4", g.c4}};
+}
+
 nlohmann::ordered_json armToJson(const Arm& arm) {
   const RobotConfig& c = arm.config;
   nlohmann::ordered_json doc;
   doc["name"] = arm.name;
   if (arm.lengths) {
-    const OrthoParallelGeometry& g = *arm.lengths;
-    nlohmann::ordered_json form = {{"a1", g.a1}, {"a2", g.a2}, {"b", g.b},  {"c1", g.c1},
-                                   {"c2", g.c2}, {"c3", g.c3}, {"c4", g.c4}};
+    nlohmann::ordered_json form = lengthsToJson(*arm.lengths);
     const Arm plain;
     if (arm.offsets != plain.offsets || arm.signs != plain.signs) {
       form["offsets"] = arm.offsets;

@@ -87,6 +87,10 @@ Arm loadUrdfArm(const std::string& path, const std::string& base, const std::str
 /// \returns whether the model's flange is not the described one.
 bool flangeMoved(const Arm& arm);
 
+/// \returns the seven lengths as the ortho-parallel form of an arm file holds them:
+/// {"a1": …, "a2": …, "b": …, "c1": …, "c2": …, "c3": …, "c4": …} (mm).
+nlohmann::ordered_json lengthsToJson(const OrthoParallelGeometry& g);
+
 /// \returns the document that describes `arm` in the form it came in: the ortho-parallel or
 /// Denavit-Hartenberg form when it came in one, the general form otherwise (a URDF arm's model,
 /// with the model's flange). armFromJson reads it back to the same model.

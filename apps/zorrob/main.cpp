@@ -87,12 +87,27 @@ void addJointsArgument(CLI::App& app, Options& o) {
   app.add_option("joints", o.joints, "the six joint values J1 ... J6, degrees")->type_name("DEG");
 }
 
+/// Adds an option that takes any number of values: how many it needs is checked when they are
+/// read, with the tool's own message.
+CLI::Option* addListOption(CLI::App& app, const std::string& name, std::vector<std::string>& values,
+                           const std::string& help, const std::string& typeName) {
+  return app.add_option(name, values, help)
+      ->type_name(typeName)
+      ->expected(1, CLI::detail::expected_max_vector_size);
+}
+
 void addPointOption(CLI::App& app, const std::string& name, std::vector<std::string>& values,
                     const std::string& help) {
-  app.add_option(name, values, help)
-      ->type_name("X Y Z")
-      ->expected(1, CLI::detail::expected_max_vector_size)
-      ->required();
+  addListOption(app, name, values, help, "X Y Z")->required();
+}
+
+/// Adds the command `name` with the one-line `description` of the tool's help and the `footer`
+/// of its own.
+CLI::App* addCommand(CLI::App& app, const std::string& name, const std::string& description,
+                     const std::string& footer) {
+  CLI::App* command = app.add_subcommand(name, description);
+  command->footer(footer);
+  return command;
 }
 
 RobJoint jointsFrom(const std::vector<std::string>& texts) {
@@ -265,8 +280,8 @@ int Main(int argc, char** argv) {
   addArmOption(app, o);
   addJsonFlag(app, o);
 
-  CLI::App* fk = app.add_subcommand("fk", "forward kinematics of six joint values");
-  fk->footer(
+  CLI::App* fk = addCommand(
+      app, "fk", "forward kinematics of six joint values",
       "Prints the robot target (brace, Ostrel and stream forms), its configuration (brace, UI,\n"
       "Ostrel, KRL and stream forms), the wrist centre, the singularity class (none, wrist,\n"
       "elbow or shoulder) and the joint-limit verdict.\n\n"
@@ -282,8 +297,8 @@ int Main(int argc, char** argv) {
   addArmOption(*fk, o);
   addJsonFlag(*fk, o);
 
-  CLI::App* ik = app.add_subcommand("ik", "inverse kinematics of a flange pose");
-  ik->footer(
+  CLI::App* ik = addCommand(
+      app, "ik", "inverse kinematics of a flange pose",
       "Prints every joint solution of the flange pose inside the joint limits, with the other\n"
       "turns of the joints whose limits admit them, each with its configuration (brace and KRL\n"
       "form), singularity class and limit verdict. With --conf, the solution in that\n"
@@ -292,17 +307,13 @@ int Main(int argc, char** argv) {
       "Example: zorrob ik 800 100 900 0 0 1 0 --conf 0 0 0 0");
   ik->add_option("pose", o.pose, "the flange pose X Y Z (mm) and its quaternion Q1 Q2 Q3 Q4")
       ->type_name("NUM");
-  ik->add_option("--conf", o.conf, "the configuration CF1 CF4 CF6 CFX")
-      ->type_name("N")
-      ->expected(1, CLI::detail::expected_max_vector_size);
-  ik->add_option("--seed", o.seed, "the joints J1 ... J6 (degrees) to stay nearest to")
-      ->type_name("DEG")
-      ->expected(1, CLI::detail::expected_max_vector_size);
+  addListOption(*ik, "--conf", o.conf, "the configuration CF1 CF4 CF6 CFX", "N");
+  addListOption(*ik, "--seed", o.seed, "the joints J1 ... J6 (degrees) to stay nearest to", "DEG");
   addArmOption(*ik, o);
   addJsonFlag(*ik, o);
 
-  CLI::App* jacobian = app.add_subcommand("jacobian", "the 6x6 space or body Jacobian");
-  jacobian->footer(
+  CLI::App* jacobian = addCommand(
+      app, "jacobian", "the 6x6 space or body Jacobian",
       "Column i is the screw axis of joint i, in the base frame at the current position (space\n"
       "Jacobian) or in the flange frame (body Jacobian, --body). Rows wx wy wz are angular,\n"
       "rows vx vy vz linear (mm).\n\n"
@@ -312,9 +323,8 @@ int Main(int argc, char** argv) {
   addArmOption(*jacobian, o);
   addJsonFlag(*jacobian, o);
 
-  CLI::App* circle =
-      app.add_subcommand("circle", "the circle of a circular move through three points");
-  circle->footer(
+  CLI::App* circle = addCommand(
+      app, "circle", "the circle of a circular move through three points",
       "Prints the centre, radius, normal, arc angle and length of the arc from the start point\n"
       "through the via point to the end point, and samples of point and tangent at evenly\n"
       "spaced fractions of the arc. With --zone, the zone entry and exit points and directions\n"
@@ -335,24 +345,22 @@ int Main(int argc, char** argv) {
                    "cirpoint (through the circle-point orientation), path (turning with the "
                    "path) or object (fixed frame); needs --ori")
       ->type_name("MODE");
-  circle
-      ->add_option("--ori", o.ori,
-                   "twelve numbers: the start, circle-point and end orientations as "
-                   "quaternions q1 q2 q3 q4 (q1 the scalar part), each normalised")
-      ->type_name("Q")
-      ->expected(1, CLI::detail::expected_max_vector_size);
+  addListOption(*circle, "--ori", o.ori,
+                "twelve numbers: the start, circle-point and end orientations as quaternions q1 "
+                "q2 q3 q4 (q1 the scalar part), each normalised",
+                "Q");
   addJsonFlag(*circle, o);
 
-  CLI::App* tables = app.add_subcommand("tables", "the predefined speed or zone table");
-  tables->footer(
-      "speeds: v5 ... v7000 with vTcp, vOri, vLeax and vReax.\n"
-      "zones: fine, z0 ... z200, FINE and CNT0 ... CNT100 with all their members.\n\n"
-      "Example: zorrob tables zones");
+  CLI::App* tables =
+      addCommand(app, "tables", "the predefined speed or zone table",
+                 "speeds: v5 ... v7000 with vTcp, vOri, vLeax and vReax.\n"
+                 "zones: fine, z0 ... z200, FINE and CNT0 ... CNT100 with all their members.\n\n"
+                 "Example: zorrob tables zones");
   tables->add_option("table", o.table, "speeds or zones")->type_name("NAME")->required();
   addJsonFlag(*tables, o);
 
-  CLI::App* armCommand = app.add_subcommand("arm", "the arm's summary and its whole model");
-  armCommand->footer(
+  CLI::App* armCommand = addCommand(
+      app, "arm", "the arm's summary and its whole model",
       "Prints the arm's summary, its joint axes and points and its screw axes in the base and\n"
       "flange frames. With --json, also the arm file that describes it (\"description\") and\n"
       "every member of its model (\"model\").\n\n"
@@ -360,8 +368,8 @@ int Main(int argc, char** argv) {
   addArmOption(*armCommand, o);
   addJsonFlag(*armCommand, o);
 
-  CLI::App* audit = app.add_subcommand("audit", "check a program of moves on its arm");
-  audit->footer(
+  CLI::App* audit = addCommand(
+      app, "audit", "check a program of moves on its arm",
       "Follows the moves of a program file (JSON: arm, start joints, tools, work objects and\n"
       "moves; see the README) through the arm and reports, per move, whether it is reached,\n"
       "its estimated time, path length and orientation change, and every event: targets out\n"

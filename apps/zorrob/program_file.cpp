@@ -4,17 +4,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <optional>
 #include <sstream>
-#include <system_error>
 #include <utility>
 
 #include "cli_error.hpp"
 #include "commands.hpp"
+#include "input_file.hpp"
 #include "json_reader.hpp"
 #include "tables.hpp"
 
@@ -361,23 +359,11 @@ class ProgramReader {
 
 Program ProgramFromText(std::string_view text, const std::string& source,
                         const ArmLoader& loadArmFile) {
-  json doc;
-  try {
-    doc = json::parse(text.begin(), text.end());
-  } catch (const json::exception& e) {
-    throw InputError("program file '" + source + "' is not valid JSON: " + e.what());
-  }
-  return ProgramReader(source, loadArmFile).read(doc);
+  return ProgramReader(source, loadArmFile).read(parseJsonDocument(text, "program", source));
 }
 
 Program LoadProgram(const std::string& path) {
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored))
-    throw InputError("program file '" + path + "' is a directory");
-  std::ifstream file(path, std::ios::binary);
-  if (!file)
-    throw InputError("program file '" + path + "' cannot be read");
-  const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  const std::string text = readInputFile(path, "program");
   const std::filesystem::path dir = std::filesystem::path(path).parent_path();
   const ArmLoader armNextToProgram = [&dir](const std::string& armPath) {
     const std::filesystem::path p(armPath);

@@ -127,8 +127,7 @@ Report armSummary(const Arm& arm) {
   if (arm.lengths) {
     const OrthoParallelGeometry& g = *arm.lengths;
     json["kind"] = "ortho-parallel";
-    json["lengths"] = {{"a1", g.a1}, {"a2", g.a2}, {"b", g.b},  {"c1", g.c1},
-                       {"c2", g.c2}, {"c3", g.c3}, {"c4", g.c4}};
+    json["lengths"] = lengthsToJson(g);
     json["offsets"] = arm.offsets;
     json["signs"] = arm.signs;
     fields.add("geometry", "ortho-parallel, a1 " + shortestNumber(g.a1) + ", a2 " +

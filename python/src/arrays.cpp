@@ -68,4 +68,16 @@ py::array_t<double> newArray(std::initializer_list<py::ssize_t> shape) {
   return py::array_t<double>(std::vector<py::ssize_t>(shape));
 }
 
+void copyJacobianRows(const GeometricJacobian& jacobian, double* out) {
+  for (int r = 0; r < 6; ++r)
+    for (int c = 0; c < 6; ++c)
+      *out++ = jacobian.matrix(r, c);
+}
+
+py::array_t<double> jacobianArray(const GeometricJacobian& jacobian) {
+  py::array_t<double> out = newArray({6, 6});
+  copyJacobianRows(jacobian, out.mutable_data());
+  return out;
+}
+
 }  // namespace zor::rob::python

@@ -14,6 +14,8 @@
 #include <string>
 #include <utility>
 
+#include "zor/rob/screw.hpp"
+
 namespace zor::rob::python {
 
 namespace py = pybind11;
@@ -102,5 +104,11 @@ py::array_t<double, py::array::c_style> valuesOf(const py::handle& input, const 
 
 /// \returns a new float64 array of the given shape (C order), uninitialised.
 py::array_t<double> newArray(std::initializer_list<py::ssize_t> shape);
+
+/// Writes the 36 entries of `jacobian`'s matrix to `out` row by row (C order). Needs no GIL.
+void copyJacobianRows(const GeometricJacobian& jacobian, double* out);
+
+/// \returns a new (6, 6) float64 array (C order) holding `jacobian`'s matrix.
+py::array_t<double> jacobianArray(const GeometricJacobian& jacobian);
 
 }  // namespace zor::rob::python

@@ -26,15 +26,6 @@ unsigned int checkedJoint(unsigned int i) {
   return i;
 }
 
-py::array_t<double> jacobianArray(const GeometricJacobian& j) {
-  py::array_t<double> out = newArray({6, 6});
-  auto view = out.mutable_unchecked<2>();
-  for (int r = 0; r < 6; ++r)
-    for (int c = 0; c < 6; ++c)
-      view(r, c) = j.matrix(r, c);
-  return out;
-}
-
 py::tuple forwardKinematics(const RobotConfig& robot, const py::handle& joints) {
   const auto in = rowsOf(joints, 6, "joints");
   const py::ssize_t n = in.shape(0);
@@ -71,12 +62,8 @@ py::array_t<double> jacobians(const RobotConfig& robot, const py::handle& joints
   const RobotConfig arm = robot;
   {
     py::gil_scoped_release release;
-    for (py::ssize_t k = 0; k < n; ++k, q += 6) {
-      const GeometricJacobian jac = (arm.*Jacobian)(jointsAt(q));
-      for (int r = 0; r < 6; ++r)
-        for (int c = 0; c < 6; ++c)
-          *j++ = jac.matrix(r, c);
-    }
+    for (py::ssize_t k = 0; k < n; ++k, q += 6, j += 36)
+      copyJacobianRows((arm.*Jacobian)(jointsAt(q)), j);
   }
   return out;
 }

@@ -52,13 +52,12 @@ void addSixIndexing(Class& cls) {
       .def("__len__", [](const Value&) { return 6; });
 }
 
-py::array_t<double> matrixCopy(const GeometricJacobian& j) {
-  py::array_t<double> out = newArray({6, 6});
-  auto view = out.mutable_unchecked<2>();
-  for (int r = 0; r < 6; ++r)
-    for (int c = 0; c < 6; ++c)
-      view(r, c) = j.matrix(r, c);
-  return out;
+// The forms every record of six numbers has: indexing, == and !=, and the brace text form.
+template <class Class>
+void addSixForms(Class& cls, const std::string& name) {
+  addSixIndexing(cls);
+  addEquality(cls);
+  addTextForms(cls, name, sixText<typename Class::type>);
 }
 
 }  // namespace
@@ -75,9 +74,7 @@ void bindScrew(py::module_& m) {
       .def_readwrite("v", &Twist::v)
       .def("adjoint", &Twist::adjoint, py::arg("s"),
            "The Lie bracket of this twist with the screw axis s.");
-  addSixIndexing(twist);
-  addEquality(twist);
-  addTextForms(twist, "Twist", sixText<Twist>);
+  addSixForms(twist, "Twist");
 
   py::class_<ScrewAxis> screw(m, "ScrewAxis",
                               "The unit screw axis (w, v) of a revolute joint: w the axis "
@@ -92,9 +89,7 @@ void bindScrew(py::module_& m) {
       .def("T", &ScrewAxis::T, py::arg("theta"),
            "The transform of turning the joint by theta radians; OverflowError when |w| <= "
            "1e-7.");
-  addSixIndexing(screw);
-  addEquality(screw);
-  addTextForms(screw, "ScrewAxis", sixText<ScrewAxis>);
+  addSixForms(screw, "ScrewAxis");
 
   py::class_<Wrench> wrench(m, "Wrench", "A wrench (m, f): moment, then force.");
   wrench.def(py::init<>())
@@ -103,9 +98,7 @@ void bindScrew(py::module_& m) {
       .def(py::init<const V3&, const V3&>(), py::arg("moment"), py::arg("force"))
       .def_readwrite("m", &Wrench::m)
       .def_readwrite("f", &Wrench::f);
-  addSixIndexing(wrench);
-  addEquality(wrench);
-  addTextForms(wrench, "Wrench", sixText<Wrench>);
+  addSixForms(wrench, "Wrench");
 
   py::class_<Transform> transform(m, "Transform",
                                   "A rigid transform: a unit quaternion and a translation, "
@@ -155,9 +148,7 @@ void bindScrew(py::module_& m) {
       .def(py::init<double, double, double, double, double, double>(), py::arg("v0"), py::arg("v1"),
            py::arg("v2"), py::arg("v3"), py::arg("v4"), py::arg("v5"))
       .def_readwrite("values", &Vector6::values, "The six numbers (a copy as a list).");
-  addSixIndexing(vector6);
-  addEquality(vector6);
-  addTextForms(vector6, "Vector6", sixText<Vector6>);
+  addSixForms(vector6, "Vector6");
 
   py::class_<JointSpeed> speed(m, "JointSpeed", "The speeds of joints 1 to 6 at indices 0 to 5.");
   speed.def(py::init<>())
@@ -169,16 +160,14 @@ void bindScrew(py::module_& m) {
           "set_speed",
           [](JointSpeed& s, py::ssize_t i, double value) { s.setSpeed(checkedIndex(i, 6), value); },
           py::arg("i"), py::arg("value"), "Sets the speed of joint i + 1 (i = 0..5).");
-  addSixIndexing(speed);
-  addEquality(speed);
-  addTextForms(speed, "JointSpeed", sixText<JointSpeed>);
+  addSixForms(speed, "JointSpeed");
 
   py::class_<GeometricJacobian> jacobian(m, "GeometricJacobian",
                                          "A 6x6 Jacobian: column i is the screw axis of joint "
                                          "i + 1, angular rows first.");
   jacobian.def(py::init<>())
       .def_property(
-          "matrix", &matrixCopy,
+          "matrix", &jacobianArray,
           [](GeometricJacobian& j, const Eigen::Matrix<double, 6, 6>& value) { j.matrix = value; },
           "The 6x6 matrix as a numpy array (a copy).")
       .def(
@@ -202,7 +191,7 @@ void bindScrew(py::module_& m) {
       .def(
           "__mul__", [](const GeometricJacobian& j, const Vector6& q) { return j * q; },
           py::is_operator(), "The matrix times the joint rates, as a Twist.")
-      .def("__array__", &matrixCopy, "The matrix as a numpy array.");
+      .def("__array__", &jacobianArray, "The matrix as a numpy array.");
   addEquality(jacobian, [](const GeometricJacobian& a, const GeometricJacobian& b) {
     return a.matrix == b.matrix;
   });

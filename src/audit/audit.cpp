@@ -20,11 +20,11 @@
 #include <cstdint>
 #include <optional>
 #include <ostream>
-#include <stdexcept>
 #include <type_traits>
 #include <utility>
 
 #include "audit/audit_path.hpp"
+#include "detail/throwers.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
 
 namespace zor::rob {
@@ -53,10 +53,6 @@ constexpr int kMaxBisections = 60;
 constexpr double kRelaxedLimitWidening = 90.0;
 constexpr double kPi = 3.141592653589793;
 
-[[noreturn]] [[gnu::cold]] void throwInvalid(const char* message) {
-  throw std::invalid_argument(message);
-}
-
 bool positiveFinite(double v) {
   return std::isfinite(v) && v > 0.0;
 }
@@ -71,10 +67,10 @@ void validate(const AuditOptions& o, const RobJoint& start) {
   for (const double v : o.maxJointSpeedDeg)
     ok = ok && positiveFinite(v);
   if (!ok)
-    throwInvalid(kBadOptions);
+    detail::throwInvalidArgument(kBadOptions);
   for (const double v : start.values)
     if (!std::isfinite(v))
-      throwInvalid(kBadStart);
+      detail::throwInvalidArgument(kBadStart);
 }
 
 Pose poseOf(const Transform& t) {
@@ -185,7 +181,7 @@ class Auditor {
     // Written to fail for NaN as well.
     if (!(length / options_.stepMm <= kMaxIntervals &&
           angleDeg / options_.stepDeg <= kMaxIntervals))
-      throwInvalid(kTooManySamples);
+      detail::throwInvalidArgument(kTooManySamples);
     return audit::IntervalCount(length, angleDeg, options_.stepMm, options_.stepDeg);
   }
   double allowedStep(const PathPart& part, double span) const {
@@ -230,7 +226,7 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
   for (std::size_t k = 0; k < moves.size(); ++k) {
     const MoveRecord& move = recordOf(moves[k]);
     if (!positiveFinite(move.speed.vTcp) || !positiveFinite(move.speed.vOri))
-      throwInvalid(kBadSpeed);
+      detail::throwInvalidArgument(kBadSpeed);
   }
   for (std::size_t k = 0; k < moves.size(); ++k) {
     MoveAudit& audit = report_.moves[k];

@@ -11,6 +11,10 @@ void throwLogicError(const char* message) {
   throw std::logic_error(message);
 }
 
+void throwInvalidArgument(const std::string& message) {
+  throw std::invalid_argument(message);
+}
+
 void throwZeroQuaternion() {
   throwLogicError(msg::kZeroQuaternion);
 }

@@ -65,8 +65,10 @@ ClosedFormArm MakeClosedFormArm(const RobotConfig& robot) {
 
   const Transform& m = robot.flangeHome;
   const RotationTemplate<double>& mr = m.rotation;
-  arm.flangeHomeRotation = rotationMatrix(mr.w, mr.x, mr.y, mr.z);
-  arm.wristInFlange = arm.flangeHomeRotation.transposeTimes(wrist - m.translation);
+  const Mat3 homeRotation = rotationMatrix(mr.w, mr.x, mr.y, mr.z);
+  arm.wristInFlange = homeRotation.transposeTimes(wrist - m.translation);
+  arm.axis5InFlange = homeRotation.transposeTimes(k[4]);
+  arm.axis6InFlange = homeRotation.transposeTimes(k[5]);
   arm.shoulderPoint = q[0];
   arm.axis2Point = q[1];
   arm.axis12Cosine = k[0].dot(k[1]);
@@ -75,8 +77,13 @@ ClosedFormArm MakeClosedFormArm(const RobotConfig& robot) {
   arm.linkSine = arm.upperArm.dot(k[1].cross(arm.forearm));
   arm.linkProduct = upper * fore;
   arm.linkSquares = upper * upper + fore * fore;
+  arm.forearmNormal = k[1].cross(arm.forearm);
   arm.axis3Sign = k[1].dot(k[2]) > 0.0 ? 1.0 : -1.0;
-  arm.wristZero = std::atan2(k[4].dot(k[5].cross(k[3])), k[5].dot(k[3]));
+  const CosSin wristZero{k[5].dot(k[3]), k[4].dot(k[5].cross(k[3]))};
+  arm.wristZero = std::atan2(wristZero.s, wristZero.c);
+  arm.wristZeroDirection = wristZero.normalized();
+  arm.axis54Normal = k[4].cross(k[3]);
+  arm.axis65Normal = k[5].cross(k[4]);
   arm.approximate = true;
   arm.solvable = axisDeviation <= kAxisAngleTolerance && wristMiss <= kWristMeetTolerance;
   return arm;

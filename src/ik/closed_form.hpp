@@ -9,18 +9,24 @@
 // not move. Three canonical subproblems remain:
 // 1. Joint 1: joints 2 and 3 keep the component of the wrist centre along k2, so turning Wt
 //    back by θ1 about axis 1 must give it that component again: A cos θ1 + B sin θ1 = c, two
-//    solutions atan2(B, A) ± acos(c / √(A² + B²)).
+//    solutions β ± γ with β = atan2(B, A) and γ = acos(c / √(A² + B²)).
 // 2. Joints 2 and 3: in the plane normal to k2 they form a planar two-link arm; the distance
 //    from axis 2 to the wrist centre gives the elbow angle by the law of cosines (two
 //    solutions), the direction then gives joint 2.
 // 3. The wrist: Rot(k4, θ4) Rot(k5, θ5) Rot(k6, θ6) = Rw = (R1 R2 R3)ᵀ R Mᵀ. With k5 normal to
 //    k4 and k6, the angle between k4 and Rw k6 is |θ5 − θ0| (θ0 the turn about k5 that brings
-//    k6 onto k4): two solutions. Joint 4 then brings Rot(k5, θ5) k6 onto Rw k6, and joint 6
-//    takes the rest, computed from the chosen joints 4 and 5 so that the three always compose
-//    to Rw, even where joint 4 is poorly determined near the wrist singularity.
+//    k6 onto k4): two solutions, the second being (θ4 + π, θ0 − α, θ6 + π) of the first. Joint 4
+//    brings Rot(k5, θ5) k6 onto Rw k6, and joint 6 takes the rest, computed from the chosen
+//    joints 4 and 5 so that the three always compose to Rw, even where joint 4 is poorly
+//    determined near the wrist singularity.
 // Every acos argument is first tested against the reach (beyond 1 + kReachTolerance there is
 // no solution) and then snapped to ±1 within kReachTolerance, so rounding never yields NaN and
 // a stretched elbow yields one solution, not two a few 1e-7 rad apart.
+//
+// Speed: no angle is formed until the end. Each subproblem hands on the sine and cosine of its
+// solutions, formed from its own terms (cos(β ± γ) from A/ρ, B/ρ, c/ρ and √(1 − (c/ρ)²), the
+// direction of a turn from its dot and cross products), which the next subproblem needs instead
+// of the angle; the twenty-odd angles of a pose then come from one vectorised atan2 (atan2.hpp).
 //
 // Nothing here assumes the home posture of the builders: home may bend the arm anyhow, axes may
 // point either way, and the flange frame may be any frame.
@@ -30,6 +36,8 @@
 #include <cmath>
 #include <cstddef>
 
+#include "ik/atan2.hpp"
+#include "ik/lanes.hpp"
 #include "zor/rob/robot_config.hpp"
 #include "zor/rob/vectors.hpp"
 
@@ -50,21 +58,6 @@ struct Mat3 {
   IkVec transposeTimes(const IkVec& v) const {
     return {m[0] * v.x + m[3] * v.y + m[6] * v.z, m[1] * v.x + m[4] * v.y + m[7] * v.z,
             m[2] * v.x + m[5] * v.y + m[8] * v.z};
-  }
-  Mat3 operator*(const Mat3& o) const {
-    Mat3 p;
-    for (std::size_t r = 0; r < 3; ++r)
-      for (std::size_t c = 0; c < 3; ++c)
-        p.m[3 * r + c] = m[3 * r] * o.m[c] + m[3 * r + 1] * o.m[3 + c] + m[3 * r + 2] * o.m[6 + c];
-    return p;
-  }
-  /// \returns Mᵀ · o.
-  Mat3 transposeTimes(const Mat3& o) const {
-    Mat3 p;
-    for (std::size_t r = 0; r < 3; ++r)
-      for (std::size_t c = 0; c < 3; ++c)
-        p.m[3 * r + c] = m[r] * o.m[c] + m[3 + r] * o.m[3 + c] + m[6 + r] * o.m[6 + c];
-    return p;
   }
   /// \returns M · oᵀ.
   Mat3 timesTranspose(const Mat3& o) const {
@@ -91,30 +84,18 @@ inline Mat3 rotationMatrix(double w, double x, double y, double z) {
   return r;
 }
 
-/// \returns Rot(k, θ) from cos θ and sin θ, for the unit axis k (Rodrigues' formula).
-inline Mat3 axisRotation(const IkVec& k, double c, double s) {
-  const double t = 1.0 - c;
-  Mat3 r;
-  r.m = {c + t * k.x * k.x,       t * k.x * k.y - s * k.z, t * k.x * k.z + s * k.y,
-         t * k.x * k.y + s * k.z, c + t * k.y * k.y,       t * k.y * k.z - s * k.x,
-         t * k.x * k.z - s * k.y, t * k.y * k.z + s * k.x, c + t * k.z * k.z};
-  return r;
-}
+/// The direction (cos θ, sin θ) of an angle θ, or of any length when so documented. The closed
+/// form works with these and turns them into angles only at the end, all at once.
+struct CosSin {
+  double c{1.0};
+  double s{0.0};
 
-/// \returns Rot(k, θ) · v for the unit axis k: v cos θ + (k × v) sin θ + k (k·v)(1 − cos θ).
-inline IkVec rotateAbout(const IkVec& k, double c, double s, const IkVec& v) {
-  return v * c + k.cross(v) * s + k * (k.dot(v) * (1.0 - c));
-}
-
-/// \returns the signed angle (radians) of the turn about the unit axis k that brings the part of
-/// `from` normal to k onto the direction of the part of `to` normal to k. The parts are formed
-/// first: their dot product then keeps its precision when both are short (near the wrist
-/// singularity), where v·w − (k·v)(k·w) would cancel to rounding noise.
-inline double angleAbout(const IkVec& k, const IkVec& from, const IkVec& to) {
-  const IkVec f = from - k * k.dot(from);
-  const IkVec t = to - k * k.dot(to);
-  return std::atan2(k.dot(f.cross(t)), f.dot(t));
-}
+  /// \returns the unit direction; (1, 0) for a zero one.
+  CosSin normalized() const {
+    const double n = std::sqrt(c * c + s * s);
+    return n > 0.0 ? CosSin{c / n, s / n} : CosSin{};
+  }
+};
 
 /// What the closed form needs of an arm, computed once from its axes, points and flange home
 /// pose. `solvable` is false for any arm the closed form does not cover; `approximate` is true
@@ -129,7 +110,8 @@ struct ClosedFormArm {
   IkVec shoulderPoint{};        ///< A point on axis 1.
   IkVec axis2Point{};           ///< A point on axis 2.
   IkVec wristInFlange{};        ///< The wrist centre in the flange frame, M⁻¹ W.
-  Mat3 flangeHomeRotation{};    ///< The rotation of M.
+  IkVec axis5InFlange{};        ///< Axis 5 in the flange frame at home.
+  IkVec axis6InFlange{};        ///< Axis 6 in the flange frame at home.
   // Joint 1: A = k2·u − (k1·k2)(k1·u), B = u·(k1 × k2), c = d2 − (k1·k2)(k1·u) for the wrist
   // centre u relative to q1.
   IkVec axis12Normal{};         ///< k1 × k2.
@@ -141,11 +123,15 @@ struct ClosedFormArm {
   IkVec forearm{};          ///< b.
   double linkCosine{0.0};   ///< a·b.
   double linkSine{0.0};     ///< a·(k2 × b).
-  double linkProduct{0.0};  ///< |a| |b|.
+  double linkProduct{0.0};  ///< |a| |b| = √((a·b)² + (a·(k2 × b))²).
   double linkSquares{0.0};  ///< |a|² + |b|².
+  IkVec forearmNormal{};    ///< k2 × b.
   double axis3Sign{1.0};    ///< k3·k2: ±1.
   // The wrist.
-  double wristZero{0.0};  ///< θ0: the turn about k5 that brings k6 onto k4 (radians).
+  double wristZero{0.0};        ///< θ0: the turn about k5 that brings k6 onto k4 (radians).
+  CosSin wristZeroDirection{};  ///< (cos θ0, sin θ0).
+  IkVec axis54Normal{};         ///< k5 × k4: with k4 and k5 a right-handed frame.
+  IkVec axis65Normal{};         ///< k6 × k5: with k5 and k6 a right-handed frame.
 };
 
 /// The joint values of one solution before turns and limits, in radians, with the free joints
@@ -177,111 +163,231 @@ inline constexpr double kAxisDistanceTolerance = 1e-10;
 /// joint 4 is free; the pose then moves by at most about this angle (radians).
 inline constexpr double kWristSingularSine = 1e-13;
 
-/// \returns atan2(B, A) ± acos(c / ρ) into `out` (one value when they coincide); 0 values when
-/// |c| > ρ (1 + kReachTolerance). With a positive `seedSpread` (radians) it seeds instead: always
-/// two values, the offset clamped into [seedSpread, π − seedSpread], so that a pose just beyond
-/// the reach of a nearby arm still seeds both branches of the true one.
-inline std::size_t solveCosSin(double a, double b, double c, double rho, std::array<double, 2>& out,
+/// The directions of the angles β ± γ, where (A, B) = ρ (cos β, sin β) and cos γ = c / ρ, into
+/// `out` (one when they coincide); \returns how many: 0 when |c| > ρ (1 + kReachTolerance). With
+/// a positive `seedSpread` (radians) it seeds instead: always two, γ clamped into
+/// [seedSpread, π − seedSpread], so that a pose just beyond the reach of a nearby arm still seeds
+/// both branches of the true one.
+inline std::size_t solveCosSin(double a, double b, double c, double rho, std::array<CosSin, 2>& out,
                                double seedSpread = 0.0) {
   const double ratio = c / rho;
-  const double base = std::atan2(b, a);
+  double cosOffset = ratio;
+  std::size_t count = 2;
   if (seedSpread > 0.0) {
     if (std::isnan(ratio))
       return 0;
-    const double offset = std::clamp(std::acos(std::clamp(ratio, -1.0, 1.0)), seedSpread,
-                                     3.141592653589793 - seedSpread);
-    out[0] = base + offset;
-    out[1] = base - offset;
-    return 2;
+    const double widest = std::cos(seedSpread);
+    cosOffset = std::clamp(ratio, -widest, widest);
+  } else {
+    if (!(std::abs(ratio) <= 1.0 + kReachTolerance))
+      return 0;
+    if (std::abs(ratio) >= 1.0 - kReachTolerance) {
+      cosOffset = ratio > 0.0 ? 1.0 : -1.0;
+      count = 1;
+    }
   }
-  if (!(std::abs(ratio) <= 1.0 + kReachTolerance))
-    return 0;
-  if (std::abs(ratio) >= 1.0 - kReachTolerance) {
-    out[0] = ratio > 0.0 ? base : base + 3.141592653589793;
-    return 1;
+  const double sinOffset = std::sqrt((1.0 - cosOffset) * (1.0 + cosOffset));
+  const CosSin base = rho > 0.0 ? CosSin{a / rho, b / rho} : CosSin{};
+  out[0] = {base.c * cosOffset - base.s * sinOffset, base.s * cosOffset + base.c * sinOffset};
+  out[1] = {base.c * cosOffset + base.s * sinOffset, base.s * cosOffset - base.c * sinOffset};
+  return count;
+}
+
+/// The angles of one pose's closed form as (y, x) pairs of atan2, evaluated all at once: joint 1
+/// (two), then per arm branch b = 2 · (elbow branch) + (joint-1 branch): the elbow angle φ,
+/// joint 2, the wrist angle α, joint 4 and joint 6 of its first wrist branch. The two joint-1
+/// branches of one elbow branch sit side by side, as they are computed.
+struct ClosedFormAngles {
+  static constexpr std::size_t kJoint1 = 0;
+  static constexpr std::size_t kElbow = 2;
+  static constexpr std::size_t kJoint2 = 6;
+  static constexpr std::size_t kWrist = 10;
+  static constexpr std::size_t kJoint4 = 14;
+  static constexpr std::size_t kJoint6 = 18;
+  static constexpr std::size_t kCount = 22;
+
+  std::array<double, kCount> y{};
+  std::array<double, kCount> x{};
+
+  /// Sets the slots `first` and `first` + 1 from the two lanes of `d`; (0, 1) where `valid` is
+  /// not set, so that the unused lanes stay finite.
+  [[gnu::always_inline]] void set(std::size_t first, const CosSin2& d, Mask2 valid) {
+    const Double2 dy = select(valid, d.s, splat(0.0));
+    const Double2 dx = select(valid, d.c, splat(1.0));
+    y[first] = dy[0];
+    y[first + 1] = dy[1];
+    x[first] = dx[0];
+    x[first + 1] = dx[1];
   }
-  const double offset = std::acos(ratio);
-  out[0] = base + offset;
-  out[1] = base - offset;
-  return 2;
+};
+
+/// \returns θ − π for a positive θ, θ + π otherwise: within (−π, π] for θ within [−π, π].
+inline double halfTurnFrom(double theta) {
+  return theta > 0.0 ? theta - 3.141592653589793 : theta + 3.141592653589793;
+}
+
+/// \returns the unit direction per lane; (1, 0) for a zero one.
+[[gnu::always_inline]] inline CosSin2 normalized(const CosSin2& d) {
+  const Double2 n = sqrt(d.c * d.c + d.s * d.s);
+  const Mask2 zero = n == 0.0;
+  const Double2 inverse = 1.0 / select(zero, splat(1.0), n);
+  return {select(zero, splat(1.0), d.c * inverse), d.s * inverse};
+}
+
+/// \returns (cos, sin) of `angle` in both lanes.
+inline CosSin2 directionOf(double angle) {
+  return {splat(std::cos(angle)), splat(std::sin(angle))};
 }
 
 /// Solves the target (rotation `r`, position `p`) into `out`. With a positive `seedSpread` the
 /// branches seed the numerical path (see solveCosSin).
+///
+/// The two joint-1 branches run side by side, one per lane, through joints 2 to 6, once for each
+/// elbow branch. The rotations are never formed as matrices: the wrist needs Rw k6 and Rw k5
+/// only, which are R Mᵀ k6 and R Mᵀ k5 turned back by joint 1 and then by joints 2 + 3 (one turn
+/// about k2). With w = Rw k6, joint 4 is the turn about k4 from k5 × k4 to w (the part of
+/// Rot(k5, θ5) k6 normal to k4 points along k5 × k4 when sin α > 0): atan2(k5·w, (k5 × k4)·w), of
+/// length sin α. Joint 6 brings k5 onto v = Rot(k5, −θ5) Rot(k4, −θ4) Rw k5 about k6, and the turn
+/// by −θ5 need not be applied: k5·v keeps its value, and
+/// k6·(k5 × v) = (cos θ5 (k6 × k5) + sin θ5 k6)·Rot(k4, −θ4) Rw k5.
 inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec& p,
                             const FreeJoints& free, BaseSolutions& out, double seedSpread = 0.0) {
+  using Slot = ClosedFormAngles;
   out.count = 0;
-  const IkVec& k1 = arm.axes[0];
-  const IkVec& k2 = arm.axes[1];
-  const IkVec& k4 = arm.axes[3];
-  const IkVec& k5 = arm.axes[4];
-  const IkVec& k6 = arm.axes[5];
   const IkVec wrist = p + r * arm.wristInFlange;
-  const Mat3 rotationTimesHomeInverse = r.timesTranspose(arm.flangeHomeRotation);
+  ClosedFormAngles angles;
 
   // Joint 1.
+  const IkVec& k1 = arm.axes[0];
+  const IkVec& k2 = arm.axes[1];
   const IkVec u = wrist - arm.shoulderPoint;
   const double along1 = k1.dot(u);
   const double a1 = k2.dot(u) - arm.axis12Cosine * along1;
   const double b1 = u.dot(arm.axis12Normal);
   const double c1 = arm.wristAlongAxis2 - arm.axis12Cosine * along1;
   const double rho1 = std::sqrt(a1 * a1 + b1 * b1);
-  std::array<double, 2> theta1{};
+  std::array<CosSin, 2> joint1{};
   std::size_t n1 = 0;
-  if (rho1 < kAxisDistanceTolerance * arm.axis2Sine &&
-      std::abs(c1) < kAxisDistanceTolerance * arm.axis2Sine) {
-    // Shoulder singularity: any joint 1 keeps the wrist centre; the seed's value and the half
-    // turn from it give the two shoulder branches.
-    theta1 = {free.joint1, free.joint1 > 0.0 ? free.joint1 - 3.141592653589793
-                                             : free.joint1 + 3.141592653589793};
+  const bool shoulderSingular = rho1 < kAxisDistanceTolerance * arm.axis2Sine &&
+                                std::abs(c1) < kAxisDistanceTolerance * arm.axis2Sine;
+  // On the shoulder singularity any joint 1 keeps the wrist centre; the seed's value and the half
+  // turn from it give the two shoulder branches.
+  const std::array<double, 2> freeJoint1{free.joint1, halfTurnFrom(free.joint1)};
+  if (shoulderSingular) {
+    for (std::size_t i1 = 0; i1 < 2; ++i1)
+      joint1[i1] = {std::cos(freeJoint1[i1]), std::sin(freeJoint1[i1])};
     n1 = 2;
   } else {
-    n1 = solveCosSin(a1, b1, c1, rho1, theta1, seedSpread);
+    n1 = solveCosSin(a1, b1, c1, rho1, joint1, seedSpread);
+  }
+  if (n1 == 0)
+    return;
+  const Mask2 joint1Valid{-1, n1 > 1 ? -1 : 0};
+  const CosSin2 dir1{Double2{joint1[0].c, joint1[1].c}, Double2{joint1[0].s, joint1[1].s}};
+  angles.set(Slot::kJoint1, dir1, joint1Valid);
+
+  // Joints 2 and 3, per joint-1 branch: the wrist centre turned back by joint 1, relative to
+  // axis 2, in the plane normal to k2, and the two elbow branches that reach it.
+  const Vec3x2 kk1 = Vec3x2::splat(k1);
+  const Vec3x2 kk2 = Vec3x2::splat(k2);
+  const Double2 minusSin1 = -dir1.s;
+  const Vec3x2 back = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(u)) +
+                      Vec3x2::splat(arm.shoulderPoint - arm.axis2Point);
+  const Vec3x2 t = back - kk2 * kk2.dot(back);
+  const Double2 tt = t.squaredNorm();
+  std::array<std::array<CosSin, 2>, 2> elbow{};
+  std::array<std::size_t, 2> n3{};
+  for (std::size_t i1 = 0; i1 < n1; ++i1)
+    n3[i1] = solveCosSin(arm.linkCosine, arm.linkSine, 0.5 * (tt[i1] - arm.linkSquares),
+                         arm.linkProduct, elbow[i1], seedSpread);
+  // The wrist axes turned back by joint 1.
+  const Vec3x2 back6 = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(r * arm.axis6InFlange));
+  const Vec3x2 back5 = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(r * arm.axis5InFlange));
+
+  const Mask2 onAxis2 = tt < kAxisDistanceTolerance * kAxisDistanceTolerance;
+  const Vec3x2 k4 = Vec3x2::splat(arm.axes[3]);
+  const Vec3x2 k5 = Vec3x2::splat(arm.axes[4]);
+  const Vec3x2 k6 = Vec3x2::splat(arm.axes[5]);
+  const Vec3x2 axis54Normal = Vec3x2::splat(arm.axis54Normal);
+  const Vec3x2 axis65Normal = Vec3x2::splat(arm.axis65Normal);
+  const CosSin2 zero{splat(arm.wristZeroDirection.c), splat(arm.wristZeroDirection.s)};
+  std::array<Mask2, 2> wristSingular{};
+  std::array<Double2, 2> wristAngle{};
+  for (std::size_t i3 = 0; i3 < 2; ++i3) {
+    const Mask2 valid = joint1Valid & Mask2{n3[0] > i3 ? -1 : 0, n3[1] > i3 ? -1 : 0};
+    if (!any(valid))
+      continue;
+    const CosSin2 phi{Double2{elbow[0][i3].c, elbow[1][i3].c},
+                      Double2{elbow[0][i3].s, elbow[1][i3].s}};
+    angles.set(Slot::kElbow + 2 * i3, phi, valid);
+    // Joint 2: the turn about k2 from the reach of the two links to t; both lie normal to k2.
+    const Vec3x2 reach = Vec3x2::splat(arm.upperArm) + Vec3x2::splat(arm.forearm) * phi.c +
+                         Vec3x2::splat(arm.forearmNormal) * phi.s;
+    const CosSin2 turn2{reach.dot(t), kk2.dot(reach.cross(t))};
+    angles.set(Slot::kJoint2 + 2 * i3, turn2, valid);
+    CosSin2 joint2 = normalized(turn2);
+    if (any(onAxis2 & valid)) [[unlikely]] {
+      const CosSin2 fixed = directionOf(free.joint2);
+      joint2 = {select(onAxis2, fixed.c, joint2.c), select(onAxis2, fixed.s, joint2.s)};
+    }
+    // Joints 2 and 3 turn about parallel axes: their rotations compose to one about k2.
+    const Double2 cos23 = joint2.c * phi.c - joint2.s * phi.s;
+    const Double2 minusSin23 = -(joint2.s * phi.c + joint2.c * phi.s);
+    const Vec3x2 w = rotateAbout(kk2, cos23, minusSin23, back6);
+    const Vec3x2 w5 = rotateAbout(kk2, cos23, minusSin23, back5);
+
+    // The wrist: the first branch θ5 = θ0 + α, α the angle between k4 and w.
+    const CosSin2 towardsW{axis54Normal.dot(w), k5.dot(w)};
+    const CosSin2 alpha{k4.dot(w), sqrt(towardsW.c * towardsW.c + towardsW.s * towardsW.s)};
+    const Mask2 singular = alpha.s < kWristSingularSine;
+    angles.set(Slot::kWrist + 2 * i3, alpha, valid);
+    angles.set(Slot::kJoint4 + 2 * i3, towardsW, valid);
+    const Double2 inverseSin = 1.0 / select(singular, splat(1.0), alpha.s);
+    CosSin2 joint4{towardsW.c * inverseSin, towardsW.s * inverseSin};
+    CosSin2 joint5{zero.c * alpha.c - zero.s * alpha.s, zero.s * alpha.c + zero.c * alpha.s};
+    wristSingular[i3] = singular & valid;
+    if (any(wristSingular[i3])) [[unlikely]] {
+      // Joint 4 free, joint 5 at θ0 or θ0 + π.
+      const CosSin2 fixed = directionOf(free.joint4);
+      const Mask2 bent = alpha.c > 0.0;
+      joint4 = {select(singular, fixed.c, joint4.c), select(singular, fixed.s, joint4.s)};
+      const CosSin2 atSingularity{select(bent, zero.c, -zero.c), select(bent, zero.s, -zero.s)};
+      joint5 = {select(singular, atSingularity.c, joint5.c),
+                select(singular, atSingularity.s, joint5.s)};
+      wristAngle[i3] = select(bent, splat(0.0), splat(3.141592653589793));
+    }
+    // Joint 6 from the chosen joints 4 and 5, so that the three always compose to Rw, even
+    // where joint 4 is poorly determined near the wrist singularity.
+    const Vec3x2 v = rotateAbout(k4, joint4.c, -joint4.s, w5);
+    angles.set(Slot::kJoint6 + 2 * i3,
+               {k5.dot(v), joint5.c * axis65Normal.dot(v) + joint5.s * k6.dot(v)}, valid);
   }
 
+  std::array<double, Slot::kCount> theta{};
+  atan2s(angles.y, angles.x, theta);
   for (std::size_t i1 = 0; i1 < n1; ++i1) {
-    const double cos1 = std::cos(theta1[i1]);
-    const double sin1 = std::sin(theta1[i1]);
-    // The wrist centre turned back by joint 1, relative to axis 2, in the plane normal to k2.
-    const IkVec back = rotateAbout(k1, cos1, -sin1, u) + arm.shoulderPoint - arm.axis2Point;
-    const IkVec t = back - k2 * k2.dot(back);
-    const double tt = t.squaredNorm();
-    std::array<double, 2> phi{};
-    const std::size_t n3 = solveCosSin(arm.linkCosine, arm.linkSine, 0.5 * (tt - arm.linkSquares),
-                                       arm.linkProduct, phi, seedSpread);
-    const Mat3 r1 = axisRotation(k1, cos1, sin1);
-    for (std::size_t i3 = 0; i3 < n3; ++i3) {
-      const double cos3 = std::cos(phi[i3]);
-      const double sin3 = std::sin(phi[i3]);
-      const IkVec reach = arm.upperArm + rotateAbout(k2, cos3, sin3, arm.forearm);
-      const bool onAxis2 = tt < kAxisDistanceTolerance * kAxisDistanceTolerance;
-      const double theta2 = onAxis2 ? free.joint2 : angleAbout(k2, reach, t);
-      const double theta3 = arm.axis3Sign * phi[i3];
-      // Joints 2 and 3 turn about parallel axes: their rotations compose to one about k2.
-      const double theta23 = theta2 + phi[i3];
-      const Mat3 r123 = r1 * axisRotation(k2, std::cos(theta23), std::sin(theta23));
-      const Mat3 rw = r123.transposeTimes(rotationTimesHomeInverse);
-
-      // The wrist.
-      const IkVec w = rw * k6;
-      const double sinAlpha = k4.cross(w).norm();
-      const bool singular = sinAlpha < kWristSingularSine;
-      const double alpha =
-          singular ? (k4.dot(w) > 0.0 ? 0.0 : 3.141592653589793) : std::atan2(sinAlpha, k4.dot(w));
-      const std::size_t n5 = alpha == 0.0 || alpha == 3.141592653589793 ? 1 : 2;
-      for (std::size_t i5 = 0; i5 < n5; ++i5) {
-        const double theta5 = i5 == 0 ? arm.wristZero + alpha : arm.wristZero - alpha;
-        const double cos5 = std::cos(theta5);
-        const double sin5 = std::sin(theta5);
-        const double theta4 =
-            singular ? free.joint4 : angleAbout(k4, rotateAbout(k5, cos5, sin5, k6), w);
-        const double cos4 = std::cos(theta4);
-        const double sin4 = std::sin(theta4);
-        // Joint 6 brings k5 (normal to k6) where Rot(k5, −θ5) Rot(k4, −θ4) Rw takes it.
-        const IkVec k5Moved = rotateAbout(k5, cos5, -sin5, rotateAbout(k4, cos4, -sin4, rw * k5));
-        const double theta6 = angleAbout(k6, k5, k5Moved);
-        out.solutions[out.count++] = {theta1[i1], theta2, theta3, theta4, theta5, theta6};
+    const double theta1 = shoulderSingular ? freeJoint1[i1] : theta[Slot::kJoint1 + i1];
+    for (std::size_t i3 = 0; i3 < n3[i1]; ++i3) {
+      const std::size_t b = 2 * i3 + i1;
+      const double theta2 = onAxis2[i1] != 0 ? free.joint2 : theta[Slot::kJoint2 + b];
+      const double theta3 = arm.axis3Sign * theta[Slot::kElbow + b];
+      const double theta6 = theta[Slot::kJoint6 + b];
+      if (wristSingular[i3][i1] != 0) {
+        out.solutions[out.count++] = {
+            theta1, theta2, theta3, free.joint4, arm.wristZero + wristAngle[i3][i1], theta6};
+        continue;
       }
+      // The second wrist branch: Rot(k4, θ4 + π) Rot(k5, θ0 − α) Rot(k6, θ6 + π) is the same
+      // rotation, because the half turns about k4 and k6 (both normal to k5) each reverse k5.
+      const double alpha = theta[Slot::kWrist + b];
+      const double theta4 = theta[Slot::kJoint4 + b];
+      out.solutions[out.count++] = {theta1, theta2, theta3, theta4, arm.wristZero + alpha, theta6};
+      out.solutions[out.count++] = {theta1,
+                                    theta2,
+                                    theta3,
+                                    halfTurnFrom(theta4),
+                                    arm.wristZero - alpha,
+                                    halfTurnFrom(theta6)};
     }
   }
 }

@@ -1,11 +1,9 @@
 #include "zor/rob/inverse_kinematics.hpp"
-#include "zor/rob/angles.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <ostream>
 #include <stdexcept>
 
@@ -31,6 +29,9 @@ namespace detail {
 namespace {
 
 constexpr double kTurn = 360.0;
+constexpr double kTurnsPerDegree = 1.0 / kTurn;
+/// RadToDeg as one multiplication (it divides by π), for the many angles of a query.
+constexpr double kDegreesPerRadian = 180.0 / kPi;
 /// Turns are enumerated within ±this (degrees, 100 turns) however wide the limits are.
 constexpr double kWidestLimit = 18000.0;
 /// Two branches whose joints all agree within this (degrees, modulo a turn) are one solution:
@@ -69,10 +70,20 @@ const ClosedFormArm& closedFormArmOf(const RobotConfig& robot) {
   return cache.arm;
 }
 
+/// Differences (degrees) beyond this are reduced modulo a turn by the C library; nearer ones by
+/// subtracting the nearest whole number of turns.
+constexpr double kLargeDifference = 1e9;
+
 /// \returns true when every joint of `a` and `b` agrees within kDuplicateTolerance modulo a turn.
 bool sameModuloTurns(const std::array<double, 6>& a, const std::array<double, 6>& b) {
   for (std::size_t i = 0; i < 6; ++i) {
-    const double d = std::fmod(std::abs(a[i] - b[i]), kTurn);
+    double d = std::abs(a[i] - b[i]);
+    if (d < kDuplicateTolerance)
+      continue;
+    if (d < kLargeDifference)
+      d = std::abs(d - kTurn * static_cast<double>(static_cast<long>(d * kTurnsPerDegree + 0.5)));
+    else
+      d = std::fmod(d, kTurn);  // also NaN and infinity: never the same
     if (!(std::min(d, kTurn - d) < kDuplicateTolerance))
       return false;
   }
@@ -84,7 +95,8 @@ struct Branches {
   std::array<std::array<double, 6>, kMaxNumericalSolutions> joints{};
   std::size_t count{0};
 
-  void add(const std::array<double, 6>& j) {
+  /// Adds `j` unless it repeats a branch already there.
+  void addUnlessRepeated(const std::array<double, 6>& j) {
     for (std::size_t i = 0; i < count; ++i)
       if (sameModuloTurns(joints[i], j))
         return;
@@ -96,8 +108,9 @@ struct Branches {
 struct Target {
   Mat3 rotation{};
   IkVec position{};
-  double labelAngle{0.0};   ///< φ (degrees) of the wrist centre that labels use.
-  double labelRadius{0.0};  ///< Its distance (mm) from the base z axis.
+  double labelAngle{0.0};      ///< φ (degrees) of the wrist centre that labels use.
+  double labelRadius{0.0};     ///< Its distance (mm) from the base z axis.
+  double stretchedElbow{0.0};  ///< Joint 3 (degrees) where the elbow bit changes.
 };
 
 Target targetOf(const RobotConfig& robot, const Pose& pose) {
@@ -110,8 +123,11 @@ Target targetOf(const RobotConfig& robot, const Pose& pose) {
   const double offset = robot.getWcpZOffset();
   const IkVec wcp =
       t.position - IkVec{t.rotation(0, 2), t.rotation(1, 2), t.rotation(2, 2)} * offset;
-  t.labelAngle = RadToDeg(std::atan2(wcp.y, wcp.x));
-  t.labelRadius = std::hypot(wcp.x, wcp.y);
+  std::array<double, 1> angle{};
+  atan2s(std::array<double, 1>{wcp.y}, std::array<double, 1>{wcp.x}, angle);
+  t.labelAngle = RadToDeg(angle[0]);
+  t.labelRadius = std::sqrt(wcp.x * wcp.x + wcp.y * wcp.y);
+  t.stretchedElbow = -RadToDeg(robot.elbowOffset);
   return t;
 }
 
@@ -119,34 +135,64 @@ Target targetOf(const RobotConfig& robot, const Pose& pose) {
 ConfData labelOf(const RobotConfig& robot, const Target& target, const RobJoint& joints) {
   const std::array<double, 6>& j = joints.values;
   const double fromBoundary = std::abs(std::abs(target.labelAngle - j[0]) - 90.0);
-  if (!(DegToRad(fromBoundary) * target.labelRadius > kLabelMargin))
+  if (!(fromBoundary * (kPi / 180.0) * target.labelRadius > kLabelMargin))
     return ConfData::FromRobJoint(joints, robot);
   const bool behind = !(std::abs(target.labelAngle - j[0]) <= 90.0);
-  const bool elbow = !(j[2] > -RadToDeg(robot.elbowOffset));
+  const bool elbow = !(j[2] > target.stretchedElbow);
   const bool wrist = j[4] < 0.0;
   return {AngleToQuadrant(j[0]), AngleToQuadrant(j[3]), AngleToQuadrant(j[5]),
           (behind ? 4 : 0) + (elbow ? 2 : 0) + (wrist ? 1 : 0)};
 }
 
-/// The whole turns k for which value + 360 k lies strictly inside the limits of joint i widened
-/// by the limit tolerance (the final test of isJointAllowed): k in [first, last].
+/// The open interval of each joint that isJointAllowed's final test admits: the limits widened by
+/// the limit tolerance, cut to ±kWidestLimit; `empty` when some interval is (or a limit is NaN).
+struct JointWindows {
+  std::array<double, 6> lo{};
+  std::array<double, 6> hi{};
+  bool empty{false};
+  bool coupled{false};  ///< The limit of joints 2 + 3 applies as well.
+};
+
+JointWindows windowsOf(const RobotConfig& robot) {
+  constexpr double tol = RobotConfig::kJointLimitTolerance;
+  JointWindows w;
+  for (std::size_t i = 0; i < 6; ++i) {
+    w.lo[i] = std::max(robot.jointMin[i] - tol, -kWidestLimit);
+    w.hi[i] = std::min(robot.jointMax[i] + tol, kWidestLimit);
+    w.empty = w.empty || !(w.lo[i] < w.hi[i]);
+  }
+  w.coupled = robot.jointCoupling == 1;
+  return w;
+}
+
+/// The whole turns k for which value + 360 k lies strictly inside (lo, hi): k in [first, last].
 struct TurnRange {
   long first{0};
   long last{-1};
 };
 
-TurnRange turnsOf(const RobotConfig& robot, std::size_t i, double value) {
-  constexpr double tol = RobotConfig::kJointLimitTolerance;
-  const double lo = std::max(robot.jointMin[i] - tol, -kWidestLimit);
-  const double hi = std::min(robot.jointMax[i] + tol, kWidestLimit);
-  if (!std::isfinite(value) || !(std::abs(value) < kWidestLimit) || !(lo < hi))
-    return {};  // also NaN limits: no solution
-  TurnRange r{static_cast<long>(std::floor((lo - value) / kTurn)),
-              static_cast<long>(std::ceil((hi - value) / kTurn))};
-  // Tighten with the exact strict test.
-  while (r.first <= r.last && !(value + kTurn * static_cast<double>(r.first) > lo))
+TurnRange turnsOf(double lo, double hi, double value) {
+  // The common case, limits narrower than a turn on either side of the value: no other turn.
+  if (value > lo && value < hi && !(value - kTurn > lo) && !(value + kTurn < hi))
+    return {0, 0};
+  if (!(std::abs(value) < kWidestLimit))
+    return {};  // also NaN: no solution
+  // The integers just above (lo − value) / 360 and just below (hi − value) / 360, then corrected
+  // by the exact strict test where the quotients' rounding put them one off.
+  const double below = (lo - value) * kTurnsPerDegree;
+  const double above = (hi - value) * kTurnsPerDegree;
+  TurnRange r{static_cast<long>(below), static_cast<long>(above)};
+  if (static_cast<double>(r.first) <= below)
     ++r.first;
-  while (r.last >= r.first && !(value + kTurn * static_cast<double>(r.last) < hi))
+  if (static_cast<double>(r.last) >= above)
+    --r.last;
+  while (value + kTurn * static_cast<double>(r.first - 1) > lo)
+    --r.first;
+  while (!(value + kTurn * static_cast<double>(r.first) > lo))
+    ++r.first;
+  while (value + kTurn * static_cast<double>(r.last + 1) < hi)
+    ++r.last;
+  while (!(value + kTurn * static_cast<double>(r.last) < hi))
     --r.last;
   return r;
 }
@@ -158,26 +204,35 @@ bool before(const RobJoint& a, const ConfData& ca, const RobJoint& b, const Conf
   return a.values < b.values;
 }
 
-/// Appends every turn of `branch` inside the limits to `out`, labelled.
-void addTurns(const RobotConfig& robot, const Target& target, const std::array<double, 6>& branch,
-              TargetConfiguration& out) {
+/// Calls `use(joints)` for every turn of `branch` inside the limits, joint 6 turning fastest.
+template <typename Use>
+void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
+                 const std::array<double, 6>& branch, Use&& use) {
   std::array<TurnRange, 6> turns{};
   for (std::size_t i = 0; i < 6; ++i) {
-    turns[i] = turnsOf(robot, i, branch[i]);
+    turns[i] = turnsOf(windows.lo[i], windows.hi[i], branch[i]);
     if (turns[i].first > turns[i].last)
       return;
   }
   std::array<long, 6> k{};
-  for (std::size_t i = 0; i < 6; ++i)
+  bool onlyThisTurn = true;
+  for (std::size_t i = 0; i < 6; ++i) {
     k[i] = turns[i].first;
+    onlyThisTurn = onlyThisTurn && turns[i].first == 0 && turns[i].last == 0;
+  }
+  if (onlyThisTurn && !windows.coupled) {
+    RobJoint j;
+    j.values = branch;
+    use(j);
+    return;
+  }
   for (;;) {
     RobJoint j;
     for (std::size_t i = 0; i < 6; ++i)
       j.values[i] = branch[i] + kTurn * static_cast<double>(k[i]);
-    if (robot.isJointAllowed(1, j.values[1], j.values[2]) &&
-        robot.isJointAllowed(2, j.values[2], j.values[1]))
-      out.add(j, labelOf(robot, target, j));
-    // Next combination, joint 6 fastest.
+    if (!windows.coupled || (robot.isJointAllowed(1, j.values[1], j.values[2]) &&
+                             robot.isJointAllowed(2, j.values[2], j.values[1])))
+      use(j);
     std::size_t i = 6;
     while (i > 0 && k[i - 1] == turns[i - 1].last) {
       k[i - 1] = turns[i - 1].first;
@@ -199,13 +254,10 @@ void sortSolutions(TargetConfiguration& out) {
     }
 }
 
-/// Every solution of `pose` into `out` (cleared first); \returns found, outOfReach or
-/// outsideJointLimits.
-IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
-                  TargetConfiguration& out) {
-  out.clear();
+/// The branches of `pose` (every joint solution modulo turns, limits aside) into `branches`.
+Target solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
+                     Branches& branches) {
   const Target target = targetOf(robot, pose);
-  Branches branches;
   const ClosedFormArm& arm = closedFormArmOf(robot);
   FreeJoints free;
   free.joint1 = DegToRad(seed != nullptr ? seed->values[0] : robot.homeJoint.values[0]);
@@ -214,41 +266,102 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
   if (arm.solvable) {
     BaseSolutions base;
     solveClosedForm(arm, target.rotation, target.position, free, base);
+    // The closed form's branches never repeat one another: two joint-1 or two elbow branches
+    // differ by at least 2 acos(1 - kReachTolerance) (they are one where they would come nearer),
+    // and the two wrist branches by half a turn of joint 4.
     for (std::size_t s = 0; s < base.count; ++s) {
-      std::array<double, 6> deg{};
       for (std::size_t i = 0; i < 6; ++i)
-        deg[i] = RadToDeg(base.solutions[s][i]);
-      branches.add(deg);
+        branches.joints[s][i] = base.solutions[s][i] * kDegreesPerRadian;
     }
+    branches.count = base.count;
   } else {
     NumericalSolutions found;
     solveFromSeeds(robot, arm, target.rotation, target.position, seed, free, found);
     for (std::size_t s = 0; s < found.count; ++s)
-      branches.add(found.solutions[s]);
+      branches.addUnlessRepeated(found.solutions[s]);
   }
+  return target;
+}
+
+/// Every solution of `pose` into `out` (cleared first); \returns found, outOfReach or
+/// outsideJointLimits.
+IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
+                  TargetConfiguration& out) {
+  out.clear();
+  Branches branches;
+  const Target target = solveBranches(robot, pose, seed, branches);
   if (branches.count == 0)
     return IkStatus::outOfReach;
+  const JointWindows windows = windowsOf(robot);
+  if (windows.empty)
+    return IkStatus::outsideJointLimits;
   out.joints.reserve(2 * branches.count);
   out.confs.reserve(2 * branches.count);
   for (std::size_t b = 0; b < branches.count; ++b)
-    addTurns(robot, target, branches.joints[b], out);
+    forEachTurn(robot, windows, branches.joints[b],
+                [&](const RobJoint& j) { out.add(j, labelOf(robot, target, j)); });
   sortSolutions(out);
   return out.empty() ? IkStatus::outsideJointLimits : IkStatus::found;
 }
 
-JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
-  TargetConfiguration all;
+/// The solution of solveAll's list whose largest joint difference to `seed` is smallest, the
+/// earliest in the list's order among equals, found without forming the list: only solutions
+/// as near as the best so far are labelled.
+JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint& seed) {
   JointSolution result;
-  result.status = solveAll(robot, target.pose, nullptr, all);
-  if (result.status != IkStatus::found)
+  Branches branches;
+  const Target target = solveBranches(robot, pose, &seed, branches);
+  if (branches.count == 0)
     return result;
-  for (std::size_t i = 0; i < all.size(); ++i)
-    if (all.confs[i].isCriticalEqual(all.joints[i], target.robConf)) {
-      result.joints = all.joints[i];
-      result.conf = all.confs[i];
-      return result;
-    }
-  result.status = IkStatus::noSolutionInConfiguration;
+  result.status = IkStatus::outsideJointLimits;
+  const JointWindows windows = windowsOf(robot);
+  if (windows.empty)
+    return result;
+  double best = 0.0;
+  for (std::size_t b = 0; b < branches.count; ++b)
+    forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j) {
+      // As the list's loop measures it: a NaN difference counts as none.
+      double worst = 0.0;
+      for (std::size_t k = 0; k < 6; ++k)
+        worst = std::max(worst, std::abs(j.values[k] - seed.values[k]));
+      if (result.found() && worst > best)
+        return;
+      const ConfData conf = labelOf(robot, target, j);
+      if (result.found() && !(worst < best) && !before(j, conf, result.joints, result.conf))
+        return;
+      best = worst;
+      result.joints = j;
+      result.conf = conf;
+      result.status = IkStatus::found;
+    });
+  return result;
+}
+
+/// The solution of solveAll's list in the configuration of `target`, the earliest in the list's
+/// order when several are (joints near zero accept two quadrants), found without forming the
+/// list.
+JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
+  JointSolution result;
+  Branches branches;
+  const Target solved = solveBranches(robot, target.pose, nullptr, branches);
+  if (branches.count == 0)
+    return result;
+  bool anyInsideLimits = false;
+  const JointWindows windows = windowsOf(robot);
+  for (std::size_t b = 0; b < branches.count && !windows.empty; ++b)
+    forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j) {
+      anyInsideLimits = true;
+      const ConfData conf = labelOf(robot, solved, j);
+      if (!conf.isCriticalEqual(j, target.robConf) ||
+          (result.found() && !before(j, conf, result.joints, result.conf)))
+        return;
+      result.joints = j;
+      result.conf = conf;
+      result.status = IkStatus::found;
+    });
+  if (!result.found())
+    result.status =
+        anyInsideLimits ? IkStatus::noSolutionInConfiguration : IkStatus::outsideJointLimits;
   return result;
 }
 
@@ -373,22 +486,7 @@ JointSolution RobotConfig::findJointSolution(const RobTarget& target, const Tool
 
 JointSolution RobotConfig::findNearestJointSolution(const Pose& flangePose,
                                                     const RobJoint& seed) const {
-  TargetConfiguration all;
-  JointSolution result;
-  result.status = detail::solveAll(*this, flangePose, &seed, all);
-  // The first solution unless a later one is strictly nearer (a NaN seed keeps the first).
-  double best = std::numeric_limits<double>::infinity();
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    double worst = 0.0;
-    for (std::size_t k = 0; k < 6; ++k)
-      worst = std::max(worst, std::abs(all.joints[i].values[k] - seed.values[k]));
-    if (i == 0 || worst < best) {
-      best = worst;
-      result.joints = all.joints[i];
-      result.conf = all.confs[i];
-    }
-  }
-  return result;
+  return detail::nearest(*this, flangePose, seed);
 }
 
 }  // namespace zor::rob

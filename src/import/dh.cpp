@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <string>
 
-#include "import/import_errors.hpp"
+#include "detail/messages.hpp"
+#include "detail/throwers.hpp"
 #include "import/library_form.hpp"
 #include "zor/rob/angles.hpp"
 
@@ -27,8 +28,8 @@ Transform along(double x, double z) {
 void checkRow(const DhRow& row, std::size_t i) {
   const auto check = [&](double value, const char* name) {
     if (!std::isfinite(value))
-      detail::throwInvalidArm(std::string(detail::msg::kDhRow) + std::to_string(i + 1) + ": '" +
-                              name + "'" + detail::msg::kMustBeFinite);
+      detail::throwInvalidArgument(std::string(detail::msg::kDhRow) + std::to_string(i + 1) +
+                                   ": '" + name + "'" + detail::msg::kMustBeFinite);
   };
   check(row.a, "a");
   check(row.alpha, "alpha");

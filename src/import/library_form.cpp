@@ -5,11 +5,11 @@
 // the same numbers wherever the description has exact zeros.
 #include "import/library_form.hpp"
 
-#include "import/import_errors.hpp"
+#include "detail/messages.hpp"
+#include "detail/throwers.hpp"
 
 #include <cmath>
 #include <cstddef>
-#include <stdexcept>
 
 namespace zor::rob::detail {
 
@@ -67,16 +67,12 @@ Vec3 across(const Vec3& v, const Vec3& axis) {
 
 }  // namespace
 
-void throwInvalidArm(const std::string& message) {
-  throw std::invalid_argument(message);
-}
-
 ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
   bool allFinite = finite(arm.flange);
   for (std::size_t i = 0; i < 6; ++i)
     allFinite = allFinite && finite(arm.axes[i]) && finite(arm.points[i].toVec3());
   if (!allFinite)
-    throwInvalidArm(msg::kNotFinite);
+    throwInvalidArgument(msg::kNotFinite);
 
   std::array<Vec3, 6> axes{};
   for (std::size_t i = 0; i < 6; ++i)
@@ -87,15 +83,15 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
   const Pos p0 = foot(axes[0], given[0], Pos{});
   if (!within((axes[0] - Vec3{0.0, 0.0, 1.0}).norm(), kDirectionTolerance) ||
       !within(p0.toVec3().norm(), kMeetTolerance))
-    throwInvalidArm(msg::kJointOneAxis);
+    throwInvalidArgument(msg::kJointOneAxis);
 
   // The wrist centre: where the axes of joints 5 and 6 meet, taken on the axis of joint 6.
   const Vec3 normal = axes[4].cross(axes[5]);
   if (within(normal.norm(), kDirectionTolerance))
-    throwInvalidArm(msg::kWristCentre);
+    throwInvalidArgument(msg::kWristCentre);
   const Vec3 gap = given[5] - given[4];
   if (!within(std::abs(gap.dot(normal)) / normal.norm(), kMeetTolerance))
-    throwInvalidArm(msg::kWristCentre);
+    throwInvalidArgument(msg::kWristCentre);
   // On the axis of joint 6, the parameter t where the line meets the plane of axis 5 and the
   // common normal.
   const Vec3 planeNormal = axes[4].cross(normal);
@@ -103,7 +99,7 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
   const Pos wrist = given[5] + axes[5] * t;
 
   if (!parallel(axes[3], axes[5]))
-    throwInvalidArm(msg::kWristSingularity);
+    throwInvalidArgument(msg::kWristSingularity);
 
   std::array<Pos, 6> points{};
   points[0] = cleanPoint(p0);
@@ -115,13 +111,13 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
   // The elbow: the joint-3 value that turns the forearm (axis of joint 3 to the wrist centre)
   // onto the upper arm's direction (axis of joint 2 to axis of joint 3) stretches the arm.
   if (!parallel(axes[1], axes[2]))
-    throwInvalidArm(msg::kElbowAxes);
+    throwInvalidArgument(msg::kElbowAxes);
   const Vec3 upperArm = across(points[2] - points[1], axes[2]);
   const Vec3 forearm = across(wrist - points[2], axes[2]);
   if (within(upperArm.norm(), kMeetTolerance))
-    throwInvalidArm(msg::kElbowAxes);
+    throwInvalidArgument(msg::kElbowAxes);
   if (within(forearm.norm(), kMeetTolerance))
-    throwInvalidArm(msg::kElbowWrist);
+    throwInvalidArgument(msg::kElbowWrist);
   const double stretch = std::atan2(forearm.cross(upperArm).dot(axes[2]), forearm.dot(upperArm));
 
   ImportedArm result;
@@ -140,7 +136,7 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
   for (std::size_t i = 0; i < 6; ++i)
     resultFinite = resultFinite && finite(axes[i]) && finite(points[i].toVec3());
   if (!resultFinite)
-    throwInvalidArm(msg::kNotFinite);
+    throwInvalidArgument(msg::kNotFinite);
   result.robot = MakeRobotConfig(axes, points, flange, limits.jointMin, limits.jointMax,
                                  limits.homeJoint, -stretch, limits.jointCoupling);
   return result;

@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <string>
 
-#include "import/import_errors.hpp"
+#include "detail/messages.hpp"
+#include "detail/throwers.hpp"
 #include "import/library_form.hpp"
 
 namespace zor::rob {
@@ -22,15 +23,15 @@ void checkParameters(const OrthoParallelParameters& p) {
                                                                {"c4", g.c4}}};
   for (const auto& [name, value] : lengths)
     if (!std::isfinite(value))
-      detail::throwInvalidArm(std::string(detail::msg::kOrthoParallel) + "'" + name + "'" +
-                              detail::msg::kMustBeFinite);
+      detail::throwInvalidArgument(std::string(detail::msg::kOrthoParallel) + "'" + name + "'" +
+                                   detail::msg::kMustBeFinite);
   for (std::size_t i = 0; i < 6; ++i) {
     if (!std::isfinite(p.offsets[i]))
-      detail::throwInvalidArm(detail::msg::kOffsetOfJoint + std::to_string(i + 1) +
-                              detail::msg::kMustBeFinite);
+      detail::throwInvalidArgument(detail::msg::kOffsetOfJoint + std::to_string(i + 1) +
+                                   detail::msg::kMustBeFinite);
     if (p.signs[i] != 1 && p.signs[i] != -1)
-      detail::throwInvalidArm(detail::msg::kSignOfJoint + std::to_string(i + 1) +
-                              detail::msg::kSignValues);
+      detail::throwInvalidArgument(detail::msg::kSignOfJoint + std::to_string(i + 1) +
+                                   detail::msg::kSignValues);
   }
 }
 

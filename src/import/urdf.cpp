@@ -18,7 +18,8 @@
 #include <utility>
 #include <vector>
 
-#include "import/import_errors.hpp"
+#include "detail/messages.hpp"
+#include "detail/throwers.hpp"
 #include "import/library_form.hpp"
 #include "zor/rob/angles.hpp"
 
@@ -33,7 +34,7 @@ constexpr double kContinuousRange = 360.0;
 constexpr std::size_t kArmJoints = 6;
 
 [[noreturn]] void fail(const std::string& what) {
-  detail::throwInvalidArm(detail::msg::kUrdf + what);
+  detail::throwInvalidArgument(detail::msg::kUrdf + what);
 }
 
 std::string quoted(const std::string& name) {
@@ -64,14 +65,14 @@ urdf::ModelInterfaceSharedPtr parse(std::string_view text) {
     model.reset();
   }
   if (!model || !model->getRoot())
-    detail::throwInvalidArm(detail::msg::kUrdfUnreadable);
+    detail::throwInvalidArgument(detail::msg::kUrdfUnreadable);
   return model;
 }
 
 urdf::LinkConstSharedPtr findLink(const urdf::ModelInterface& model, const std::string& name) {
   urdf::LinkConstSharedPtr link = model.getLink(name);
   if (!link)
-    detail::throwInvalidArm(detail::msg::kUrdfNoLink + name + "'");
+    detail::throwInvalidArgument(detail::msg::kUrdfNoLink + name + "'");
   return link;
 }
 
@@ -197,10 +198,10 @@ ImportedArm ArmFromUrdfFile(const std::string& path, const std::string& base,
   std::error_code error;
   std::ifstream file(path, std::ios::binary);
   if (!std::filesystem::is_regular_file(path, error) || !file)
-    detail::throwInvalidArm(detail::msg::kUrdfCannotReadFile + path + "'");
+    detail::throwInvalidArgument(detail::msg::kUrdfCannotReadFile + path + "'");
   const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   if (file.bad())
-    detail::throwInvalidArm(detail::msg::kUrdfCannotReadFile + path + "'");
+    detail::throwInvalidArgument(detail::msg::kUrdfCannotReadFile + path + "'");
   return ArmFromUrdf(text, base, tip);
 }
 
@@ -225,13 +226,13 @@ UrdfChainEnds DefaultUrdfChain(std::string_view urdfText) {
     }
   }
   if (leaves.empty())
-    detail::throwInvalidArm(detail::msg::kUrdfNoLeaf + root->name + "'");
+    detail::throwInvalidArgument(detail::msg::kUrdfNoLeaf + root->name + "'");
   if (leaves.size() > 1) {
     std::sort(leaves.begin(), leaves.end());
     std::string names;
     for (const std::string& leaf : leaves)
       names += (names.empty() ? "" : ", ") + quoted(leaf);
-    detail::throwInvalidArm(detail::msg::kUrdfSeveralLeaves + root->name + "': " + names);
+    detail::throwInvalidArgument(detail::msg::kUrdfSeveralLeaves + root->name + "': " + names);
   }
   return {root->name, leaves.front()};
 }

@@ -47,15 +47,7 @@ RobotConfig MakeOrthoParallelArm(const OrthoParallelGeometry& g,
 }
 
 OrthoParallelGeometry DefaultArmGeometry() {
-  OrthoParallelGeometry g;
-  g.a1 = 150.0;
-  g.a2 = -110.0;
-  g.b = 0.0;
-  g.c1 = 450.0;
-  g.c2 = 600.0;
-  g.c3 = 640.0;
-  g.c4 = 100.0;
-  return g;
+  return {.a1 = 150.0, .a2 = -110.0, .b = 0.0, .c1 = 450.0, .c2 = 600.0, .c3 = 640.0, .c4 = 100.0};
 }
 
 RobotConfig DefaultArm() {

@@ -383,7 +383,7 @@ TEST(Audit, OverlappingZonesShrinkToHalfTheShorterMove) {
   EXPECT_NEAR(e->startArcLength, 15.0, 1e-9);
   EXPECT_NEAR(e->endArcLength, 30.0, 1e-9);
   EXPECT_NEAR(e->startFraction, 0.5, 1e-12);
-  EXPECT_EQ(r.moves[1].zoneDistance, 15.0);
+  EXPECT_NEAR(r.moves[1].zoneDistance, 15.0, 1e-9);
   EXPECT_TRUE(r.moves[2].events.empty()) << Describe(r);
   EXPECT_TRUE(r.moves[1].reached);
 }
@@ -542,7 +542,8 @@ TEST(Audit, ZoneBeforeAPureReorientationShrinksToNothing) {
                                Line({900, 0, 800}, ForwardTurned(20), conf)});
   EXPECT_EQ(Kinds(r.moves[1]), (std::vector{AuditEventKind::zoneShrunk})) << Describe(r);
   EXPECT_EQ(r.moves[1].zoneDistance, 0.0);
-  EXPECT_EQ(r.moves[1].events[0].startArcLength, 100.0);
+  // The move starts where the joints of the first one put the tool: 100 mm up to rounding.
+  EXPECT_NEAR(r.moves[1].events[0].startArcLength, 100.0, 1e-9);
   EXPECT_TRUE(r.moves[2].events.empty()) << Describe(r);
 }
 

@@ -38,15 +38,8 @@ inline std::array<double, 7> limits(double j1, double j2, double j3, double j4, 
 inline RobotConfig orthoArm(double a1, double a2, double b, double c1, double c2, double c3,
                             double c4, const std::array<double, 7>& lo,
                             const std::array<double, 7>& hi, int coupling) {
-  OrthoParallelGeometry g;
-  g.a1 = a1;
-  g.a2 = a2;
-  g.b = b;
-  g.c1 = c1;
-  g.c2 = c2;
-  g.c3 = c3;
-  g.c4 = c4;
-  return MakeOrthoParallelArm(g, lo, hi, RobJoint(0, 0, 0, 0, 0, 0), coupling);
+  return MakeOrthoParallelArm({a1, a2, b, c1, c2, c3, c4}, lo, hi, RobJoint(0, 0, 0, 0, 0, 0),
+                              coupling);
 }
 
 /// The same arm with its home moved to the joints `home` and the axes listed in `flipped`

@@ -27,6 +27,21 @@ inline RotationTemplate<double> flangeAlongX() {
   return RotationTemplate<double>(kHalfTurn / 2, kY);
 }
 
+/// The model of an ortho-parallel arm at its controller's zero: joint 1 about +z through the base
+/// origin, joints 2 and 3 about +y through `shoulder` and `elbow`, joints 4, 5 and 6 about
+/// `forearmAxis`, +y and `forearmAxis` through the `wrist` centre, the flange at `flange` with
+/// its z along +x.
+inline ImportedArm orthoParallelExpected(const Pos& shoulder, const Pos& elbow, const Pos& wrist,
+                                         const Vec3& forearmAxis, const Vec3& flange,
+                                         double elbowOffset, const ArmLimits& limits) {
+  ImportedArm arm;
+  arm.robot = MakeRobotConfig({kZ, kY, kY, forearmAxis, kY, forearmAxis},
+                              {Pos{}, shoulder, elbow, wrist, wrist, wrist},
+                              Transform(flangeAlongX(), flange), limits.jointMin, limits.jointMax,
+                              limits.homeJoint, elbowOffset, limits.jointCoupling);
+  return arm;
+}
+
 // ---- The small ortho-parallel arm: a1 0, a2 70, b 0, c1 290, c2 270, c3 302, c4 72 ----
 
 inline ArmLimits smallArmLimits() {
@@ -120,15 +135,8 @@ inline const std::string kSmallArmUrdf = R"(<?xml version="1.0"?>
 /// stretched when the forearm (302, 0, 70) from the elbow points straight up: joint 3 at
 /// −atan2(302, 70).
 inline ImportedArm smallArmExpected(const ArmLimits& limits) {
-  const Pos shoulder{0, 0, 290};
-  const Pos elbow{0, 0, 560};
-  const Pos wrist{302, 0, 630};
-  ImportedArm arm;
-  arm.robot =
-      MakeRobotConfig({kZ, kY, kY, kX, kY, kX}, {Pos{}, shoulder, elbow, wrist, wrist, wrist},
-                      Transform(flangeAlongX(), {374, 0, 630}), limits.jointMin, limits.jointMax,
-                      limits.homeJoint, std::atan2(302.0, 70.0), limits.jointCoupling);
-  return arm;
+  return orthoParallelExpected({0, 0, 290}, {0, 0, 560}, {302, 0, 630}, kX, {374, 0, 630},
+                               std::atan2(302.0, 70.0), limits);
 }
 
 // ---- The large ortho-parallel arm: a1 350, a2 −41, b 0, c1 675, c2 1150, c3 1200, c4 215 ----
@@ -196,15 +204,8 @@ inline const std::string kLargeArmUrdf = R"(<robot name="large">
 /// centre at (2700, 0, 634), joints 4 and 6 about −x. The arm is stretched when the forearm
 /// (1200, 0, −41) points along the upper arm (+x): joint 3 at −atan2(41, 1200).
 inline ImportedArm largeArmExpected(const ArmLimits& limits) {
-  const Pos shoulder{350, 0, 675};
-  const Pos elbow{1500, 0, 675};
-  const Pos wrist{2700, 0, 634};
-  ImportedArm arm;
-  arm.robot =
-      MakeRobotConfig({kZ, kY, kY, -kX, kY, -kX}, {Pos{}, shoulder, elbow, wrist, wrist, wrist},
-                      Transform(flangeAlongX(), {2915, 0, 634}), limits.jointMin, limits.jointMax,
-                      limits.homeJoint, std::atan2(41.0, 1200.0), limits.jointCoupling);
-  return arm;
+  return orthoParallelExpected({350, 0, 675}, {1500, 0, 675}, {2700, 0, 634}, -kX, {2915, 0, 634},
+                               std::atan2(41.0, 1200.0), limits);
 }
 
 // ---- The collaborative arm: d1 127.3, a2 −612, a3 −572.3, d4 163.941, d5 115.7, d6 92.2 ----

@@ -1,0 +1,83 @@
+#pragma once
+
+// Two doubles in one vector register, and 3-vectors of them, for the closed-form inverse
+// kinematics: its two joint-1 branches run side by side, one per lane. GCC/Clang vector
+// extensions compile these to the SSE2 (x86-64) or NEON (AArch64) instructions every such
+// processor has, with no instruction-set flags.
+
+#include <bit>
+#include <cmath>
+
+#include "zor/rob/vectors.hpp"
+
+#if !defined(__GNUC__)
+#error "the inverse kinematics needs the GCC/Clang vector extensions"
+#endif
+
+namespace zor::rob::detail {
+
+using Double2 = double __attribute__((vector_size(16)));
+using Bits2 = unsigned long long __attribute__((vector_size(16)));
+using Mask2 = long long __attribute__((vector_size(16)));
+
+[[gnu::always_inline]] inline Double2 splat(double v) {
+  return Double2{v, v};
+}
+
+/// `mask` ? a : b, lane by lane, for a mask of all-ones or all-zeros lanes.
+[[gnu::always_inline]] inline Double2 select(Mask2 mask, Double2 a, Double2 b) {
+  const Bits2 m = std::bit_cast<Bits2>(mask);
+  return std::bit_cast<Double2>((std::bit_cast<Bits2>(a) & m) | (std::bit_cast<Bits2>(b) & ~m));
+}
+
+/// \returns true when some lane of `mask` is set.
+[[gnu::always_inline]] inline bool any(Mask2 mask) {
+  return (mask[0] | mask[1]) != 0;
+}
+
+[[gnu::always_inline]] inline Double2 sqrt(Double2 v) {
+#if defined(__x86_64__)
+  return __builtin_ia32_sqrtpd(v);
+#else
+  return Double2{std::sqrt(v[0]), std::sqrt(v[1])};
+#endif
+}
+
+/// A 3-vector per lane.
+struct Vec3x2 {
+  Double2 x{};
+  Double2 y{};
+  Double2 z{};
+
+  /// The same vector in both lanes.
+  [[gnu::always_inline]] static Vec3x2 splat(const Vec3Template<double>& v) {
+    return {detail::splat(v.x), detail::splat(v.y), detail::splat(v.z)};
+  }
+  [[gnu::always_inline]] Vec3x2 operator+(const Vec3x2& o) const {
+    return {x + o.x, y + o.y, z + o.z};
+  }
+  [[gnu::always_inline]] Vec3x2 operator-(const Vec3x2& o) const {
+    return {x - o.x, y - o.y, z - o.z};
+  }
+  [[gnu::always_inline]] Vec3x2 operator*(Double2 s) const { return {x * s, y * s, z * s}; }
+  [[gnu::always_inline]] Double2 dot(const Vec3x2& o) const { return x * o.x + y * o.y + z * o.z; }
+  [[gnu::always_inline]] Vec3x2 cross(const Vec3x2& o) const {
+    return {y * o.z - z * o.y, z * o.x - x * o.z, x * o.y - y * o.x};
+  }
+  [[gnu::always_inline]] Double2 squaredNorm() const { return dot(*this); }
+};
+
+/// The direction (cos θ, sin θ) of an angle per lane, or of any length when so documented.
+struct CosSin2 {
+  Double2 c{1.0, 1.0};
+  Double2 s{0.0, 0.0};
+};
+
+/// \returns Rot(k, θ) · v per lane for the unit axis k: v cos θ + (k × v) sin θ + k (k·v)(1 − cos
+/// θ).
+[[gnu::always_inline]] inline Vec3x2 rotateAbout(const Vec3x2& k, Double2 c, Double2 s,
+                                                 const Vec3x2& v) {
+  return v * c + k.cross(v) * s + k * (k.dot(v) * (1.0 - c));
+}
+
+}  // namespace zor::rob::detail

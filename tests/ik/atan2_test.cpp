@@ -1,0 +1,112 @@
+#include "ik/atan2.hpp"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <numbers>
+
+#include "support/test_support.hpp"
+
+namespace zor::rob::detail {
+namespace {
+
+/// Largest difference from std::atan2 allowed, in units in the last place of its result.
+constexpr double kUlps = 4.0;
+
+double ulpOf(double v) {
+  const double a = std::abs(v);
+  return std::nextafter(a, std::numeric_limits<double>::infinity()) - a;
+}
+
+template <std::size_t N>
+void expectMatchesStd(const std::array<double, N>& y, const std::array<double, N>& x) {
+  std::array<double, N> out{};
+  atan2s(y, x, out);
+  for (std::size_t i = 0; i < N; ++i) {
+    const double expected = std::atan2(y[i], x[i]);
+    EXPECT_LE(std::abs(out[i] - expected), kUlps * ulpOf(expected))
+        << "atan2(" << y[i] << ", " << x[i] << ") = " << out[i] << ", expected " << expected;
+  }
+}
+
+/// atan2s of one pair.
+double one(double y, double x) {
+  std::array<double, 1> out{};
+  atan2s(std::array<double, 1>{y}, std::array<double, 1>{x}, out);
+  return out[0];
+}
+
+TEST(Atan2s, MatchesTheStandardFunctionOnRandomPairsOfAnyScale) {
+  test::Random random;
+  for (int n = 0; n < 50000; ++n) {
+    std::array<double, 6> y{};
+    std::array<double, 6> x{};
+    for (std::size_t i = 0; i < 6; ++i) {
+      y[i] = random.uniform(-1.0, 1.0) * std::pow(10.0, random.uniform(-30.0, 30.0));
+      x[i] = random.uniform(-1.0, 1.0) * std::pow(10.0, random.uniform(-30.0, 30.0));
+    }
+    expectMatchesStd(y, x);
+  }
+}
+
+TEST(Atan2s, MatchesTheStandardFunctionAroundEverySectorBound) {
+  // The sectors change at the tangents of (2j - 1)π/32 and the octants at |y| = |x|.
+  for (int j = 1; j <= 8; ++j) {
+    const double bound = std::tan((2 * j - 1) * std::numbers::pi / 32.0);
+    for (const double t : {bound * (1 - 1e-15), bound, bound * (1 + 1e-15)})
+      for (const double sx : {1.0, -1.0})
+        for (const double sy : {1.0, -1.0})
+          expectMatchesStd(std::array<double, 4>{sy * t, sy, sy * t * 1e-200, sy * 3.0},
+                           std::array<double, 4>{sx, sx * t, sx * 1e-200, sx * 3.0 * t});
+  }
+}
+
+TEST(Atan2s, OddCountsFillTheLastPairAlone) {
+  expectMatchesStd(std::array<double, 3>{0.3, -2.0, 5.0}, std::array<double, 3>{-1.0, 0.7, 5.0});
+  expectMatchesStd(std::array<double, 1>{-0.25}, std::array<double, 1>{-4.0});
+}
+
+TEST(Atan2s, AxesDiagonalsAndZerosComeOutExactlyAndSignedAsTheStandardFunction) {
+  constexpr double pi = std::numbers::pi;
+  for (const double y : {0.0, -0.0, 1.0, -1.0, 1e-310, -1e-310, 3.5})
+    for (const double x : {0.0, -0.0, 1.0, -1.0, 1e-310, -1e-310, 3.5}) {
+      const double expected = std::atan2(y, x);
+      const double got = one(y, x);
+      if (y == 0.0 || x == 0.0 || std::abs(y) == std::abs(x)) {
+        // Exact where the result is 0, ±π/2, ±π/4 or ±π; ±3π/4 within its rounding.
+        if (std::abs(std::abs(expected) - 3 * pi / 4) < 1e-12)
+          EXPECT_LE(std::abs(got - expected), ulpOf(expected)) << y << ", " << x;
+        else
+          EXPECT_EQ(got, expected) << y << ", " << x;
+      }
+      EXPECT_EQ(std::signbit(got), std::signbit(expected)) << y << ", " << x;
+    }
+  EXPECT_EQ(one(0.0, 2.0), 0.0);
+  EXPECT_EQ(one(2.0, 0.0), pi / 2);
+  EXPECT_EQ(one(-2.0, 0.0), -pi / 2);
+  EXPECT_EQ(one(0.0, -2.0), pi);
+  EXPECT_EQ(one(-0.0, -2.0), -pi);
+  EXPECT_EQ(one(5.0, 5.0), pi / 4);
+}
+
+TEST(Atan2s, InfiniteOrNanInputsGiveTheStandardResultsForTheWholeCall) {
+  constexpr double inf = std::numeric_limits<double>::infinity();
+  constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+  const std::array<double, 4> y{inf, 1.0, nan, -inf};
+  const std::array<double, 4> x{1.0, -inf, 2.0, -inf};
+  std::array<double, 4> out{};
+  atan2s(y, x, out);
+  EXPECT_EQ(out[0], std::atan2(inf, 1.0));
+  EXPECT_EQ(out[1], std::atan2(1.0, -inf));
+  EXPECT_TRUE(std::isnan(out[2]));
+  EXPECT_EQ(out[3], std::atan2(-inf, -inf));
+  // The finite pairs of such a call come from the standard function too.
+  std::array<double, 2> mixed{};
+  atan2s(std::array<double, 2>{0.7, 1.0}, std::array<double, 2>{0.2, nan}, mixed);
+  EXPECT_EQ(mixed[0], std::atan2(0.7, 0.2));
+}
+
+}  // namespace
+}  // namespace zor::rob::detail
