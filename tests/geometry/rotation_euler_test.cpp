@@ -16,9 +16,6 @@ namespace {
 
 TYPED_TEST_SUITE(Rotations, Scalars);
 
-// ---------------------------------------------------------------------------------------------
-// Euler angles
-
 TYPED_TEST(Rotations, EulerConstructorIsRzRyRx) {
   using T = TypeParam;
   test::Random random;

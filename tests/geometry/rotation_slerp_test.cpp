@@ -19,9 +19,6 @@ namespace {
 
 TYPED_TEST_SUITE(Rotations, Scalars);
 
-// ---------------------------------------------------------------------------------------------
-// Interpolation
-
 TYPED_TEST(Rotations, SlerpOfAnOrientationWithItselfIsThatOrientation) {
   using T = TypeParam;
   test::Random random;
