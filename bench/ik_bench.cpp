@@ -185,9 +185,9 @@ void BM_RobTarget(benchmark::State& state) {
 }
 BENCHMARK(BM_RobTarget);
 
-/// Every labelled solution into a list that is kept (no allocation once it has grown).
-void BM_AllSolutionsReused(benchmark::State& state) {
-  const ArmFixture& f = closedForm();
+/// Every labelled solution into a list that is kept (no allocation once it has grown); the
+/// counter gives the solutions per pose.
+void allSolutions(benchmark::State& state, const ArmFixture& f) {
   TargetConfiguration all;
   std::size_t s = 0;
   std::size_t solutions = 0;
@@ -198,6 +198,11 @@ void BM_AllSolutionsReused(benchmark::State& state) {
   }
   state.counters["solutions"] =
       benchmark::Counter(static_cast<double>(solutions), benchmark::Counter::kAvgIterations);
+}
+
+/// The closed form.
+void BM_AllSolutionsReused(benchmark::State& state) {
+  allSolutions(state, closedForm());
 }
 BENCHMARK(BM_AllSolutionsReused);
 
@@ -246,17 +251,7 @@ BENCHMARK(BM_KdlLmaFrom10Degrees);
 /// The numerical path: every solution it finds from its seeds (the counter gives how many per
 /// pose; divide the time by it for the time per solution).
 void BM_NumericalAllSolutions(benchmark::State& state) {
-  const ArmFixture& f = numerical();
-  TargetConfiguration all;
-  std::size_t s = 0;
-  std::size_t solutions = 0;
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(f.robot.findAllJointSolutions(f.poses[s], nullptr, all));
-    solutions += all.size();
-    s = (s + 1) % kSamples;
-  }
-  state.counters["solutions"] =
-      benchmark::Counter(static_cast<double>(solutions), benchmark::Counter::kAvgIterations);
+  allSolutions(state, numerical());
 }
 BENCHMARK(BM_NumericalAllSolutions);
 
