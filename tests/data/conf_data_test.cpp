@@ -10,6 +10,7 @@
 #include <string>
 #include <type_traits>
 
+#include "support/record_streams.hpp"
 #include "support/test_support.hpp"
 
 namespace zor::rob {
@@ -17,6 +18,8 @@ namespace {
 
 constexpr int kIntMin = std::numeric_limits<int>::min();
 constexpr int kIntMax = std::numeric_limits<int>::max();
+
+using test::extractionFails;
 
 // ---- Record ----------------------------------------------------------------------------------
 
@@ -357,62 +360,46 @@ TEST(ConfData, StreamFormUsesTheCallersStreamState) {
 }
 
 TEST(ConfData, ExtractionReadsFourIntegers) {
-  std::istringstream is("  3\n-4\t5 6 tail");
   ConfData c;
-  is >> c;
-  EXPECT_FALSE(is.fail());
-  EXPECT_EQ(c, ConfData(3, -4, 5, 6));
   std::string tail;
-  is >> tail;
+  EXPECT_FALSE(extractionFails("  3\n-4\t5 6 tail", c, tail));
+  EXPECT_EQ(c, ConfData(3, -4, 5, 6));
   EXPECT_EQ(tail, "tail");
 }
 
 TEST(ConfData, ExtractionOfTruncatedInputKeepsTheFieldsRead) {
-  std::istringstream is("1 2");
   ConfData c(9, 9, 9, 9);
-  is >> c;
-  EXPECT_TRUE(is.fail());
+  EXPECT_TRUE(extractionFails("1 2", c));
   EXPECT_EQ(c, ConfData(1, 2, 9, 9));
 }
 
 TEST(ConfData, ExtractionOfGarbledInputFails) {
-  std::istringstream is("1 x 3 4");
   ConfData c(9, 9, 9, 9);
-  is >> c;
-  EXPECT_TRUE(is.fail());
+  EXPECT_TRUE(extractionFails("1 x 3 4", c));
   EXPECT_EQ(c.cf1, 1);
   EXPECT_EQ(c.cf6, 9);
   EXPECT_EQ(c.cfx, 9);
 
-  std::istringstream fraction("1 2.5 3 4");
   ConfData d(9, 9, 9, 9);
-  fraction >> d;
-  EXPECT_TRUE(fraction.fail());
+  EXPECT_TRUE(extractionFails("1 2.5 3 4", d));
   EXPECT_EQ(d.cf1, 1);
   EXPECT_EQ(d.cf4, 2);
   EXPECT_EQ(d.cfx, 9);
 }
 
 TEST(ConfData, ExtractionOfEmptyInputFailsAndChangesNothing) {
-  std::istringstream is(" \n ");
   ConfData c(9, 8, 7, 6);
-  is >> c;
-  EXPECT_TRUE(is.fail());
+  EXPECT_TRUE(extractionFails(" \n ", c));
   EXPECT_EQ(c, ConfData(9, 8, 7, 6));
 }
 
 TEST(ConfData, StreamRoundTripRestoresTheRecord) {
   test::Random random;
-  for (int n = 0; n < 5000; ++n) {
+  test::expectStreamRoundTrips(5000, [&random](int n) {
     const ConfData c(random.integer(-10, 10), random.integer(-10, 10), random.integer(-10, 10),
                      n % 50 == 0 ? random.integer(kIntMin, kIntMax) : random.integer(0, 7));
-    std::stringstream s;
-    s << c;
-    ConfData back(99, 99, 99, 99);
-    s >> back;
-    ASSERT_FALSE(s.fail()) << s.str();
-    ASSERT_EQ(back, c) << s.str();
-  }
+    return test::RoundTrip<ConfData>{c, ConfData(99, 99, 99, 99)};
+  });
   std::stringstream extremes;
   extremes << ConfData(kIntMin, kIntMax, kIntMin, kIntMax);
   ConfData back;

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "support/record_streams.hpp"
 #include "support/test_support.hpp"
 
 namespace zor::rob {
@@ -34,12 +35,8 @@ class ToleranceGuard {
   double saved_;
 };
 
-template <class Record>
-std::string streamed(const Record& r) {
-  std::ostringstream os;
-  os << r;
-  return os.str();
-}
+using test::extractionFails;
+using test::streamed;
 
 // ---- Shared behaviour of RobJoint and RobJointA ---------------------------------------------
 
@@ -205,29 +202,22 @@ TYPED_TEST(RobJoints, StreamFormUsesTheCallersStreamState) {
 }
 
 TYPED_TEST(RobJoints, ExtractionReadsSixNumbers) {
-  std::istringstream is("1 -2.5\n3e2\t4 1e+09 -0.125 rest");
   TypeParam r;
-  is >> r;
-  EXPECT_FALSE(is.fail());
-  EXPECT_EQ(r.values, (Six{1, -2.5, 300, 4, 1E9, -0.125}));
   std::string rest;
-  is >> rest;
+  EXPECT_FALSE(extractionFails("1 -2.5\n3e2\t4 1e+09 -0.125 rest", r, rest));
+  EXPECT_EQ(r.values, (Six{1, -2.5, 300, 4, 1E9, -0.125}));
   EXPECT_EQ(rest, "rest");
 }
 
 TYPED_TEST(RobJoints, ExtractionOfTruncatedInputKeepsTheFieldsRead) {
-  std::istringstream is("1 2 3");
   TypeParam r(9, 9, 9, 9, 9, 9);
-  is >> r;
-  EXPECT_TRUE(is.fail());
+  EXPECT_TRUE(extractionFails("1 2 3", r));
   EXPECT_EQ(r.values, (Six{1, 2, 3, 9, 9, 9}));
 }
 
 TYPED_TEST(RobJoints, ExtractionOfGarbledInputFailsAndLeavesLaterFields) {
-  std::istringstream is("1 2 x 4 5 6");
   TypeParam r(9, 9, 9, 9, 9, 9);
-  is >> r;
-  EXPECT_TRUE(is.fail());
+  EXPECT_TRUE(extractionFails("1 2 x 4 5 6", r));
   EXPECT_EQ(r.values[0], 1.0);
   EXPECT_EQ(r.values[1], 2.0);
   EXPECT_EQ(r.values[3], 9.0);
@@ -236,18 +226,14 @@ TYPED_TEST(RobJoints, ExtractionOfGarbledInputFailsAndLeavesLaterFields) {
 }
 
 TYPED_TEST(RobJoints, ExtractionOfEmptyInputFailsAndChangesNothing) {
-  std::istringstream is("");
   TypeParam r(9, 8, 7, 6, 5, 4);
-  is >> r;
-  EXPECT_TRUE(is.fail());
+  EXPECT_TRUE(extractionFails("", r));
   EXPECT_EQ(r.values, (Six{9, 8, 7, 6, 5, 4}));
 }
 
 TYPED_TEST(RobJoints, StreamRoundTripRestoresTheRecord) {
-  // The default precision of 6 significant digits loses information, so the writing stream is
-  // set to 17 digits, enough for any double to read back exactly.
   test::Random random;
-  for (int n = 0; n < 2000; ++n) {
+  test::expectStreamRoundTrips(2000, [&random](int) {
     TypeParam r;
     for (double& v : r.values) {
       const int pick = random.integer(0, 9);
@@ -255,14 +241,8 @@ TYPED_TEST(RobJoints, StreamRoundTripRestoresTheRecord) {
           : pick == 1 ? 0.0
                       : random.uniform(-1.0, 1.0) * std::pow(10.0, random.integer(-12, 12));
     }
-    std::stringstream s;
-    s.precision(17);
-    s << r;
-    TypeParam back(1, 2, 3, 4, 5, 6);
-    s >> back;
-    ASSERT_FALSE(s.fail()) << s.str();
-    ASSERT_EQ(back.values, r.values) << s.str();
-  }
+    return test::RoundTrip<TypeParam>{r, TypeParam(1, 2, 3, 4, 5, 6)};
+  });
 }
 
 // ---- RobJoint only ---------------------------------------------------------------------------
@@ -521,45 +501,32 @@ TEST(ExtJoint, ExtractionReadsSixNumbers) {
 }
 
 TEST(ExtJoint, ExtractionOfTruncatedOrEmptyInputKeepsTheFieldsRead) {
-  std::istringstream truncated("1 2 3 4");
   ExtJoint e;
-  truncated >> e;
-  EXPECT_TRUE(truncated.fail());
+  EXPECT_TRUE(extractionFails("1 2 3 4", e));
   EXPECT_EQ(e.values, (Six{1, 2, 3, 4, kE, kE}));
 
-  std::istringstream empty("   ");
   ExtJoint f(1, 2, 3, 4, 5, 6);
-  empty >> f;
-  EXPECT_TRUE(empty.fail());
+  EXPECT_TRUE(extractionFails("   ", f));
   EXPECT_EQ(f.values, (Six{1, 2, 3, 4, 5, 6}));
 }
 
 TEST(ExtJoint, ExtractionOfGarbledInputFails) {
-  std::istringstream is("1 ? 3 4 5 6");
   ExtJoint e;
-  is >> e;
-  EXPECT_TRUE(is.fail());
+  EXPECT_TRUE(extractionFails("1 ? 3 4 5 6", e));
   EXPECT_EQ(e.values[0], 1.0);
   EXPECT_EQ(e.values[2], kE);
   EXPECT_EQ(e.values[5], kE);
 }
 
 TEST(ExtJoint, StreamRoundTripRestoresTheRecord) {
-  // 17 significant digits on the writing stream: the default 6 would lose information.
   test::Random random;
-  for (int n = 0; n < 2000; ++n) {
+  test::expectStreamRoundTrips(2000, [&random](int) {
     ExtJoint e;
     for (double& v : e.values) {
       v = random.integer(0, 3) == 0 ? kE : random.uniform(-1e4, 1e4);
     }
-    std::stringstream s;
-    s.precision(17);
-    s << e;
-    ExtJoint back(1, 2, 3, 4, 5, 6);
-    s >> back;
-    ASSERT_FALSE(s.fail()) << s.str();
-    ASSERT_EQ(back.values, e.values) << s.str();
-  }
+    return test::RoundTrip<ExtJoint>{e, ExtJoint(1, 2, 3, 4, 5, 6)};
+  });
 }
 
 // ---- JointTarget and JointTargetA ------------------------------------------------------------
@@ -619,39 +586,30 @@ TYPED_TEST(JointTargets, ExtractionReadsRobotJointsThenExternalAxes) {
 }
 
 TYPED_TEST(JointTargets, ExtractionOfTruncatedInputKeepsTheFieldsRead) {
-  std::istringstream is("1 2 3 4 5 6 7 8");
   TypeParam t;
-  is >> t;
-  EXPECT_TRUE(is.fail());
+  EXPECT_TRUE(extractionFails("1 2 3 4 5 6 7 8", t));
   EXPECT_EQ(t.robJoint.values, (Six{1, 2, 3, 4, 5, 6}));
   EXPECT_EQ(t.extJoint.values, (Six{7, 8, kE, kE, kE, kE}));
 
-  std::istringstream shortRobot("1 2");
   TypeParam u;
-  shortRobot >> u;
-  EXPECT_TRUE(shortRobot.fail());
+  EXPECT_TRUE(extractionFails("1 2", u));
   EXPECT_EQ(u.robJoint.values, (Six{1, 2, kU, kU, kU, kU}));
   EXPECT_FALSE(u.extJoint.valid());
 }
 
 TYPED_TEST(JointTargets, ExtractionOfEmptyOrGarbledInputFails) {
-  std::istringstream empty;
   TypeParam t;
-  empty >> t;
-  EXPECT_TRUE(empty.fail());
+  EXPECT_TRUE(extractionFails("", t));
   EXPECT_EQ(t, TypeParam());
 
-  std::istringstream garbled("1 2 3 4 5 6 seven 8 9 10 11 12");
-  garbled >> t;
-  EXPECT_TRUE(garbled.fail());
+  EXPECT_TRUE(extractionFails("1 2 3 4 5 6 seven 8 9 10 11 12", t));
   EXPECT_EQ(t.robJoint.values, (Six{1, 2, 3, 4, 5, 6}));
   EXPECT_EQ(t.extJoint.values[1], kE);
 }
 
 TYPED_TEST(JointTargets, StreamRoundTripRestoresTheTarget) {
-  // 17 significant digits on the writing stream: the default 6 would lose information.
   test::Random random;
-  for (int n = 0; n < 1000; ++n) {
+  test::expectStreamRoundTrips(1000, [&random](int) {
     TypeParam t;
     for (double& v : t.robJoint.values) {
       v = random.uniform(-400.0, 400.0);
@@ -659,14 +617,8 @@ TYPED_TEST(JointTargets, StreamRoundTripRestoresTheTarget) {
     for (double& v : t.extJoint.values) {
       v = random.integer(0, 2) == 0 ? kE : random.uniform(-5000.0, 5000.0);
     }
-    std::stringstream s;
-    s.precision(17);
-    s << t;
-    TypeParam back;
-    s >> back;
-    ASSERT_FALSE(s.fail()) << s.str();
-    ASSERT_EQ(back, t) << s.str();
-  }
+    return test::RoundTrip<TypeParam>{t, TypeParam()};
+  });
 }
 
 TEST(JointTarget, ToJointTargetACopiesInTheDirectConvention) {

@@ -9,17 +9,17 @@
 #include <string>
 #include <type_traits>
 
+#include "data/record_defaults.hpp"
+#include "support/record_streams.hpp"
 #include "support/test_support.hpp"
 
 namespace zor::rob {
 namespace {
 
-template <typename R>
-std::string streamed(const R& r) {
-  std::ostringstream os;
-  os << r;
-  return os.str();
-}
+using test::expectDefaultLoad;
+using test::expectIdentityPose;
+using test::extractionFails;
+using test::streamed;
 
 // ---- MoveType -------------------------------------------------------------------------------
 
@@ -112,47 +112,32 @@ TEST(SpeedData, StreamFormIsFourNumbersWithTheStreamsState) {
 }
 
 TEST(SpeedData, ExtractionReadsFourNumbersInOrder) {
-  std::istringstream is("1.5 -2 3e3 4 next");
   SpeedData s;
-  is >> s;
-  ASSERT_FALSE(is.fail());
-  EXPECT_EQ(s, SpeedData(1.5, -2, 3000, 4));
   std::string next;
-  is >> next;
+  ASSERT_FALSE(extractionFails("1.5 -2 3e3 4 next", s, next));
+  EXPECT_EQ(s, SpeedData(1.5, -2, 3000, 4));
   EXPECT_EQ(next, "next");
 }
 
 TEST(SpeedData, TruncatedExtractionFailsAndKeepsWhatWasRead) {
-  std::istringstream is("7 8");
   SpeedData s(1, 2, 3, 4);
-  is >> s;
-  EXPECT_TRUE(is.fail());
+  EXPECT_TRUE(extractionFails("7 8", s));
   EXPECT_EQ(s.vTcp, 7.0);
   EXPECT_EQ(s.vOri, 8.0);
 }
 
 TEST(SpeedData, GarbledAndEmptyExtractionFail) {
-  for (const char* text : {"", "   ", "1 2 x 4", "v1000", "{1000, 500, 5000, 1000}", "1 2 - 4"}) {
-    std::istringstream is(text);
-    SpeedData s;
-    is >> s;
-    EXPECT_TRUE(is.fail()) << '"' << text << '"';
-  }
+  test::expectExtractionFails<SpeedData>(
+      {"", "   ", "1 2 x 4", "v1000", "{1000, 500, 5000, 1000}", "1 2 - 4"});
 }
 
 TEST(SpeedData, StreamRoundTripIsExactAtFullPrecision) {
   test::Random rng;
-  for (int i = 0; i < 2000; ++i) {
+  test::expectStreamRoundTrips(2000, [&rng](int) {
     const SpeedData s(rng.uniform(0, 7000), rng.uniform(-1e9, 1e9), rng.uniform(-1e-6, 1e-6),
                       static_cast<double>(rng.integer(-9, 9)));
-    std::stringstream ss;
-    ss.precision(17);
-    ss << s;
-    SpeedData back(-7, -7, -7, -7);
-    ss >> back;
-    ASSERT_FALSE(ss.fail());
-    ASSERT_EQ(back, s) << s.toString();
-  }
+    return test::RoundTrip<SpeedData>{s, SpeedData(-7, -7, -7, -7)};
+  });
 }
 
 // ---- ZoneData -------------------------------------------------------------------------------
@@ -268,27 +253,21 @@ TEST(ZoneData, StreamFormUsesTheStreamsBoolAndNumberState) {
 
 TEST(ZoneData, ExtractionKeepsTheCntValue) {
   ZoneData z = ZoneData::CNT50;
-  std::istringstream is("1 0 0 0 0 0 0");
-  is >> z;
-  ASSERT_FALSE(is.fail());
+  ASSERT_FALSE(extractionFails("1 0 0 0 0 0 0", z));
   EXPECT_TRUE(z.finep);
   EXPECT_EQ(z.cntValue, 50);
 }
 
 TEST(ZoneData, ExtractionReadsTheSixSizesInOrder) {
   ZoneData z;
-  std::istringstream is("0 1.5 2 3 4 5 6.25");
-  is >> z;
-  ASSERT_FALSE(is.fail());
+  ASSERT_FALSE(extractionFails("0 1.5 2 3 4 5 6.25", z));
   expectZone(z, false, 1.5, 2, 3, 4, 5, 6.25, -1);
 }
 
 TEST(ZoneData, ExtractionFollowsTheStreamsBoolalphaFlag) {
   {
-    std::istringstream is("true 1 2 3 4 5 6");
     ZoneData z(false, 0, 0, 0, 0, 0, 0, 0);
-    is >> z;
-    EXPECT_TRUE(is.fail());  // a word is no numeric bool
+    EXPECT_TRUE(extractionFails("true 1 2 3 4 5 6", z));  // a word is no numeric bool
   }
   {
     std::istringstream is("true 1 2 3 4 5 6");
@@ -301,10 +280,8 @@ TEST(ZoneData, ExtractionFollowsTheStreamsBoolalphaFlag) {
 }
 
 TEST(ZoneData, TruncatedExtractionFailsAndKeepsWhatWasRead) {
-  std::istringstream is("1 10 15");
   ZoneData z(false, 0, 0, 0, 0, 0, 0, 80);
-  is >> z;
-  EXPECT_TRUE(is.fail());
+  EXPECT_TRUE(extractionFails("1 10 15", z));
   EXPECT_TRUE(z.finep);
   EXPECT_EQ(z.pzoneTcp, 10.0);
   EXPECT_EQ(z.pzoneOri, 15.0);
@@ -312,29 +289,19 @@ TEST(ZoneData, TruncatedExtractionFailsAndKeepsWhatWasRead) {
 }
 
 TEST(ZoneData, GarbledAndEmptyExtractionFail) {
-  for (const char* text :
-       {"", "\t", "2 0 0 0 0 0 0", "-1 0 0 0 0 0 0", "1 0 0 x 0 0 0", "z10", "1 0 0 0 0 0"}) {
-    std::istringstream is(text);
-    ZoneData z;
-    is >> z;
-    EXPECT_TRUE(is.fail()) << '"' << text << '"';
-  }
+  test::expectExtractionFails<ZoneData>(
+      {"", "\t", "2 0 0 0 0 0 0", "-1 0 0 0 0 0 0", "1 0 0 x 0 0 0", "z10", "1 0 0 0 0 0"});
 }
 
 TEST(ZoneData, StreamRoundTripIsExactAtFullPrecisionAndKeepsTheCntValue) {
   test::Random rng;
-  for (int i = 0; i < 2000; ++i) {
+  test::expectStreamRoundTrips(2000, [&rng](int) {
     const ZoneData z(rng.integer(0, 1) == 1, rng.uniform(0, 300), rng.uniform(-1e9, 1e9),
                      rng.uniform(0, 1e-3), rng.uniform(0, 30), 0.1 + 0.2,
                      static_cast<double>(rng.integer(0, 9)), rng.integer(-1, 100));
-    std::stringstream ss;
-    ss.precision(17);
-    ss << z;
-    ZoneData back(!z.finep, -7, -7, -7, -7, -7, -7, z.cntValue);
-    ss >> back;
-    ASSERT_FALSE(ss.fail());
-    ASSERT_EQ(back, z) << streamed(z);
-  }
+    // The text carries no cntValue: extraction keeps the one of the record read into.
+    return test::RoundTrip<ZoneData>{z, ZoneData(!z.finep, -7, -7, -7, -7, -7, -7, z.cntValue)};
+  });
 }
 
 // ---- Move records ---------------------------------------------------------------------------
@@ -342,13 +309,7 @@ TEST(ZoneData, StreamRoundTripIsExactAtFullPrecisionAndKeepsTheCntValue) {
 // Checks the members every move record starts with against their documented defaults.
 void expectCommonDefaults(const MoveRecord& m) {
   // toPoint: identity pose, configuration zero, external axes unused.
-  EXPECT_EQ(m.toPoint.pose.pos.x, 0.0);
-  EXPECT_EQ(m.toPoint.pose.pos.y, 0.0);
-  EXPECT_EQ(m.toPoint.pose.pos.z, 0.0);
-  EXPECT_EQ(m.toPoint.pose.orient.q1, 1.0);
-  EXPECT_EQ(m.toPoint.pose.orient.q2, 0.0);
-  EXPECT_EQ(m.toPoint.pose.orient.q3, 0.0);
-  EXPECT_EQ(m.toPoint.pose.orient.q4, 0.0);
+  expectIdentityPose(m.toPoint.pose);
   EXPECT_EQ(m.toPoint.robConf.cf1, 0);
   EXPECT_EQ(m.toPoint.robConf.cf4, 0);
   EXPECT_EQ(m.toPoint.robConf.cf6, 0);
@@ -369,37 +330,14 @@ void expectCommonDefaults(const MoveRecord& m) {
   expectFine(m.zone);
   // tool: robot held, identity frame, unit load.
   EXPECT_TRUE(m.tool.robhold);
-  EXPECT_EQ(m.tool.tframe.pos.x, 0.0);
-  EXPECT_EQ(m.tool.tframe.pos.y, 0.0);
-  EXPECT_EQ(m.tool.tframe.pos.z, 0.0);
-  EXPECT_EQ(m.tool.tframe.orient.q1, 1.0);
-  EXPECT_EQ(m.tool.tframe.orient.q2, 0.0);
-  EXPECT_EQ(m.tool.tframe.orient.q3, 0.0);
-  EXPECT_EQ(m.tool.tframe.orient.q4, 0.0);
-  EXPECT_EQ(m.tool.tload.mass, 1.0);
-  EXPECT_EQ(m.tool.tload.cog.x, 0.0);
-  EXPECT_EQ(m.tool.tload.cog.y, 0.0);
-  EXPECT_EQ(m.tool.tload.cog.z, 0.0);
-  EXPECT_EQ(m.tool.tload.aom.q1, 1.0);
-  EXPECT_EQ(m.tool.tload.aom.q2, 0.0);
-  EXPECT_EQ(m.tool.tload.aom.q3, 0.0);
-  EXPECT_EQ(m.tool.tload.aom.q4, 0.0);
-  EXPECT_EQ(m.tool.tload.ix, 0.0);
-  EXPECT_EQ(m.tool.tload.iy, 0.0);
-  EXPECT_EQ(m.tool.tload.iz, 0.0);
+  expectIdentityPose(m.tool.tframe);
+  expectDefaultLoad(m.tool.tload);
   // wobj: fixed, programmed user frame, no unit, identity frames.
   EXPECT_FALSE(m.wobj.robhold);
   EXPECT_TRUE(m.wobj.ufprog);
   EXPECT_EQ(m.wobj.ufmec, "");
-  for (const Pose* p : {&m.wobj.uframe, &m.wobj.oframe}) {
-    EXPECT_EQ(p->pos.x, 0.0);
-    EXPECT_EQ(p->pos.y, 0.0);
-    EXPECT_EQ(p->pos.z, 0.0);
-    EXPECT_EQ(p->orient.q1, 1.0);
-    EXPECT_EQ(p->orient.q2, 0.0);
-    EXPECT_EQ(p->orient.q3, 0.0);
-    EXPECT_EQ(p->orient.q4, 0.0);
-  }
+  expectIdentityPose(m.wobj.uframe);
+  expectIdentityPose(m.wobj.oframe);
 }
 
 TEST(MoveL, DefaultIsALinearMoveWithTheCommonDefaults) {
@@ -418,13 +356,7 @@ TEST(MoveC, DefaultIsACircularMoveWithAnUnsetCirclePoint) {
   const MoveC m;
   EXPECT_EQ(static_cast<std::int32_t>(m.moveType), 1);
   expectCommonDefaults(m);
-  EXPECT_EQ(m.cirPoint.pose.pos.x, 0.0);
-  EXPECT_EQ(m.cirPoint.pose.pos.y, 0.0);
-  EXPECT_EQ(m.cirPoint.pose.pos.z, 0.0);
-  EXPECT_EQ(m.cirPoint.pose.orient.q1, 1.0);
-  EXPECT_EQ(m.cirPoint.pose.orient.q2, 0.0);
-  EXPECT_EQ(m.cirPoint.pose.orient.q3, 0.0);
-  EXPECT_EQ(m.cirPoint.pose.orient.q4, 0.0);
+  expectIdentityPose(m.cirPoint.pose);
   EXPECT_EQ(m.cirPoint.robConf, ConfData(0, 0, 0, 0));
   for (const double e : m.cirPoint.extJoint.values)
     EXPECT_EQ(e, 9e9);

@@ -9,10 +9,13 @@
 #include <Eigen/Dense>
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <sstream>
 #include <string>
 #include <type_traits>
 
+#include "support/near.hpp"
+#include "support/random_unit.hpp"
 #include "support/test_support.hpp"
 #include "zor/rob/pose.hpp"
 #include "zor/rob/rotation.hpp"
@@ -27,6 +30,65 @@ inline constexpr double kPi = 3.141592653589793;
 /// Absolute tolerance on unit-sized results computed in T.
 template <class T>
 inline constexpr double kTol = std::is_same_v<T, float> ? 2e-5 : 1e-12;
+
+inline constexpr const char* kZeroQuaternion = "normalize quaternion of 0 magnitude";
+inline constexpr const char* kZeroLength = "0-length vector cannot be normalized.";
+
+/// Base of the typed geometry tests: the tolerances of T, scaled to the results they cover (the
+/// rounding error grows with the number of operations and with the size of the values), and a
+/// conversion to T.
+template <class T>
+class ScalarTest : public testing::Test {
+ protected:
+  /// Unit-sized results of one operation.
+  static constexpr double kTol = test::kTol<T>;
+  /// Unit-sized results of a few operations in a row: a rotation built and then applied or
+  /// turned into a matrix, a product of two rotations, an angle recovered from a rotation.
+  static constexpr double kFewOpsTol = 10 * kTol;
+  /// Points, vectors and lengths of up to a few hundred millimetres after one rotation or one
+  /// pose of up to 100 mm.
+  static constexpr double kPointTol = 1000 * kTol;
+  /// A pose of up to 1000 mm applied to a point of up to 500 mm.
+  static constexpr double kPoseApplyTol = 2000 * kTol;
+  /// Two poses of up to 1000 mm composed (matrix entries up to about 2700 mm), or a point moved
+  /// through both.
+  static constexpr double kChainedProductTol = 5000 * kTol;
+
+  static T t(double v) { return static_cast<T>(v); }
+
+  /// A quarter turn about z, then 10 mm along x: (1, 0, 0) goes to (10, 1, 0).
+  static PoseTemplate<T> QuarterTurnThenAlongX() {
+    return {PosTemplate<T>{10, 0, 0},
+            RotationTemplate<T>(t(kPi / 2), DirTemplate<T>{0, 0, 1}).toOrient()};
+  }
+  /// At (1, 2, 3), with the orientation record (2, 0, 0, 0): the identity rotation, scaled.
+  static PoseTemplate<T> ScaledIdentityAt123() {
+    return {PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{2, 0, 0, 0}};
+  }
+  /// At (1, 2, 3), with the zero orientation record, which no rotation normalises to.
+  static PoseTemplate<T> ZeroOrientationAt123() {
+    return {PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{0, 0, 0, 0}};
+  }
+};
+
+/// Checks at compile time that V is N scalars of T laid out plainly, as a host may copy it:
+/// standard layout, trivially copyable, nothing but the N scalars.
+template <class V, class T, std::size_t N>
+constexpr void CheckPlainScalars() {
+  static_assert(std::is_standard_layout_v<V>);
+  static_assert(std::is_trivially_copyable_v<V>);
+  static_assert(sizeof(V) == N * sizeof(T));
+}
+
+/// The largest T whose value, widened to double, is still at most 1e-7: the longest vector that
+/// the direction rule refuses, and the largest difference per axis of an empty line.
+template <class T>
+T LongestRefusedLength() {
+  T v = static_cast<T>(1e-7);
+  while (static_cast<double>(v) > 1e-7)
+    v = std::nextafter(v, T(0));
+  return v;
+}
 
 inline Eigen::Matrix3d RotX(double a) {
   Eigen::Matrix3d m;
@@ -91,18 +153,6 @@ Eigen::Vector3d ToEigen(const V& v) {
                          static_cast<double>(v.z));
 }
 
-template <class A, class B>
-testing::AssertionResult MatrixNear(const A& actual, const B& expected, double tol) {
-  const double diff = (actual - expected).cwiseAbs().maxCoeff();
-  if (diff <= tol)
-    return testing::AssertionSuccess();
-  std::ostringstream out;
-  out << "matrices differ by " << diff << " > " << tol << "\nactual:\n"
-      << actual << "\nexpected:\n"
-      << expected;
-  return testing::AssertionFailure() << out.str();
-}
-
 /// Compares the three components of a vector-like value with (x, y, z).
 template <class V>
 testing::AssertionResult Near3(const V& v, double x, double y, double z, double tol) {
@@ -139,31 +189,10 @@ testing::AssertionResult NearOrient(const OrientTemplate<T>& o, double q1, doubl
   return NearQ(RotationTemplate<T>::raw(o.q2, o.q3, o.q4, o.q1), q1, q2, q3, q4, tol);
 }
 
-/// A random unit quaternion (uniform over the sphere by rejection), as (w, x, y, z).
-inline Eigen::Vector4d RandomUnitQuaternion(Random& random) {
-  for (;;) {
-    const Eigen::Vector4d q(random.uniform(-1, 1), random.uniform(-1, 1), random.uniform(-1, 1),
-                            random.uniform(-1, 1));
-    const double n = q.norm();
-    if (n > 0.1 && n <= 1.0)
-      return q / n;
-  }
-}
-
-/// A random unit axis.
-inline Eigen::Vector3d RandomAxis(Random& random) {
-  for (;;) {
-    const Eigen::Vector3d v(random.uniform(-1, 1), random.uniform(-1, 1), random.uniform(-1, 1));
-    const double n = v.norm();
-    if (n > 0.1 && n <= 1.0)
-      return v / n;
-  }
-}
-
 /// A random rotation in T, built raw from a unit quaternion rounded to T.
 template <class T>
 RotationTemplate<T> RandomRotation(Random& random) {
-  const Eigen::Vector4d q = RandomUnitQuaternion(random);
+  const Eigen::Vector4d q = randomUnitQuaternion(random);
   return RotationTemplate<T>(static_cast<T>(q[0]), static_cast<T>(q[1]), static_cast<T>(q[2]),
                              static_cast<T>(q[3]));
 }

@@ -9,28 +9,17 @@
 #include "geometry_test_util.hpp"
 #include "support/test_support.hpp"
 
-namespace zor::rob {
+// Inside the test namespace: the shared references and checks need no qualification.
+namespace zor::rob::test {
 namespace {
 
-using test::kPi;
-using test::Near3;
-
-constexpr const char* kZeroQuaternion = "normalize quaternion of 0 magnitude";
-constexpr const char* kZeroLength = "0-length vector cannot be normalized.";
-
 template <class T>
-class Lines : public testing::Test {
- protected:
-  static constexpr double kTol = test::kTol<T>;
-  static T t(double v) { return static_cast<T>(v); }
-};
-TYPED_TEST_SUITE(Lines, test::Scalars);
+class Lines : public ScalarTest<T> {};
+TYPED_TEST_SUITE(Lines, Scalars);
 
 TYPED_TEST(Lines, LayoutAndBraceConstruction) {
   using T = TypeParam;
-  static_assert(std::is_standard_layout_v<LineTemplate<T>>);
-  static_assert(std::is_trivially_copyable_v<LineTemplate<T>>);
-  static_assert(sizeof(LineTemplate<T>) == 6 * sizeof(T));
+  CheckPlainScalars<LineTemplate<T>, T, 6>();
   const LineTemplate<T> l{{1, 2, 3}, {4, 5, 6}};
   EXPECT_EQ(l.start, (PosTemplate<T>{1, 2, 3}));
   EXPECT_EQ(l.end, (PosTemplate<T>{4, 5, 6}));
@@ -61,9 +50,9 @@ TYPED_TEST(Lines, LengthAndDirection) {
                            this->t(random.uniform(-100, 100))};
     const LineTemplate<T> m{a, b};
     const Eigen::Vector3d d = test::ToEigen(b) - test::ToEigen(a);
-    EXPECT_NEAR(m.getLength(), d.norm(), 1000 * this->kTol);
+    EXPECT_NEAR(m.getLength(), d.norm(), this->kPointTol);
     const Eigen::Vector3d u = d.normalized();
-    EXPECT_TRUE(Near3(m.getDirection(), u.x(), u.y(), u.z(), 10 * this->kTol));
+    EXPECT_TRUE(Near3(m.getDirection(), u.x(), u.y(), u.z(), this->kFewOpsTol));
   }
 }
 
@@ -98,9 +87,7 @@ TEST(Lines, OneTenMillionthAlongZIsEmptyWithoutDirection) {
 TYPED_TEST(Lines, EmptinessIsTestedPerAxisInclusively) {
   using T = TypeParam;
   // The largest difference that, widened to double, is still at most 1e-7.
-  T limit = static_cast<T>(1e-7);
-  while (static_cast<double>(limit) > 1e-7)
-    limit = std::nextafter(limit, T(0));
+  const T limit = test::LongestRefusedLength<T>();
   const T above = std::nextafter(limit, T(1));
   EXPECT_TRUE((LineTemplate<T>{{0, 0, 0}, {limit, -limit, limit}}.isEmpty()));
   EXPECT_FALSE((LineTemplate<T>{{0, 0, 0}, {above, 0, 0}}.isEmpty()));
@@ -120,12 +107,10 @@ TEST(Lines, FloatComparesEmptinessInDouble) {
 TYPED_TEST(Lines, TransformMapsBothEnds) {
   using T = TypeParam;
   // π/2 about Z then + (10, 0, 0): (1, 0, 0) → (10, 1, 0), (0, 2, 0) → (8, 0, 0).
-  const PoseTemplate<T> pose(
-      PosTemplate<T>{10, 0, 0},
-      RotationTemplate<T>(this->t(kPi / 2), DirTemplate<T>{0, 0, 1}).toOrient());
+  const PoseTemplate<T> pose = this->QuarterTurnThenAlongX();
   const LineTemplate<T> l = LineTemplate<T>{{1, 0, 0}, {0, 2, 0}}.transformed(pose);
-  EXPECT_TRUE(Near3(l.start, 10, 1, 0, 10 * this->kTol));
-  EXPECT_TRUE(Near3(l.end, 8, 0, 0, 10 * this->kTol));
+  EXPECT_TRUE(Near3(l.start, 10, 1, 0, this->kFewOpsTol));
+  EXPECT_TRUE(Near3(l.end, 8, 0, 0, this->kFewOpsTol));
 }
 
 TYPED_TEST(Lines, TransformAgreesWithApplyingThePose) {
@@ -139,15 +124,15 @@ TYPED_TEST(Lines, TransformAgreesWithApplyingThePose) {
     const LineTemplate<T> m = l.transformed(pose);
     const Eigen::Vector4d s = test::HomogeneousOf(pose) * test::ToEigen(l.start).homogeneous();
     const Eigen::Vector4d e = test::HomogeneousOf(pose) * test::ToEigen(l.end).homogeneous();
-    EXPECT_TRUE(Near3(m.start, s.x(), s.y(), s.z(), 1000 * this->kTol));
-    EXPECT_TRUE(Near3(m.end, e.x(), e.y(), e.z(), 1000 * this->kTol));
-    EXPECT_NEAR(m.getLength(), l.getLength(), 1000 * this->kTol);
+    EXPECT_TRUE(Near3(m.start, s.x(), s.y(), s.z(), this->kPointTol));
+    EXPECT_TRUE(Near3(m.end, e.x(), e.y(), e.z(), this->kPointTol));
+    EXPECT_NEAR(m.getLength(), l.getLength(), this->kPointTol);
   }
 }
 
 TYPED_TEST(Lines, TransformByAScaledOrientationOnlyTranslates) {
   using T = TypeParam;
-  const PoseTemplate<T> pose(PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{2, 0, 0, 0});
+  const PoseTemplate<T> pose = this->ScaledIdentityAt123();
   const LineTemplate<T> l = LineTemplate<T>{}.transformed(pose);
   EXPECT_EQ(l.start, (PosTemplate<T>{1, 2, 3}));
   EXPECT_EQ(l.end, (PosTemplate<T>{2, 2, 3}));
@@ -155,9 +140,9 @@ TYPED_TEST(Lines, TransformByAScaledOrientationOnlyTranslates) {
 
 TYPED_TEST(Lines, TransformByAZeroOrientationThrows) {
   using T = TypeParam;
-  const PoseTemplate<T> pose(PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{0, 0, 0, 0});
+  const PoseTemplate<T> pose = this->ZeroOrientationAt123();
   EXPECT_THROW_MSG(LineTemplate<T>{}.transformed(pose), std::logic_error, kZeroQuaternion);
 }
 
 }  // namespace
-}  // namespace zor::rob
+}  // namespace zor::rob::test

@@ -10,35 +10,26 @@
 #include "geometry_test_util.hpp"
 #include "support/test_support.hpp"
 
-namespace zor::rob {
+// Inside the test namespace: the shared references and checks need no qualification.
+namespace zor::rob::test {
 namespace {
 
-using test::kPi;
-using test::MatrixNear;
-using test::Near3;
-
-constexpr const char* kZeroQuaternion = "normalize quaternion of 0 magnitude";
-
 template <class T>
-class Poses : public testing::Test {
+class Poses : public ScalarTest<T> {
  protected:
-  static constexpr double kTol = test::kTol<T>;
-  static T t(double v) { return static_cast<T>(v); }
-
   PoseTemplate<T> randomPose(test::Random& random) {
     const OrientTemplate<T> o = test::RandomRotation<T>(random).toOrient();
-    return {PosTemplate<T>{t(random.uniform(-1000, 1000)), t(random.uniform(-1000, 1000)),
-                           t(random.uniform(-1000, 1000))},
-            o};
+    return {
+        PosTemplate<T>{this->t(random.uniform(-1000, 1000)), this->t(random.uniform(-1000, 1000)),
+                       this->t(random.uniform(-1000, 1000))},
+        o};
   }
 };
-TYPED_TEST_SUITE(Poses, test::Scalars);
+TYPED_TEST_SUITE(Poses, Scalars);
 
 TYPED_TEST(Poses, LayoutIsSevenScalars) {
   using T = TypeParam;
-  static_assert(std::is_standard_layout_v<PoseTemplate<T>>);
-  static_assert(std::is_trivially_copyable_v<PoseTemplate<T>>);
-  static_assert(sizeof(PoseTemplate<T>) == 7 * sizeof(T));
+  CheckPlainScalars<PoseTemplate<T>, T, 7>();
 }
 
 TYPED_TEST(Poses, DefaultIsTheIdentity) {
@@ -69,10 +60,8 @@ TYPED_TEST(Poses, RotationNormalisesTheRecord) {
 TYPED_TEST(Poses, AppliesRotationThenTranslation) {
   using T = TypeParam;
   // π/2 about Z maps (1, 0, 0) to (0, 1, 0); then + (10, 0, 0).
-  const PoseTemplate<T> p(
-      PosTemplate<T>{10, 0, 0},
-      RotationTemplate<T>(this->t(kPi / 2), DirTemplate<T>{0, 0, 1}).toOrient());
-  EXPECT_TRUE(Near3(p * PosTemplate<T>{1, 0, 0}, 10, 1, 0, 10 * this->kTol));
+  const PoseTemplate<T> p = this->QuarterTurnThenAlongX();
+  EXPECT_TRUE(Near3(p * PosTemplate<T>{1, 0, 0}, 10, 1, 0, this->kFewOpsTol));
 }
 
 TYPED_TEST(Poses, ApplyingMatchesTheHomogeneousMatrix) {
@@ -83,7 +72,7 @@ TYPED_TEST(Poses, ApplyingMatchesTheHomogeneousMatrix) {
     const PosTemplate<T> q{this->t(random.uniform(-500, 500)), this->t(random.uniform(-500, 500)),
                            this->t(random.uniform(-500, 500))};
     const Eigen::Vector4d expected = test::HomogeneousOf(p) * test::ToEigen(q).homogeneous();
-    EXPECT_TRUE(Near3(p * q, expected.x(), expected.y(), expected.z(), 2000 * this->kTol));
+    EXPECT_TRUE(Near3(p * q, expected.x(), expected.y(), expected.z(), this->kPoseApplyTol));
   }
 }
 
@@ -94,12 +83,13 @@ TYPED_TEST(Poses, CompositionMatchesTheMatrixProduct) {
     const PoseTemplate<T> aPb = this->randomPose(random);
     const PoseTemplate<T> bPc = this->randomPose(random);
     const PoseTemplate<T> aPc = aPb * bPc;
-    EXPECT_TRUE(MatrixNear(test::HomogeneousOf(aPc),
-                           test::HomogeneousOf(aPb) * test::HomogeneousOf(bPc), 5000 * this->kTol));
+    EXPECT_TRUE(matricesNear(test::HomogeneousOf(aPc),
+                             test::HomogeneousOf(aPb) * test::HomogeneousOf(bPc),
+                             this->kChainedProductTol));
     // Applying the composition equals applying B, then A.
     const PosTemplate<T> q{1, -2, 3};
     const PosTemplate<T> twice = aPb * (bPc * q);
-    EXPECT_TRUE(Near3(aPc * q, twice.x, twice.y, twice.z, 5000 * this->kTol));
+    EXPECT_TRUE(Near3(aPc * q, twice.x, twice.y, twice.z, this->kChainedProductTol));
     // The orientation is written back unit, scalar first.
     const RotationTemplate<T> r = aPb.rotation() * bPc.rotation();
     EXPECT_EQ(aPc.orient, r.toOrient());
@@ -117,7 +107,7 @@ TYPED_TEST(Poses, CompositionNormalisesTheOrientation) {
 
 TYPED_TEST(Poses, ZeroOrientationThrowsWhenUsed) {
   using T = TypeParam;
-  const PoseTemplate<T> zero({1, 2, 3}, OrientTemplate<T>{0, 0, 0, 0});
+  const PoseTemplate<T> zero = this->ZeroOrientationAt123();
   const PoseTemplate<T> id;
   EXPECT_THROW_MSG(zero * PosTemplate<T>{}, std::logic_error, kZeroQuaternion);
   EXPECT_THROW_MSG(zero * id, std::logic_error, kZeroQuaternion);
@@ -127,7 +117,7 @@ TYPED_TEST(Poses, ZeroOrientationThrowsWhenUsed) {
 
 TYPED_TEST(Poses, ScaledOrientationOnlyTranslates) {
   using T = TypeParam;
-  const PoseTemplate<T> p(PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{2, 0, 0, 0});
+  const PoseTemplate<T> p = this->ScaledIdentityAt123();
   EXPECT_EQ((p * PosTemplate<T>{4, 5, 6}), (PosTemplate<T>{5, 7, 9}));
 }
 
@@ -166,4 +156,4 @@ TEST(Poses, ToStringPrintsTheOrientationWithSixDigitsAsStored) {
 }
 
 }  // namespace
-}  // namespace zor::rob
+}  // namespace zor::rob::test

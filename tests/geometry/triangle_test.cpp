@@ -8,27 +8,17 @@
 #include "geometry_test_util.hpp"
 #include "support/test_support.hpp"
 
-namespace zor::rob {
+// Inside the test namespace: the shared references and checks need no qualification.
+namespace zor::rob::test {
 namespace {
 
-using test::kPi;
-using test::Near3;
-
-constexpr const char* kZeroQuaternion = "normalize quaternion of 0 magnitude";
-
 template <class T>
-class Triangles : public testing::Test {
- protected:
-  static constexpr double kTol = test::kTol<T>;
-  static T t(double v) { return static_cast<T>(v); }
-};
-TYPED_TEST_SUITE(Triangles, test::Scalars);
+class Triangles : public ScalarTest<T> {};
+TYPED_TEST_SUITE(Triangles, Scalars);
 
 TYPED_TEST(Triangles, LayoutAndBraceConstruction) {
   using T = TypeParam;
-  static_assert(std::is_standard_layout_v<TriangleTemplate<T>>);
-  static_assert(std::is_trivially_copyable_v<TriangleTemplate<T>>);
-  static_assert(sizeof(TriangleTemplate<T>) == 9 * sizeof(T));
+  CheckPlainScalars<TriangleTemplate<T>, T, 9>();
   const TriangleTemplate<T> t{{1, 2, 3}, {4, 5, 6}, {7, 8, 9}};
   EXPECT_EQ(t.p1, (PosTemplate<T>{1, 2, 3}));
   EXPECT_EQ(t.p2, (PosTemplate<T>{4, 5, 6}));
@@ -66,14 +56,12 @@ TYPED_TEST(Triangles, CentroidSumsInCornerOrderThenDividesByThree) {
 
 TYPED_TEST(Triangles, TransformMapsEveryCorner) {
   using T = TypeParam;
-  const PoseTemplate<T> pose(
-      PosTemplate<T>{10, 0, 0},
-      RotationTemplate<T>(this->t(kPi / 2), DirTemplate<T>{0, 0, 1}).toOrient());
+  const PoseTemplate<T> pose = this->QuarterTurnThenAlongX();
   const TriangleTemplate<T> t =
       TriangleTemplate<T>{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}.transformed(pose);
-  EXPECT_TRUE(Near3(t.p1, 10, 1, 0, 10 * this->kTol));
-  EXPECT_TRUE(Near3(t.p2, 9, 0, 0, 10 * this->kTol));
-  EXPECT_TRUE(Near3(t.p3, 10, 0, 1, 10 * this->kTol));
+  EXPECT_TRUE(Near3(t.p1, 10, 1, 0, this->kFewOpsTol));
+  EXPECT_TRUE(Near3(t.p2, 9, 0, 0, this->kFewOpsTol));
+  EXPECT_TRUE(Near3(t.p3, 10, 0, 1, this->kFewOpsTol));
 }
 
 TYPED_TEST(Triangles, TransformMovesTheCentroidWithTheCorners) {
@@ -87,24 +75,24 @@ TYPED_TEST(Triangles, TransformMovesTheCentroidWithTheCorners) {
     const TriangleTemplate<T> m = t.transformed(pose);
     const Eigen::Matrix4d h = test::HomogeneousOf(pose);
     const Eigen::Vector4d c = h * test::ToEigen(t.getCentroid()).homogeneous();
-    EXPECT_TRUE(Near3(m.getCentroid(), c.x(), c.y(), c.z(), 1000 * this->kTol));
+    EXPECT_TRUE(Near3(m.getCentroid(), c.x(), c.y(), c.z(), this->kPointTol));
     const Eigen::Vector4d p3 = h * test::ToEigen(t.p3).homogeneous();
-    EXPECT_TRUE(Near3(m.p3, p3.x(), p3.y(), p3.z(), 1000 * this->kTol));
+    EXPECT_TRUE(Near3(m.p3, p3.x(), p3.y(), p3.z(), this->kPointTol));
   }
 }
 
 TYPED_TEST(Triangles, TransformByAScaledOrientationOnlyTranslates) {
   using T = TypeParam;
-  const PoseTemplate<T> pose(PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{2, 0, 0, 0});
+  const PoseTemplate<T> pose = this->ScaledIdentityAt123();
   const TriangleTemplate<T> t = TriangleTemplate<T>{}.transformed(pose);
   EXPECT_EQ(t, (TriangleTemplate<T>{{1, 2, 3}, {1, 3, 3}, {1, 2, 4}}));
 }
 
 TYPED_TEST(Triangles, TransformByAZeroOrientationThrows) {
   using T = TypeParam;
-  const PoseTemplate<T> pose(PosTemplate<T>{1, 2, 3}, OrientTemplate<T>{0, 0, 0, 0});
+  const PoseTemplate<T> pose = this->ZeroOrientationAt123();
   EXPECT_THROW_MSG(TriangleTemplate<T>{}.transformed(pose), std::logic_error, kZeroQuaternion);
 }
 
 }  // namespace
-}  // namespace zor::rob
+}  // namespace zor::rob::test

@@ -12,42 +12,27 @@
 #include "support/test_support.hpp"
 #include "zor/rob/rotation.hpp"
 
-namespace zor::rob {
+// Inside the test namespace: the shared references and checks need no qualification.
+namespace zor::rob::test {
 namespace {
 
-using test::Near3;
-
 template <class T>
-class Vectors : public testing::Test {};
-TYPED_TEST_SUITE(Vectors, test::Scalars);
-
-// The largest T whose value, widened to double, is still at most 1e-7: the longest vector that
-// the direction rule refuses.
-template <class T>
-T LongestRefusedLength() {
-  T v = static_cast<T>(1e-7);
-  while (static_cast<double>(v) > 1e-7)
-    v = std::nextafter(v, T(0));
-  return v;
-}
+class Vectors : public ScalarTest<T> {
+ protected:
+  // u·v equals |v|, up to 173 for the random vectors: kTol scaled by that length.
+  static constexpr double kDotTol = 100 * test::kTol<T>;
+};
+TYPED_TEST_SUITE(Vectors, Scalars);
 
 TYPED_TEST(Vectors, LayoutIsPlainScalarsInFieldOrder) {
   using T = TypeParam;
-  static_assert(std::is_standard_layout_v<Vec3Template<T>>);
-  static_assert(std::is_standard_layout_v<PosTemplate<T>>);
-  static_assert(std::is_standard_layout_v<DirTemplate<T>>);
-  static_assert(std::is_standard_layout_v<OrientTemplate<T>>);
-  static_assert(std::is_trivially_copyable_v<Vec3Template<T>>);
-  static_assert(std::is_trivially_copyable_v<PosTemplate<T>>);
-  static_assert(std::is_trivially_copyable_v<DirTemplate<T>>);
-  static_assert(std::is_trivially_copyable_v<OrientTemplate<T>>);
+  CheckPlainScalars<Vec3Template<T>, T, 3>();
+  CheckPlainScalars<PosTemplate<T>, T, 3>();
+  CheckPlainScalars<DirTemplate<T>, T, 3>();
+  CheckPlainScalars<OrientTemplate<T>, T, 4>();
   static_assert(std::is_aggregate_v<Vec3Template<T>>);
   static_assert(std::is_aggregate_v<PosTemplate<T>>);
   static_assert(std::is_aggregate_v<OrientTemplate<T>>);
-  static_assert(sizeof(Vec3Template<T>) == 3 * sizeof(T));
-  static_assert(sizeof(PosTemplate<T>) == 3 * sizeof(T));
-  static_assert(sizeof(DirTemplate<T>) == 3 * sizeof(T));
-  static_assert(sizeof(OrientTemplate<T>) == 4 * sizeof(T));
   static_assert(offsetof(Vec3Template<T>, z) == 2 * sizeof(T));
   static_assert(offsetof(PosTemplate<T>, z) == 2 * sizeof(T));
   static_assert(offsetof(DirTemplate<T>, z) == 2 * sizeof(T));
@@ -136,7 +121,7 @@ TYPED_TEST(Vectors, NormalizedScalesToUnitLength) {
     const Vec3Template<T> u = v.normalized();
     EXPECT_NEAR(u.norm(), 1.0, test::kTol<T>);
     // Same direction: parallel and pointing the same way.
-    EXPECT_NEAR(static_cast<double>(u.dot(v)), static_cast<double>(v.norm()), test::kTol<T> * 100);
+    EXPECT_NEAR(static_cast<double>(u.dot(v)), static_cast<double>(v.norm()), this->kDotTol);
   }
 }
 
@@ -159,16 +144,12 @@ TYPED_TEST(Vectors, DirectionFromScalarsKeepsThemAsGiven) {
 
 TYPED_TEST(Vectors, LengthAtMostTheLimitCannotBeNormalized) {
   using T = TypeParam;
-  const T limit = LongestRefusedLength<T>();
+  const T limit = test::LongestRefusedLength<T>();
   const T above = std::nextafter(limit, T(1));
-  EXPECT_THROW_MSG((Vec3Template<T>{0, 0, 0}).normalized(), std::overflow_error,
-                   "0-length vector cannot be normalized.");
-  EXPECT_THROW_MSG((Vec3Template<T>{0, 0, limit}).normalized(), std::overflow_error,
-                   "0-length vector cannot be normalized.");
-  EXPECT_THROW_MSG(DirTemplate<T>(Vec3Template<T>{0, 0, limit}), std::overflow_error,
-                   "0-length vector cannot be normalized.");
-  EXPECT_THROW_MSG(DirTemplate<T>(Vec3Template<T>{0, -limit, 0}), std::overflow_error,
-                   "0-length vector cannot be normalized.");
+  EXPECT_THROW_MSG((Vec3Template<T>{0, 0, 0}).normalized(), std::overflow_error, kZeroLength);
+  EXPECT_THROW_MSG((Vec3Template<T>{0, 0, limit}).normalized(), std::overflow_error, kZeroLength);
+  EXPECT_THROW_MSG(DirTemplate<T>(Vec3Template<T>{0, 0, limit}), std::overflow_error, kZeroLength);
+  EXPECT_THROW_MSG(DirTemplate<T>(Vec3Template<T>{0, -limit, 0}), std::overflow_error, kZeroLength);
   EXPECT_EQ((Vec3Template<T>{0, 0, above}).normalized(), (Vec3Template<T>{0, 0, 1}));
   EXPECT_EQ(DirTemplate<T>(Vec3Template<T>{above, 0, 0}), (DirTemplate<T>{1, 0, 0}));
 }
@@ -180,12 +161,11 @@ TYPED_TEST(Vectors, TheLimitIsAnAbsoluteLength) {
   EXPECT_TRUE(Near3(DirTemplate<T>(v), 1 / std::sqrt(3.0), 1 / std::sqrt(3.0), 1 / std::sqrt(3.0),
                     test::kTol<T>));
   const Vec3Template<T> w{T(5e-8), T(5e-8), T(5e-8)};  // length 8.7e-8
-  EXPECT_THROW_MSG(w.normalized(), std::overflow_error, "0-length vector cannot be normalized.");
+  EXPECT_THROW_MSG(w.normalized(), std::overflow_error, kZeroLength);
 }
 
 TEST(Vectors, DirectionRuleInDoubleAtOneTenMillionth) {
-  EXPECT_THROW_MSG(Dir(Vec3{0, 0, 1e-7}), std::overflow_error,
-                   "0-length vector cannot be normalized.");
+  EXPECT_THROW_MSG(Dir(Vec3{0, 0, 1e-7}), std::overflow_error, kZeroLength);
   EXPECT_EQ(Dir(Vec3{0, 0, 1.1e-7}), (Dir{0, 0, 1}));
 }
 
@@ -193,8 +173,7 @@ TEST(Vectors, FloatComparesItsLengthInDouble) {
   // 1e-7f is 1.0000000116860974e-07 in double, just above the limit.
   EXPECT_GT(static_cast<double>(1e-7f), 1e-7);
   EXPECT_EQ(Dirf(Vec3f{0, 0, 1e-7f}), (Dirf{0, 0, 1}));
-  EXPECT_THROW_MSG(Dirf(Vec3f{0, 0, 9.9999994e-8f}), std::overflow_error,
-                   "0-length vector cannot be normalized.");
+  EXPECT_THROW_MSG(Dirf(Vec3f{0, 0, 9.9999994e-8f}), std::overflow_error, kZeroLength);
 }
 
 TYPED_TEST(Vectors, ZeroOrientationRecordIsAValueButNotARotation) {
@@ -203,7 +182,7 @@ TYPED_TEST(Vectors, ZeroOrientationRecordIsAValueButNotARotation) {
   const OrientTemplate<T> copy = zero;
   EXPECT_EQ(copy, zero);
   EXPECT_THROW_MSG(RotationTemplate<T>(copy.q1, copy.q2, copy.q3, copy.q4), std::logic_error,
-                   "normalize quaternion of 0 magnitude");
+                   kZeroQuaternion);
 }
 
 TYPED_TEST(Vectors, ScaledOrientationRecordTurnsIntoTheIdentity) {
@@ -219,4 +198,4 @@ TYPED_TEST(Vectors, ScaledOrientationRecordTurnsIntoTheIdentity) {
 }
 
 }  // namespace
-}  // namespace zor::rob
+}  // namespace zor::rob::test

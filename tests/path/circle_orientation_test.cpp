@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "support/random_unit.hpp"
 #include "support/test_support.hpp"
 #include "zor/rob/circle.hpp"
 
@@ -34,15 +35,10 @@ Quaternion aboutX(double angle) {
   return about(angle, {1, 0, 0});
 }
 
-/// A uniformly distributed unit quaternion from the suite's seeded random source.
+/// A uniformly distributed unit quaternion from the suite's seeded random source, its four
+/// components taken in Eigen's storage order (x, y, z, w): uniform either way.
 Quaternion randomRotation(test::Random& random) {
-  for (;;) {
-    const Eigen::Vector4d v(random.uniform(-1, 1), random.uniform(-1, 1), random.uniform(-1, 1),
-                            random.uniform(-1, 1));
-    const double n = v.norm();
-    if (n > 0.1 && n <= 1.0)
-      return Quaternion(v.w(), v.x(), v.y(), v.z()).normalized();
-  }
+  return Quaternion(Eigen::Vector4d(test::randomUnitQuaternion(random)));
 }
 
 double norm(const Orient& o) {

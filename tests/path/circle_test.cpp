@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "support/near.hpp"
+#include "support/random_unit.hpp"
 #include "support/test_support.hpp"
 
 namespace zor::rob {
@@ -620,12 +621,8 @@ struct KnownCircle {
 };
 
 Vec3 randomUnit(test::Random& random) {
-  for (;;) {
-    const Vec3 v{random.uniform(-1, 1), random.uniform(-1, 1), random.uniform(-1, 1)};
-    const double n = v.norm();
-    if (n > 0.1 && n <= 1.0)
-      return v / n;
-  }
+  const Eigen::Vector3d u = test::randomUnitVector(random);
+  return {u.x(), u.y(), u.z()};
 }
 
 KnownCircle randomKnownCircle(test::Random& random) {

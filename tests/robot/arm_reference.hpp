@@ -53,7 +53,7 @@ inline RobJoint randomJoints(Random& random, const RobotConfig& robot) {
 
 /// A random unit axis, uniform on the sphere.
 inline Vec3 randomAxis(Random& random) {
-  const EVec3 u = randomUnit(random);
+  const EVec3 u = randomUnitVector(random);
   return {u.x(), u.y(), u.z()};
 }
 

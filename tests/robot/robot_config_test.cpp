@@ -21,14 +21,13 @@ using test::transformNear;
 constexpr double kUnitTol = 1e-12;
 constexpr double kLengthTol = 1e-9;
 constexpr double kTol = RobotConfig::kJointLimitTolerance;
+// A step past the joint-limit tolerance, where a value within the tolerance would still pass.
+constexpr double kBeyondTol = 2 * kTol;
 
 const double kSqrtHalf = std::sqrt(0.5);
 
 void expectSameTransform(const Transform& a, const Transform& b) {
-  EXPECT_EQ(a.rotation.w, b.rotation.w);
-  EXPECT_EQ(a.rotation.x, b.rotation.x);
-  EXPECT_EQ(a.rotation.y, b.rotation.y);
-  EXPECT_EQ(a.rotation.z, b.rotation.z);
+  test::expectSameComponents(a.rotation, b.rotation);
   EXPECT_EQ(a.translation, b.translation);
 }
 
@@ -390,17 +389,17 @@ TEST(RobotConfigLimits, CoupledChecksAcceptValuesOnTheWidenedBound) {
   arm.jointCoupling = 1;
   // The other joint and the sum are only rejected strictly beyond the widened bounds.
   EXPECT_TRUE(arm.isJointAllowed(1, 0, arm.jointMax[2] + kTol));
-  EXPECT_FALSE(arm.isJointAllowed(1, 0, arm.jointMax[2] + 2 * kTol));
+  EXPECT_FALSE(arm.isJointAllowed(1, 0, arm.jointMax[2] + kBeyondTol));
   EXPECT_TRUE(arm.isJointAllowed(2, 0, arm.jointMin[1] - kTol));
-  EXPECT_FALSE(arm.isJointAllowed(2, 0, arm.jointMin[1] - 2 * kTol));
+  EXPECT_FALSE(arm.isJointAllowed(2, 0, arm.jointMin[1] - kBeyondTol));
   // With joint 3 free enough, the sum equals the other value exactly for joint 2 at 0.
   RobotConfig wide = arm;
   wide.jointMin[2] = -1000;
   wide.jointMax[2] = 1000;
   EXPECT_TRUE(wide.isJointAllowed(1, 0, wide.jointMax[6] + kTol));
-  EXPECT_FALSE(wide.isJointAllowed(1, 0, wide.jointMax[6] + 2 * kTol));
+  EXPECT_FALSE(wide.isJointAllowed(1, 0, wide.jointMax[6] + kBeyondTol));
   EXPECT_TRUE(wide.isJointAllowed(1, 0, wide.jointMin[6] - kTol));
-  EXPECT_FALSE(wide.isJointAllowed(1, 0, wide.jointMin[6] - 2 * kTol));
+  EXPECT_FALSE(wide.isJointAllowed(1, 0, wide.jointMin[6] - kBeyondTol));
   // The value itself on the widened bound passes the coupled check but not the strict final
   // one.
   EXPECT_FALSE(arm.isJointAllowed(1, arm.jointMax[1] + kTol, -100));

@@ -8,12 +8,17 @@
 #include <gtest/gtest.h>
 
 #include <Eigen/Dense>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <numbers>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "support/near.hpp"
+#include "support/random_unit.hpp"
 #include "support/test_support.hpp"
 #include "zor/rob/screw.hpp"
 
@@ -26,6 +31,10 @@ using Vec6 = Eigen::Matrix<double, 6, 1>;
 using EVec3 = Eigen::Vector3d;
 
 inline constexpr double kPi = std::numbers::pi;
+
+/// Entries of 4x4 matrices and six-vectors of a few screw operations on lengths of order
+/// 1000 mm.
+inline constexpr double kMatrixTol = 1e-9;
 
 inline EVec3 toEigen(const Vec3& v) {
   return {v.x, v.y, v.z};
@@ -132,32 +141,38 @@ inline double expmTolerance(const Mat4& a) {
   return 1e-12 * (1.0 + a.cwiseAbs().maxCoeff());
 }
 
-/// Compares two matrices entry by entry within an absolute tolerance and prints both.
-template <typename A, typename B>
-::testing::AssertionResult MatricesNear(const A& actual, const B& expected, double tol) {
-  const double diff = (actual - expected).cwiseAbs().maxCoeff();
-  if (diff <= tol)
-    return ::testing::AssertionSuccess();
-  std::ostringstream os;
-  os.precision(17);
-  os << "max difference " << diff << " > " << tol << "\nactual:\n"
-     << actual << "\nexpected:\n"
-     << expected;
-  return ::testing::AssertionFailure() << os.str();
-}
-
-/// A random unit vector, uniform on the sphere.
-inline EVec3 randomUnit(Random& rng) {
-  for (;;) {
-    const EVec3 v(rng.uniform(-1, 1), rng.uniform(-1, 1), rng.uniform(-1, 1));
-    const double n = v.norm();
-    if (n > 0.1 && n <= 1.0)
-      return v / n;
-  }
-}
-
 inline EVec3 randomVector(Random& rng, double bound) {
   return {rng.uniform(-bound, bound), rng.uniform(-bound, bound), rng.uniform(-bound, bound)};
+}
+
+/// A line of random direction through a random point within ±bound: (unit direction, point).
+inline std::pair<EVec3, EVec3> randomLine(Random& rng, double bound) {
+  const EVec3 direction = randomUnitVector(rng);
+  return {direction, randomVector(rng, bound)};
+}
+
+/// The screw axis of the line through `point` along `direction`.
+inline ScrewAxis screwAxisOf(const EVec3& direction, const EVec3& point) {
+  return ScrewAxis(direction.x(), direction.y(), direction.z(), point.x(), point.y(), point.z());
+}
+
+/// A random twist (ω, v): angular part within ±2 rad, linear part within ±500 mm.
+inline Vec6 randomTwistVector(Random& rng) {
+  return (Vec6() << randomVector(rng, 2.0), randomVector(rng, 500.0)).finished();
+}
+
+/// Expects `t` to be exactly the identity: the rotation (w, x, y, z) = (1, 0, 0, 0) and no
+/// translation.
+inline void expectExactIdentity(const Transform& t) {
+  expectSameComponents(t.rotation, Rotation());
+  EXPECT_EQ(t.translation, Vec3(0, 0, 0));
+}
+
+/// Expects the components v[0] to v[5] of a six-vector to be `expected`, in that order.
+template <class Six>
+void expectComponents(const Six& v, const std::array<double, 6>& expected) {
+  for (int i = 0; i < 6; ++i)
+    EXPECT_EQ(v[i], expected[static_cast<std::size_t>(i)]) << i;
 }
 
 /// A transform given by the rotation of `angle` radians about the unit `axis` and a
@@ -182,12 +197,13 @@ inline std::vector<SampledTransform> sampleTransforms(Random& rng, int randomCou
                                           -kPi, 3.0,     2 * kPi - 1e-7, -1e-8};
   std::vector<SampledTransform> out;
   for (const double a : hardAngles) {
-    out.push_back({randomUnit(rng), a, EVec3::Zero()});
-    out.push_back({randomUnit(rng), a, randomVector(rng, 1000.0)});
+    out.push_back({randomUnitVector(rng), a, EVec3::Zero()});
+    out.push_back({randomUnitVector(rng), a, randomVector(rng, 1000.0)});
     out.push_back({EVec3::UnitZ(), a, randomVector(rng, 1000.0)});
   }
   for (int i = 0; i < randomCount; ++i) {
-    out.push_back({randomUnit(rng), rng.uniform(-2 * kPi, 2 * kPi), randomVector(rng, 1000.0)});
+    out.push_back(
+        {randomUnitVector(rng), rng.uniform(-2 * kPi, 2 * kPi), randomVector(rng, 1000.0)});
   }
   return out;
 }

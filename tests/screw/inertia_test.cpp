@@ -6,11 +6,9 @@
 #include "screw/dense_reference.hpp"
 #include "zor/rob/screw.hpp"
 
-namespace zor::rob {
+// Inside the test namespace: the dense references and checks need no qualification.
+namespace zor::rob::test {
 namespace {
-
-using test::Mat3;
-using test::Mat6;
 
 // The storage does not depend on the host's alignment flags.
 static_assert(sizeof(SpacialInertia) == 10 * sizeof(double));
@@ -63,4 +61,4 @@ TEST(SpacialInertia, MassBlockOffDiagonalIsMassTimesZero) {
 }
 
 }  // namespace
-}  // namespace zor::rob
+}  // namespace zor::rob::test

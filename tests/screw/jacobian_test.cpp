@@ -6,13 +6,9 @@
 #include "support/test_support.hpp"
 #include "zor/rob/screw.hpp"
 
-namespace zor::rob {
+// Inside the test namespace: the dense references and checks need no qualification.
+namespace zor::rob::test {
 namespace {
-
-using test::EVec3;
-using test::Mat6;
-using test::MatricesNear;
-using test::Vec6;
 
 static_assert(std::is_trivially_copyable_v<JointSpeed>);
 static_assert(sizeof(JointSpeed) == 6 * sizeof(double));
@@ -82,19 +78,18 @@ TEST(GeometricJacobian, TimesAUnitVectorGivesThatColumn) {
 }
 
 TEST(GeometricJacobian, ProductIsTheMatrixVectorProduct) {
-  test::Random rng;
+  Random rng;
   for (int n = 0; n < 200; ++n) {
     GeometricJacobian j;
     Vector6 q;
     Vec6 qe;
     for (int c = 0; c < 6; ++c) {
-      const EVec3 axis = test::randomUnit(rng);
-      const EVec3 p = test::randomVector(rng, 1000.0);
-      j.setCol(c, ScrewAxis(axis.x(), axis.y(), axis.z(), p.x(), p.y(), p.z()));
+      const auto [axis, p] = randomLine(rng, 1000.0);
+      j.setCol(c, screwAxisOf(axis, p));
       q[c] = qe(c) = rng.uniform(-3.0, 3.0);
     }
     const Mat6 m = j.matrix;
-    EXPECT_TRUE(MatricesNear(test::toEigen(j * q), m * qe, 1e-9));
+    EXPECT_TRUE(matricesNear(toEigen(j * q), m * qe, 1e-9));
   }
 }
 
@@ -137,4 +132,4 @@ TEST(JointSpeed, SetZeroClearsAllSpeeds) {
 }
 
 }  // namespace
-}  // namespace zor::rob
+}  // namespace zor::rob::test

@@ -8,25 +8,16 @@
 #include "support/test_support.hpp"
 #include "zor/rob/screw.hpp"
 
-namespace zor::rob {
+// Inside the test namespace: the dense references and checks need no qualification.
+namespace zor::rob::test {
 namespace {
-
-using test::EVec3;
-using test::kPi;
-using test::Mat3;
-using test::Mat4;
-using test::MatricesNear;
-
-constexpr double kMatrixTol = 1e-9;
 
 static_assert(std::is_trivially_copyable_v<ScrewAxis>);
 static_assert(std::is_standard_layout_v<ScrewAxis>);
 static_assert(sizeof(ScrewAxis) == 6 * sizeof(double));
 
 TEST(ScrewAxis, DefaultIsZero) {
-  const ScrewAxis s;
-  for (int i = 0; i < 6; ++i)
-    EXPECT_EQ(s[i], 0.0) << i;
+  expectComponents(ScrewAxis(), {0, 0, 0, 0, 0, 0});
 }
 
 TEST(ScrewAxis, StoresTheDirectionAndTheMomentOfThePoint) {
@@ -54,12 +45,7 @@ TEST(ScrewAxis, VectorAndPointConstructorMatchesTheScalarOne) {
 
 TEST(ScrewAxis, IndexingFollowsTheStoredOrder) {
   ScrewAxis s(0, 0, 1, 100, 0, 0);
-  EXPECT_EQ(s[0], 0.0);
-  EXPECT_EQ(s[1], 0.0);
-  EXPECT_EQ(s[2], 1.0);
-  EXPECT_EQ(s[3], 0.0);
-  EXPECT_EQ(s[4], -100.0);
-  EXPECT_EQ(s[5], 0.0);
+  expectComponents(s, {0, 0, 1, 0, -100, 0});
   for (int i = 0; i < 6; ++i)
     s[i] = 10.0 + i;
   EXPECT_EQ(s.w, Vec3(10, 11, 12));
@@ -67,16 +53,10 @@ TEST(ScrewAxis, IndexingFollowsTheStoredOrder) {
 }
 
 TEST(ScrewAxis, ExponentialAtZeroIsTheIdentity) {
-  test::Random rng;
+  Random rng;
   for (int i = 0; i < 100; ++i) {
-    const EVec3 axis = test::randomUnit(rng);
-    const EVec3 q = test::randomVector(rng, 1000.0);
-    const Transform t = ScrewAxis(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z()).T(0.0);
-    EXPECT_EQ(t.rotation.w, 1.0);
-    EXPECT_EQ(t.rotation.x, 0.0);
-    EXPECT_EQ(t.rotation.y, 0.0);
-    EXPECT_EQ(t.rotation.z, 0.0);
-    EXPECT_EQ(t.translation, Vec3(0, 0, 0));
+    const auto [axis, q] = randomLine(rng, 1000.0);
+    expectExactIdentity(screwAxisOf(axis, q).T(0.0));
   }
 }
 
@@ -106,107 +86,99 @@ TEST(ScrewAxis, QuarterTurnAboutAVerticalAxis) {
 
 TEST(ScrewAxis, ExponentialRotationIsTheAngleAxisRotation) {
   // Exactly the rotation the angle-axis constructor builds, for unit and non-unit directions.
-  test::Random rng;
+  Random rng;
   for (int i = 0; i < 500; ++i) {
-    const EVec3 axis = test::randomUnit(rng) * (i % 2 == 0 ? 1.0 : rng.uniform(0.01, 10.0));
+    const EVec3 axis = randomUnitVector(rng) * (i % 2 == 0 ? 1.0 : rng.uniform(0.01, 10.0));
     const double theta = rng.uniform(-10.0, 10.0);
     const Vec3 w{axis.x(), axis.y(), axis.z()};
     const Rotation expected(theta, w);
     const Transform t = ScrewAxis(w, Pos{1, 2, 3}).T(theta);
-    EXPECT_EQ(t.rotation.x, expected.x);
-    EXPECT_EQ(t.rotation.y, expected.y);
-    EXPECT_EQ(t.rotation.z, expected.z);
-    EXPECT_EQ(t.rotation.w, expected.w);
+    expectSameComponents(t.rotation, expected);
   }
 }
 
 TEST(ScrewAxis, ExponentialIsTheRotationAboutTheAxisThroughItsPoint) {
   // p ↦ R (p - q) + q as a 4x4 matrix, with R from the Rodrigues formula.
-  test::Random rng;
+  Random rng;
   std::vector<double> angles = {0.0, 1e-12, 1e-8, 1e-6, kPi / 2, kPi, -kPi, 2 * kPi, 7.0, -20.0};
   for (int i = 0; i < 300; ++i)
     angles.push_back(rng.uniform(-2 * kPi, 2 * kPi));
   for (const double theta : angles) {
-    const EVec3 axis = test::randomUnit(rng);
-    const EVec3 q = test::randomVector(rng, 1000.0);
+    const auto [axis, q] = randomLine(rng, 1000.0);
     SCOPED_TRACE(theta);
-    const Mat3 r = test::rodrigues(axis, theta);
-    const Mat4 expected = test::homogeneous(r, q - r * q);
-    const ScrewAxis s(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
-    EXPECT_TRUE(MatricesNear(test::toMatrix(s.T(theta)), expected, kMatrixTol));
+    const Mat3 r = rodrigues(axis, theta);
+    const Mat4 expected = homogeneous(r, q - r * q);
+    const ScrewAxis s = screwAxisOf(axis, q);
+    EXPECT_TRUE(matricesNear(toMatrix(s.T(theta)), expected, kMatrixTol));
   }
 }
 
 TEST(ScrewAxis, ExponentialIsTheMatrixExponentialOfTheScaledScrew) {
-  test::Random rng;
+  Random rng;
   for (int i = 0; i < 300; ++i) {
-    const EVec3 axis = test::randomUnit(rng);
-    const EVec3 q = test::randomVector(rng, 1000.0);
+    const auto [axis, q] = randomLine(rng, 1000.0);
     const double theta = rng.uniform(-2 * kPi, 2 * kPi);
-    const ScrewAxis s(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
+    const ScrewAxis s = screwAxisOf(axis, q);
     SCOPED_TRACE(theta);
-    const Mat4 a = test::twistMatrix(test::toEigen(s) * theta);
-    EXPECT_TRUE(MatricesNear(test::toMatrix(s.T(theta)), test::expm(a), test::expmTolerance(a)));
+    const Mat4 a = twistMatrix(toEigen(s) * theta);
+    EXPECT_TRUE(matricesNear(toMatrix(s.T(theta)), expm(a), expmTolerance(a)));
   }
 }
 
 TEST(ScrewAxis, ExponentialOfAGeneralScrewMatchesTheMatrixExponential) {
   // A unit ω with a linear part that is not a pure moment (a pitched screw): the translation
   // picks up θ times the component of v along ω.
-  test::Random rng;
+  Random rng;
   for (int i = 0; i < 200; ++i) {
     ScrewAxis s;
-    const EVec3 axis = test::randomUnit(rng);
-    const EVec3 v = test::randomVector(rng, 500.0);
+    const EVec3 axis = randomUnitVector(rng);
+    const EVec3 v = randomVector(rng, 500.0);
     s.w = Vec3{axis.x(), axis.y(), axis.z()};
     s.v = Vec3{v.x(), v.y(), v.z()};
     const double theta = rng.uniform(-2 * kPi, 2 * kPi);
     SCOPED_TRACE(theta);
-    const Mat4 a = test::twistMatrix(test::toEigen(s) * theta);
-    EXPECT_TRUE(MatricesNear(test::toMatrix(s.T(theta)), test::expm(a), test::expmTolerance(a)));
+    const Mat4 a = twistMatrix(toEigen(s) * theta);
+    EXPECT_TRUE(matricesNear(toMatrix(s.T(theta)), expm(a), expmTolerance(a)));
   }
 }
 
 TEST(ScrewAxis, ExponentialOfANonUnitDirectionUsesTheRawDirectionForTheTranslation) {
   // G v with G = θ I + (1 - cos θ) W + (θ - sin θ) W², W the skew matrix of the stored ω.
-  test::Random rng;
+  Random rng;
   for (int i = 0; i < 100; ++i) {
-    const EVec3 w = test::randomUnit(rng) * rng.uniform(0.1, 3.0);
-    const EVec3 q = test::randomVector(rng, 100.0);
+    const EVec3 w = randomUnitVector(rng) * rng.uniform(0.1, 3.0);
+    const EVec3 q = randomVector(rng, 100.0);
     const double theta = rng.uniform(-kPi, kPi);
-    const ScrewAxis s(w.x(), w.y(), w.z(), q.x(), q.y(), q.z());
-    const Mat3 wm = test::skew(w);
+    const ScrewAxis s = screwAxisOf(w, q);
+    const Mat3 wm = skew(w);
     const Mat3 g =
         theta * Mat3::Identity() + (1 - std::cos(theta)) * wm + (theta - std::sin(theta)) * wm * wm;
-    EXPECT_TRUE(MatricesNear(test::toEigen(s.T(theta).translation), g * test::toEigen(s.v), 1e-9));
+    EXPECT_TRUE(matricesNear(toEigen(s.T(theta).translation), g * toEigen(s.v), 1e-9));
   }
 }
 
 TEST(ScrewAxis, ExponentialsOfOneAxisAdd) {
-  test::Random rng;
+  Random rng;
   for (int i = 0; i < 200; ++i) {
-    const EVec3 axis = test::randomUnit(rng);
-    const EVec3 q = test::randomVector(rng, 1000.0);
-    const ScrewAxis s(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
+    const auto [axis, q] = randomLine(rng, 1000.0);
+    const ScrewAxis s = screwAxisOf(axis, q);
     const double a = rng.uniform(-kPi, kPi);
     const double b = rng.uniform(-kPi, kPi);
-    EXPECT_TRUE(
-        MatricesNear(test::toMatrix(s.T(a) * s.T(b)), test::toMatrix(s.T(a + b)), kMatrixTol));
-    EXPECT_TRUE(MatricesNear(test::toMatrix(s.T(a) * s.T(-a)), Mat4::Identity(), kMatrixTol));
+    EXPECT_TRUE(matricesNear(toMatrix(s.T(a) * s.T(b)), toMatrix(s.T(a + b)), kMatrixTol));
+    EXPECT_TRUE(matricesNear(toMatrix(s.T(a) * s.T(-a)), Mat4::Identity(), kMatrixTol));
   }
 }
 
 TEST(ScrewAxis, ExponentialKeepsTheAxisPointsFixed) {
-  test::Random rng;
+  Random rng;
   for (int i = 0; i < 200; ++i) {
-    const EVec3 axis = test::randomUnit(rng);
-    const EVec3 q = test::randomVector(rng, 1000.0);
-    const ScrewAxis s(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
+    const auto [axis, q] = randomLine(rng, 1000.0);
+    const ScrewAxis s = screwAxisOf(axis, q);
     const EVec3 p = q + rng.uniform(-500, 500) * axis;
     const Pos moved = s.T(rng.uniform(-kPi, kPi)).transform(Pos{p.x(), p.y(), p.z()});
-    EXPECT_TRUE(MatricesNear(test::toEigen(moved), p, kMatrixTol));
+    EXPECT_TRUE(matricesNear(toEigen(moved), p, kMatrixTol));
   }
 }
 
 }  // namespace
-}  // namespace zor::rob
+}  // namespace zor::rob::test

@@ -8,19 +8,12 @@
 #include "support/test_support.hpp"
 #include "zor/rob/screw.hpp"
 
-namespace zor::rob {
+// Inside the test namespace: the dense references and checks need no qualification.
+namespace zor::rob::test {
 namespace {
 
-using test::EVec3;
-using test::kPi;
-using test::Mat3;
-using test::Mat4;
-using test::MatricesNear;
-using test::Vec6;
-
-// Rotation entries are of order 1; translations of order 1000 mm.
+// Rotation entries are of order 1.
 constexpr double kRotationTol = 1e-12;
-constexpr double kMatrixTol = 1e-9;
 
 static_assert(std::is_trivially_copyable_v<Transform>);
 static_assert(std::is_standard_layout_v<Transform>);
@@ -37,28 +30,20 @@ void expectIdentity(const Transform& t, double tol) {
 }
 
 TEST(Transform, DefaultIsTheIdentity) {
-  const Transform t;
-  EXPECT_EQ(t.rotation.w, 1.0);
-  EXPECT_EQ(t.rotation.x, 0.0);
-  EXPECT_EQ(t.rotation.y, 0.0);
-  EXPECT_EQ(t.rotation.z, 0.0);
-  EXPECT_EQ(t.translation, Vec3(0, 0, 0));
+  expectExactIdentity(Transform());
 }
 
 TEST(Transform, ConstructorStoresRotationAndTranslation) {
   const Rotation r(0.3, Vec3{1, 2, 3});
   const Transform t(r, Vec3{4, 5, 6});
-  EXPECT_EQ(t.rotation.x, r.x);
-  EXPECT_EQ(t.rotation.y, r.y);
-  EXPECT_EQ(t.rotation.z, r.z);
-  EXPECT_EQ(t.rotation.w, r.w);
+  expectSameComponents(t.rotation, r);
   EXPECT_EQ(t.translation, Vec3(4, 5, 6));
 }
 
 TEST(Transform, ComposingWithTheInverseGivesTheIdentity) {
-  test::Random rng;
-  for (const auto& s : test::sampleTransforms(rng, 300)) {
-    SCOPED_TRACE(test::describe(s));
+  Random rng;
+  for (const auto& s : sampleTransforms(rng, 300)) {
+    SCOPED_TRACE(describe(s));
     const Transform t = s.transform();
     expectIdentity(t * t.inverse(), kMatrixTol);
     expectIdentity(t.inverse() * t, kMatrixTol);
@@ -66,11 +51,10 @@ TEST(Transform, ComposingWithTheInverseGivesTheIdentity) {
 }
 
 TEST(Transform, InverseMatchesTheMatrixInverse) {
-  test::Random rng;
-  for (const auto& s : test::sampleTransforms(rng, 300)) {
-    SCOPED_TRACE(test::describe(s));
-    EXPECT_TRUE(
-        MatricesNear(test::toMatrix(s.transform().inverse()), s.matrix().inverse(), kMatrixTol));
+  Random rng;
+  for (const auto& s : sampleTransforms(rng, 300)) {
+    SCOPED_TRACE(describe(s));
+    EXPECT_TRUE(matricesNear(toMatrix(s.transform().inverse()), s.matrix().inverse(), kMatrixTol));
   }
 }
 
@@ -98,17 +82,17 @@ TEST(Transform, InverseOfANearZeroRotationThrows) {
 }
 
 TEST(Transform, CompositionMatchesTheMatrixProduct) {
-  test::Random rng;
-  const auto samples = test::sampleTransforms(rng, 200);
+  Random rng;
+  const auto samples = sampleTransforms(rng, 200);
   for (std::size_t i = 0; i + 1 < samples.size(); ++i) {
     const auto& a = samples[i];
     const auto& b = samples[samples.size() - 1 - i];
-    SCOPED_TRACE(test::describe(a) + " * " + test::describe(b));
-    EXPECT_TRUE(MatricesNear(test::toMatrix(a.transform() * b.transform()), a.matrix() * b.matrix(),
-                             kMatrixTol));
+    SCOPED_TRACE(describe(a) + " * " + describe(b));
+    EXPECT_TRUE(
+        matricesNear(toMatrix(a.transform() * b.transform()), a.matrix() * b.matrix(), kMatrixTol));
     Transform c = a.transform();
     c *= b.transform();
-    EXPECT_TRUE(MatricesNear(test::toMatrix(c), a.matrix() * b.matrix(), kMatrixTol));
+    EXPECT_TRUE(matricesNear(toMatrix(c), a.matrix() * b.matrix(), kMatrixTol));
   }
 }
 
@@ -127,18 +111,15 @@ TEST(Transform, CompositionAppliesTheRightOperandFirst) {
 TEST(Transform, InPlaceProductEqualsTheProductForUnitRotations) {
   // A product of unit quaternions stays within the normalisation rule's band, so both operators
   // give bit-identical results.
-  test::Random rng;
-  const auto samples = test::sampleTransforms(rng, 100);
+  Random rng;
+  const auto samples = sampleTransforms(rng, 100);
   for (std::size_t i = 0; i + 1 < samples.size(); ++i) {
     const Transform a = samples[i].transform();
     const Transform b = samples[i + 1].transform();
     const Transform product = a * b;
     Transform inPlace = a;
     inPlace *= b;
-    EXPECT_EQ(inPlace.rotation.x, product.rotation.x);
-    EXPECT_EQ(inPlace.rotation.y, product.rotation.y);
-    EXPECT_EQ(inPlace.rotation.z, product.rotation.z);
-    EXPECT_EQ(inPlace.rotation.w, product.rotation.w);
+    expectSameComponents(inPlace.rotation, product.rotation);
     EXPECT_EQ(inPlace.translation, product.translation);
   }
 }
@@ -197,64 +178,59 @@ TEST(Transform, TransformOfAVectorIgnoresTheTranslation) {
 }
 
 TEST(Transform, TransformMatchesTheMatrix) {
-  test::Random rng;
-  for (const auto& s : test::sampleTransforms(rng, 200)) {
-    SCOPED_TRACE(test::describe(s));
+  Random rng;
+  for (const auto& s : sampleTransforms(rng, 200)) {
+    SCOPED_TRACE(describe(s));
     const Transform t = s.transform();
-    const EVec3 p = test::randomVector(rng, 500.0);
+    const EVec3 p = randomVector(rng, 500.0);
     const Mat4 m = s.matrix();
     const EVec3 expectedPos = m.topLeftCorner<3, 3>() * p + m.topRightCorner<3, 1>();
     const EVec3 expectedVec = m.topLeftCorner<3, 3>() * p;
-    EXPECT_TRUE(MatricesNear(test::toEigen(t.transform(Pos{p.x(), p.y(), p.z()})), expectedPos,
-                             kMatrixTol));
-    EXPECT_TRUE(MatricesNear(test::toEigen(t.transform(Vec3{p.x(), p.y(), p.z()})), expectedVec,
-                             kMatrixTol));
+    EXPECT_TRUE(
+        matricesNear(toEigen(t.transform(Pos{p.x(), p.y(), p.z()})), expectedPos, kMatrixTol));
+    EXPECT_TRUE(
+        matricesNear(toEigen(t.transform(Vec3{p.x(), p.y(), p.z()})), expectedVec, kMatrixTol));
   }
 }
 
 TEST(Transform, AdjointOfATwistMatchesTheAdjointMatrix) {
-  test::Random rng;
-  for (const auto& s : test::sampleTransforms(rng, 200)) {
-    SCOPED_TRACE(test::describe(s));
+  Random rng;
+  for (const auto& s : sampleTransforms(rng, 200)) {
+    SCOPED_TRACE(describe(s));
     Transform t = s.transform();
-    const Vec6 v =
-        (Vec6() << test::randomVector(rng, 2.0), test::randomVector(rng, 500.0)).finished();
+    const Vec6 v = randomTwistVector(rng);
     const Twist twist(v(0), v(1), v(2), v(3), v(4), v(5));
-    const Vec6 expected = test::adjointMatrix(s.matrix()) * v;
-    EXPECT_TRUE(MatricesNear(test::toEigen(t.adjoint(twist)), expected, kMatrixTol));
+    const Vec6 expected = adjointMatrix(s.matrix()) * v;
+    EXPECT_TRUE(matricesNear(toEigen(t.adjoint(twist)), expected, kMatrixTol));
   }
 }
 
 TEST(Transform, AdjointOfAScrewAxisMatchesTheAdjointMatrix) {
-  test::Random rng;
-  for (const auto& s : test::sampleTransforms(rng, 200)) {
-    SCOPED_TRACE(test::describe(s));
+  Random rng;
+  for (const auto& s : sampleTransforms(rng, 200)) {
+    SCOPED_TRACE(describe(s));
     Transform t = s.transform();
-    const EVec3 axis = test::randomUnit(rng);
-    const EVec3 point = test::randomVector(rng, 500.0);
-    const ScrewAxis screw(axis.x(), axis.y(), axis.z(), point.x(), point.y(), point.z());
-    const Vec6 expected = test::adjointMatrix(s.matrix()) * test::toEigen(screw);
-    EXPECT_TRUE(MatricesNear(test::toEigen(t.adjoint(screw)), expected, kMatrixTol));
+    const auto [axis, point] = randomLine(rng, 500.0);
+    const ScrewAxis screw = screwAxisOf(axis, point);
+    const Vec6 expected = adjointMatrix(s.matrix()) * toEigen(screw);
+    EXPECT_TRUE(matricesNear(toEigen(t.adjoint(screw)), expected, kMatrixTol));
   }
 }
 
 TEST(Transform, AdjointMovesAScrewAxisOntoTheMovedLine) {
   // The screw of the axis through q with direction ω, moved by t, is the screw of the axis
   // through t(q) with direction R ω.
-  test::Random rng;
-  for (const auto& s : test::sampleTransforms(rng, 100)) {
-    SCOPED_TRACE(test::describe(s));
+  Random rng;
+  for (const auto& s : sampleTransforms(rng, 100)) {
+    SCOPED_TRACE(describe(s));
     Transform t = s.transform();
-    const EVec3 axis = test::randomUnit(rng);
-    const EVec3 q = test::randomVector(rng, 500.0);
+    const auto [axis, q] = randomLine(rng, 500.0);
     const Mat4 m = s.matrix();
     const EVec3 movedAxis = m.topLeftCorner<3, 3>() * axis;
     const EVec3 movedPoint = m.topLeftCorner<3, 3>() * q + m.topRightCorner<3, 1>();
-    const ScrewAxis expected(movedAxis.x(), movedAxis.y(), movedAxis.z(), movedPoint.x(),
-                             movedPoint.y(), movedPoint.z());
-    EXPECT_TRUE(MatricesNear(
-        test::toEigen(t.adjoint(ScrewAxis(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z()))),
-        test::toEigen(expected), kMatrixTol));
+    const ScrewAxis expected = screwAxisOf(movedAxis, movedPoint);
+    EXPECT_TRUE(
+        matricesNear(toEigen(t.adjoint(screwAxisOf(axis, q))), toEigen(expected), kMatrixTol));
   }
 }
 
@@ -276,27 +252,26 @@ TEST(Transform, AdjointOfAPureTranslationAddsTheMomentOfTheAngularPart) {
 }
 
 TEST(Transform, AdjointTransposeMatchesTheTransposedAdjointMatrix) {
-  test::Random rng;
-  for (const auto& s : test::sampleTransforms(rng, 200)) {
-    SCOPED_TRACE(test::describe(s));
+  Random rng;
+  for (const auto& s : sampleTransforms(rng, 200)) {
+    SCOPED_TRACE(describe(s));
     Transform t = s.transform();
-    const Vec6 f =
-        (Vec6() << test::randomVector(rng, 500.0), test::randomVector(rng, 50.0)).finished();
+    const Vec6 f = (Vec6() << randomVector(rng, 500.0), randomVector(rng, 50.0)).finished();
     const Wrench wrench(f(0), f(1), f(2), f(3), f(4), f(5));
-    const Vec6 expected = test::adjointMatrix(s.matrix()).transpose() * f;
-    EXPECT_TRUE(MatricesNear(test::toEigen(t.adjointT(wrench)), expected, 1e-8));
+    const Vec6 expected = adjointMatrix(s.matrix()).transpose() * f;
+    EXPECT_TRUE(matricesNear(toEigen(t.adjointT(wrench)), expected, 1e-8));
   }
 }
 
 TEST(Transform, AdjointTransposeKeepsThePowerOfAWrenchOnATwist) {
   // <Adᵀ F, V> = <F, Ad V>: the power of a wrench on a twist is frame independent.
-  test::Random rng;
-  for (const auto& s : test::sampleTransforms(rng, 100)) {
+  Random rng;
+  for (const auto& s : sampleTransforms(rng, 100)) {
     Transform t = s.transform();
     const Twist twist(0.1, -0.2, 0.3, 4, 5, -6);
     const Wrench wrench(7, -8, 9, 0.5, 0.25, -1);
-    const double lhs = test::toEigen(t.adjointT(wrench)).dot(test::toEigen(twist));
-    const double rhs = test::toEigen(wrench).dot(test::toEigen(t.adjoint(twist)));
+    const double lhs = toEigen(t.adjointT(wrench)).dot(toEigen(twist));
+    const double rhs = toEigen(wrench).dot(toEigen(t.adjoint(twist)));
     EXPECT_NEAR(lhs, rhs, 1e-9 * (1.0 + std::abs(rhs)));
   }
 }
@@ -362,35 +337,33 @@ TEST(Transform, LogOfANegativeScalarPartFlipsTheAxis) {
 }
 
 TEST(Transform, ExponentialOfTheLogGivesBackTheTransform) {
-  test::Random rng;
-  for (const auto& s : test::sampleTransforms(rng, 500)) {
-    SCOPED_TRACE(test::describe(s));
+  Random rng;
+  for (const auto& s : sampleTransforms(rng, 500)) {
+    SCOPED_TRACE(describe(s));
     const Transform t = s.transform();
     const Twist twist = t.log();
-    const Vec6 v = test::toEigen(twist);
+    const Vec6 v = toEigen(twist);
     const double angle = v.head<3>().norm();
     EXPECT_LE(angle, kPi + 1e-15);
     if (angle == 0.0) {
       // Below the threshold the rotation is dropped: only the translation survives.
-      EXPECT_TRUE(MatricesNear(test::toMatrix(t).topLeftCorner<3, 3>(), Mat3::Identity(), 2e-6));
+      EXPECT_TRUE(matricesNear(toMatrix(t).topLeftCorner<3, 3>(), Mat3::Identity(), 2e-6));
       EXPECT_EQ(twist.v, t.translation);
       continue;
     }
-    const Mat4 a = test::twistMatrix(v);
-    EXPECT_TRUE(MatricesNear(test::expm(a), s.matrix(), test::expmTolerance(a)));
+    const Mat4 a = twistMatrix(v);
+    EXPECT_TRUE(matricesNear(expm(a), s.matrix(), expmTolerance(a)));
   }
 }
 
 TEST(Transform, LogOfAScrewExponentialIsTheScaledScrew) {
-  test::Random rng;
+  Random rng;
   for (int i = 0; i < 300; ++i) {
-    const EVec3 axis = test::randomUnit(rng);
-    const EVec3 q = test::randomVector(rng, 500.0);
+    const auto [axis, q] = randomLine(rng, 500.0);
     const double theta = rng.uniform(1e-5, kPi - 1e-6);
-    const ScrewAxis screw(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
+    const ScrewAxis screw = screwAxisOf(axis, q);
     SCOPED_TRACE(theta);
-    EXPECT_TRUE(MatricesNear(test::toEigen(screw.T(theta).log()), test::toEigen(screw) * theta,
-                             kMatrixTol));
+    EXPECT_TRUE(matricesNear(toEigen(screw.T(theta).log()), toEigen(screw) * theta, kMatrixTol));
   }
 }
 
@@ -401,15 +374,15 @@ TEST(SkewSymmetric, HasTheCrossProductRows) {
 }
 
 TEST(SkewSymmetric, TimesAVectorIsTheCrossProduct) {
-  test::Random rng;
+  Random rng;
   for (int i = 0; i < 200; ++i) {
-    const EVec3 a = test::randomVector(rng, 10.0);
-    const EVec3 b = test::randomVector(rng, 10.0);
+    const EVec3 a = randomVector(rng, 10.0);
+    const EVec3 b = randomVector(rng, 10.0);
     const Mat3 w = Vector3ToSkewSymmetric(Vec3{a.x(), a.y(), a.z()});
-    EXPECT_TRUE(MatricesNear(w * b, a.cross(b), 1e-13));
-    EXPECT_TRUE(MatricesNear(w.transpose(), (-w).eval(), 0.0));
+    EXPECT_TRUE(matricesNear(w * b, a.cross(b), 1e-13));
+    EXPECT_TRUE(matricesNear(w.transpose(), (-w).eval(), 0.0));
   }
 }
 
 }  // namespace
-}  // namespace zor::rob
+}  // namespace zor::rob::test

@@ -6,14 +6,9 @@
 #include "support/test_support.hpp"
 #include "zor/rob/screw.hpp"
 
-namespace zor::rob {
+// Inside the test namespace: the dense references and checks need no qualification.
+namespace zor::rob::test {
 namespace {
-
-using test::EVec3;
-using test::Mat4;
-using test::Mat6;
-using test::MatricesNear;
-using test::Vec6;
 
 static_assert(std::is_trivially_copyable_v<Twist>);
 static_assert(std::is_standard_layout_v<Twist>);
@@ -24,22 +19,15 @@ static_assert(sizeof(Wrench) == 6 * sizeof(double));
 static_assert(std::is_trivially_copyable_v<Vector6>);
 static_assert(sizeof(Vector6) == 6 * sizeof(double));
 
-Vec6 randomTwistVector(test::Random& rng) {
-  return (Vec6() << test::randomVector(rng, 2.0), test::randomVector(rng, 500.0)).finished();
-}
-
 TEST(Twist, DefaultIsZero) {
-  const Twist t;
-  for (int i = 0; i < 6; ++i)
-    EXPECT_EQ(t[i], 0.0) << i;
+  expectComponents(Twist(), {0, 0, 0, 0, 0, 0});
 }
 
 TEST(Twist, ComponentsAreAngularThenLinear) {
   Twist t(1, 2, 3, 4, 5, 6);
   EXPECT_EQ(t.w, Vec3(1, 2, 3));
   EXPECT_EQ(t.v, Vec3(4, 5, 6));
-  for (int i = 0; i < 6; ++i)
-    EXPECT_EQ(t[i], i + 1.0) << i;
+  expectComponents(t, {1, 2, 3, 4, 5, 6});
   t[0] = -1;
   t[5] = -6;
   EXPECT_EQ(t, Twist(-1, 2, 3, 4, 5, -6));
@@ -57,34 +45,30 @@ TEST(Twist, AdjointIsTheLieBracket) {
 }
 
 TEST(Twist, AdjointMatchesTheAdMatrix) {
-  test::Random rng;
+  Random rng;
   for (int i = 0; i < 300; ++i) {
     const Vec6 v = randomTwistVector(rng);
-    const EVec3 axis = test::randomUnit(rng);
-    const EVec3 q = test::randomVector(rng, 500.0);
-    const ScrewAxis s(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
+    const auto [axis, q] = randomLine(rng, 500.0);
+    const ScrewAxis s = screwAxisOf(axis, q);
     Twist twist(v(0), v(1), v(2), v(3), v(4), v(5));
-    EXPECT_TRUE(
-        MatricesNear(test::toEigen(twist.adjoint(s)), test::adMatrix(v) * test::toEigen(s), 1e-9));
+    EXPECT_TRUE(matricesNear(toEigen(twist.adjoint(s)), adMatrix(v) * toEigen(s), 1e-9));
   }
 }
 
 TEST(Twist, AdjointIsTheDerivativeOfTheAdjointMap) {
   // [ad_V] s = d/dε Ad(exp(ε V)) s at ε = 0, by central differences on dense matrices.
-  test::Random rng;
+  Random rng;
   constexpr double kStep = 1e-5;
   for (int i = 0; i < 100; ++i) {
     const Vec6 v = randomTwistVector(rng);
-    const EVec3 axis = test::randomUnit(rng);
-    const EVec3 q = test::randomVector(rng, 500.0);
-    const ScrewAxis s(axis.x(), axis.y(), axis.z(), q.x(), q.y(), q.z());
-    const Mat4 plus = test::expm(test::twistMatrix(v * kStep));
-    const Mat4 minus = test::expm(test::twistMatrix(-v * kStep));
-    const Vec6 derivative =
-        (test::adjointMatrix(plus) - test::adjointMatrix(minus)) * test::toEigen(s) / (2 * kStep);
+    const auto [axis, q] = randomLine(rng, 500.0);
+    const ScrewAxis s = screwAxisOf(axis, q);
+    const Mat4 plus = expm(twistMatrix(v * kStep));
+    const Mat4 minus = expm(twistMatrix(-v * kStep));
+    const Vec6 derivative = (adjointMatrix(plus) - adjointMatrix(minus)) * toEigen(s) / (2 * kStep);
     Twist twist(v(0), v(1), v(2), v(3), v(4), v(5));
-    const Vec6 bracket = test::toEigen(twist.adjoint(s));
-    EXPECT_TRUE(MatricesNear(bracket, derivative, 1e-5 * (1.0 + bracket.norm())));
+    const Vec6 bracket = toEigen(twist.adjoint(s));
+    EXPECT_TRUE(matricesNear(bracket, derivative, 1e-5 * (1.0 + bracket.norm())));
   }
 }
 
@@ -97,17 +81,14 @@ TEST(Twist, AdjointOfAScrewWithItselfIsZero) {
 }
 
 TEST(Wrench, DefaultIsZero) {
-  const Wrench w;
-  for (int i = 0; i < 6; ++i)
-    EXPECT_EQ(w[i], 0.0) << i;
+  expectComponents(Wrench(), {0, 0, 0, 0, 0, 0});
 }
 
 TEST(Wrench, ComponentsAreMomentThenForce) {
   Wrench w(1, 2, 3, 4, 5, 6);
   EXPECT_EQ(w.m, Vec3(1, 2, 3));
   EXPECT_EQ(w.f, Vec3(4, 5, 6));
-  for (int i = 0; i < 6; ++i)
-    EXPECT_EQ(w[i], i + 1.0) << i;
+  expectComponents(w, {1, 2, 3, 4, 5, 6});
   w[2] = 30;
   w[3] = 40;
   EXPECT_EQ(w, Wrench(1, 2, 30, 40, 5, 6));
@@ -115,19 +96,16 @@ TEST(Wrench, ComponentsAreMomentThenForce) {
 }
 
 TEST(Vector6, DefaultIsZero) {
-  const Vector6 v;
-  for (int i = 0; i < 6; ++i)
-    EXPECT_EQ(v[i], 0.0) << i;
+  expectComponents(Vector6(), {0, 0, 0, 0, 0, 0});
 }
 
 TEST(Vector6, HoldsSixValuesInOrder) {
   Vector6 v(1, 2, 3, 4, 5, 6);
-  for (int i = 0; i < 6; ++i)
-    EXPECT_EQ(v[i], i + 1.0) << i;
+  expectComponents(v, {1, 2, 3, 4, 5, 6});
   v[4] = -5;
   EXPECT_EQ(v.values[4], -5.0);
   EXPECT_EQ(v, Vector6(1, 2, 3, 4, -5, 6));
 }
 
 }  // namespace
-}  // namespace zor::rob
+}  // namespace zor::rob::test

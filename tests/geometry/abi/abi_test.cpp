@@ -9,6 +9,7 @@
 #include <string>
 
 #include "probe.hpp"
+#include "support/near.hpp"
 #include "support/test_support.hpp"
 
 namespace zor::rob::abi {
@@ -56,28 +57,14 @@ TEST(Abi, GeometryTypesArePackedScalars) {
   }
 }
 
-void ExpectSame(const Rotation& a, const Rotation& b) {
-  EXPECT_EQ(a.x, b.x);
-  EXPECT_EQ(a.y, b.y);
-  EXPECT_EQ(a.z, b.z);
-  EXPECT_EQ(a.w, b.w);
-}
-
-void ExpectSame(const Rotationf& a, const Rotationf& b) {
-  EXPECT_EQ(a.x, b.x);
-  EXPECT_EQ(a.y, b.y);
-  EXPECT_EQ(a.z, b.z);
-  EXPECT_EQ(a.w, b.w);
-}
-
 TEST(Abi, LibraryCallsFromAVectorisedUnitAgree) {
   if (!CpuRunsAvxCode())
     GTEST_SKIP() << "this machine cannot run AVX2/FMA code";
   const RoundTrip host = hostRoundTrip();
   const RoundTrip avx = avxRoundTrip();
   // The library computes both: the results must be bit for bit the same.
-  ExpectSame(host.fromAxes, avx.fromAxes);
-  ExpectSame(host.fromVectors, avx.fromVectors);
+  test::expectSameComponents(host.fromAxes, avx.fromAxes);
+  test::expectSameComponents(host.fromVectors, avx.fromVectors);
   EXPECT_EQ(host.slerped, avx.slerped);
   EXPECT_EQ(host.distance, avx.distance);
   EXPECT_EQ(host.euler, avx.euler);
