@@ -87,12 +87,6 @@ inline constexpr std::array<double, 4> kCentreAngle{kPi / 16.0, kPi / 8.0, 3.0 *
 #endif
 }
 
-/// All-ones lanes where `v` is infinite or NaN.
-[[gnu::always_inline]] inline Mask2 nonFinite(Double2 v) {
-  const Double2 zero = v * 0.0;
-  return zero != zero;
-}
-
 }  // namespace atan2_impl
 
 /// Sets out[i] = atan2(y[i], x[i]) (radians), i = 0 … N − 1. Always inlined, so that the inputs
@@ -101,20 +95,21 @@ template <std::size_t N>
 [[gnu::always_inline]] inline void atan2s(const std::array<double, N>& y,
                                           const std::array<double, N>& x,
                                           std::array<double, N>& out) {
-  Mask2 bad{0, 0};
+  // Zero times every input: NaN at the end exactly when some input is infinite or NaN.
+  Double2 zeros{0.0, 0.0};
   for (std::size_t i = 0; i < N; i += 2) {
     const bool pair = i + 1 < N;
     Double2 yi{y[i], pair ? y[i + 1] : 0.0};
     Double2 xi{x[i], pair ? x[i + 1] : 1.0};
     atan2_impl::opaque(yi);
     atan2_impl::opaque(xi);
-    bad |= atan2_impl::nonFinite(yi) | atan2_impl::nonFinite(xi);
+    zeros += yi * 0.0 + xi * 0.0;
     const Double2 r = atan2_impl::atan2Pair(yi, xi);
     out[i] = r[0];
     if (pair)
       out[i + 1] = r[1];
   }
-  if (any(bad)) [[unlikely]] {
+  if (any(zeros != zeros)) [[unlikely]] {
     for (std::size_t i = 0; i < N; ++i)
       out[i] = std::atan2(y[i], x[i]);
   }

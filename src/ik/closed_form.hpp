@@ -138,9 +138,10 @@ struct ClosedFormArm {
 /// already set.
 using BaseSolution = std::array<double, 6>;
 
-/// Up to 8 solutions of the closed form, and whether any exists before the limits.
+/// Up to 8 solutions of the closed form; only the first `count` are set (the rest is left
+/// uninitialised: zeroing it took a noticeable part of a query).
 struct BaseSolutions {
-  std::array<BaseSolution, 8> solutions{};
+  std::array<BaseSolution, 8> solutions;
   std::size_t count{0};
 };
 
@@ -206,8 +207,9 @@ struct ClosedFormAngles {
   static constexpr std::size_t kJoint6 = 18;
   static constexpr std::size_t kCount = 22;
 
-  std::array<double, kCount> y{};
-  std::array<double, kCount> x{};
+  // Left uninitialised: solveClosedForm sets every slot before the atan2.
+  std::array<double, kCount> y;
+  std::array<double, kCount> x;
 
   /// Sets the slots `first` and `first` + 1 from the two lanes of `d`; (0, 1) where `valid` is
   /// not set, so that the unused lanes stay finite.
@@ -315,8 +317,11 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
   std::array<Double2, 2> wristAngle{};
   for (std::size_t i3 = 0; i3 < 2; ++i3) {
     const Mask2 valid = joint1Valid & Mask2{n3[0] > i3 ? -1 : 0, n3[1] > i3 ? -1 : 0};
-    if (!any(valid))
+    if (!any(valid)) {
+      for (std::size_t slot = Slot::kElbow; slot < Slot::kCount; slot += 4)
+        angles.set(slot + 2 * i3, CosSin2{}, valid);
       continue;
+    }
     const CosSin2 phi{Double2{elbow[0][i3].c, elbow[1][i3].c},
                       Double2{elbow[0][i3].s, elbow[1][i3].s}};
     angles.set(Slot::kElbow + 2 * i3, phi, valid);
@@ -363,7 +368,7 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
                {k5.dot(v), joint5.c * axis65Normal.dot(v) + joint5.s * k6.dot(v)}, valid);
   }
 
-  std::array<double, Slot::kCount> theta{};
+  std::array<double, Slot::kCount> theta;
   atan2s(angles.y, angles.x, theta);
   for (std::size_t i1 = 0; i1 < n1; ++i1) {
     const double theta1 = shoulderSingular ? freeJoint1[i1] : theta[Slot::kJoint1 + i1];

@@ -90,9 +90,9 @@ bool sameModuloTurns(const std::array<double, 6>& a, const std::array<double, 6>
   return true;
 }
 
-/// The branches of one query, in degrees, duplicates removed.
+/// The branches of one query, in degrees, duplicates removed; only the first `count` are set.
 struct Branches {
-  std::array<std::array<double, 6>, kMaxNumericalSolutions> joints{};
+  std::array<std::array<double, 6>, kMaxNumericalSolutions> joints;
   std::size_t count{0};
 
   /// Adds `j` unless it repeats a branch already there.
@@ -172,9 +172,10 @@ struct TurnRange {
 };
 
 [[gnu::always_inline]] inline TurnRange turnsOf(double lo, double hi, double value) {
-  // The common case, limits narrower than a turn on either side of the value: no other turn.
-  if (value > lo && value < hi && !(value - kTurn > lo) && !(value + kTurn < hi))
-    return {0, 0};
+  // The common cases, limits narrower than two turns on either side of the value: the turns
+  // −1, 0 and +1 tested directly.
+  if (value > lo && value < hi && !(value - 2.0 * kTurn > lo) && !(value + 2.0 * kTurn < hi))
+    return {value - kTurn > lo ? -1 : 0, value + kTurn < hi ? 1 : 0};
   if (!(std::abs(value) < kWidestLimit))
     return {};  // also NaN: no solution
   // The integers just above (lo − value) / 360 and just below (hi − value) / 360, then corrected
@@ -205,42 +206,46 @@ bool before(const RobJoint& a, const ConfData& ca, const RobJoint& b, const Conf
 }
 
 /// Calls `use(joints)` for every turn of `branch` inside the limits, joint 6 turning fastest.
+/// Only the joints with more than one turn take part in the count (usually joint 6 alone, or
+/// none).
 template <typename Use>
 void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
                  const std::array<double, 6>& branch, Use&& use) {
-  std::array<TurnRange, 6> turns{};
+  std::array<TurnRange, 6> turns;
+  std::array<std::size_t, 6> turning;
+  std::size_t turningCount = 0;
+  // The value of joint i at turn k; the branch's own value at k = 0 (a −0 stays −0).
+  const auto turned = [&](std::size_t i, long k) {
+    return k == 0 ? branch[i] : branch[i] + kTurn * static_cast<double>(k);
+  };
+  RobJoint j;
   for (std::size_t i = 0; i < 6; ++i) {
     turns[i] = turnsOf(windows.lo[i], windows.hi[i], branch[i]);
     if (turns[i].first > turns[i].last)
       return;
+    j.values[i] = turned(i, turns[i].first);
+    if (turns[i].first != turns[i].last)
+      turning[turningCount++] = i;
   }
-  std::array<long, 6> k{};
-  bool onlyThisTurn = true;
-  for (std::size_t i = 0; i < 6; ++i) {
-    k[i] = turns[i].first;
-    onlyThisTurn = onlyThisTurn && turns[i].first == 0 && turns[i].last == 0;
-  }
-  if (onlyThisTurn && !windows.coupled) {
-    RobJoint j;
-    j.values = branch;
-    use(j);
-    return;
-  }
+  std::array<long, 6> k;
+  for (std::size_t t = 0; t < turningCount; ++t)
+    k[t] = turns[turning[t]].first;
   for (;;) {
-    RobJoint j;
-    for (std::size_t i = 0; i < 6; ++i)
-      j.values[i] = branch[i] + kTurn * static_cast<double>(k[i]);
     if (!windows.coupled || (robot.isJointAllowed(1, j.values[1], j.values[2]) &&
                              robot.isJointAllowed(2, j.values[2], j.values[1])))
       use(j);
-    std::size_t i = 6;
-    while (i > 0 && k[i - 1] == turns[i - 1].last) {
-      k[i - 1] = turns[i - 1].first;
-      --i;
+    std::size_t t = turningCount;
+    for (; t > 0; --t) {
+      const std::size_t i = turning[t - 1];
+      if (k[t - 1] < turns[i].last) {
+        j.values[i] = turned(i, ++k[t - 1]);
+        break;
+      }
+      k[t - 1] = turns[i].first;
+      j.values[i] = turned(i, k[t - 1]);
     }
-    if (i == 0)
+    if (t == 0)
       break;
-    ++k[i - 1];
   }
 }
 

@@ -251,8 +251,17 @@ struct ZORROB_API TargetConfiguration {
   std::vector<ConfData> confs{};
 
   /// Appends `j` to `joints`, then `conf` to `confs`. Allocation failures propagate as the
-  /// standard length or allocation errors and leave both lists as they were.
-  void add(const RobJoint& j, const ConfData& conf);
+  /// standard length or allocation errors and leave both lists as they were. Inline: the inverse
+  /// kinematics adds every solution through it.
+  void add(const RobJoint& j, const ConfData& conf) {
+    joints.push_back(j);
+    try {
+      confs.push_back(conf);
+    } catch (...) {
+      joints.pop_back();  // keep the two lists paired
+      throw;
+    }
+  }
   /// \returns the list with each joint solution converted, in order, by
   /// RobJoint::toRobJointA(kc) and the configurations copied unchanged. Throws std::logic_error
   /// "KinematicConfig error" when the list is not empty and `kc` is neither Direct nor
