@@ -35,6 +35,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <initializer_list>
 
 #include "ik/atan2.hpp"
 #include "ik/lanes.hpp"
@@ -318,7 +319,8 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
   for (std::size_t i3 = 0; i3 < 2; ++i3) {
     const Mask2 valid = joint1Valid & Mask2{n3[0] > i3 ? -1 : 0, n3[1] > i3 ? -1 : 0};
     if (!any(valid)) {
-      for (std::size_t slot = Slot::kElbow; slot < Slot::kCount; slot += 4)
+      for (const std::size_t slot :
+           {Slot::kElbow, Slot::kJoint2, Slot::kWrist, Slot::kJoint4, Slot::kJoint6})
         angles.set(slot + 2 * i3, CosSin2{}, valid);
       continue;
     }
