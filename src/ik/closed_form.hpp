@@ -39,6 +39,7 @@
 
 #include "ik/atan2.hpp"
 #include "ik/lanes.hpp"
+#include "zor/rob/conf_data.hpp"
 #include "zor/rob/robot_config.hpp"
 #include "zor/rob/vectors.hpp"
 
@@ -188,6 +189,17 @@ inline std::size_t solveCosSin(double a, double b, double c, double rho, std::ar
       count = 1;
     }
   }
+  if (count == 2 && !(seedSpread > 0.0)) [[likely]] {
+    // The same directions as below, (a c ∓ b h, b c ± a h) / ρ² with h = ρ sin γ = √(ρ² − c²),
+    // one root and one division that do not wait on each other: this chain of roots and
+    // divisions is what a query waits on. The reach tests above leave ρ² − c² ≥ 2e-13 ρ².
+    const double rr = a * a + b * b;
+    const double h = std::sqrt(rr - c * c);
+    const double inverse = 1.0 / rr;
+    out[0] = {(a * c - b * h) * inverse, (b * c + a * h) * inverse};
+    out[1] = {(a * c + b * h) * inverse, (b * c - a * h) * inverse};
+    return count;
+  }
   const double sinOffset = std::sqrt((1.0 - cosOffset) * (1.0 + cosOffset));
   const CosSin base = rho > 0.0 ? CosSin{a / rho, b / rho} : CosSin{};
   out[0] = {base.c * cosOffset - base.s * sinOffset, base.s * cosOffset + base.c * sinOffset};
@@ -225,8 +237,9 @@ struct ClosedFormAngles {
 };
 
 /// \returns θ − π for a positive θ, θ + π otherwise: within (−π, π] for θ within [−π, π].
+/// Without a branch: the sign of a joint is as likely one way as the other.
 inline double halfTurnFrom(double theta) {
-  return theta > 0.0 ? theta - 3.141592653589793 : theta + 3.141592653589793;
+  return theta + 3.141592653589793 * (1.0 - 2.0 * oneIf(theta > 0.0));
 }
 
 /// \returns the unit direction per lane; (1, 0) for a zero one.
@@ -308,6 +321,7 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
   const Vec3x2 back5 = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(r * arm.axis5InFlange));
 
   const Mask2 onAxis2 = tt < kAxisDistanceTolerance * kAxisDistanceTolerance;
+  const Double2 inverseTT = 1.0 / tt;
   const Vec3x2 k4 = Vec3x2::splat(arm.axes[3]);
   const Vec3x2 k5 = Vec3x2::splat(arm.axes[4]);
   const Vec3x2 k6 = Vec3x2::splat(arm.axes[5]);
@@ -332,7 +346,12 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
                          Vec3x2::splat(arm.forearmNormal) * phi.s;
     const CosSin2 turn2{reach.dot(t), kk2.dot(reach.cross(t))};
     angles.set(Slot::kJoint2 + 2 * i3, turn2, valid);
-    CosSin2 joint2 = normalized(turn2);
+    // |turn2| = |reach| |t| = tt where the elbow reaches t exactly; 1 / tt does not wait on the
+    // elbow. A stretched or folded elbow snapped to reach, or a seeding one that falls short, is
+    // normalised as it stands.
+    CosSin2 joint2{turn2.c * inverseTT, turn2.s * inverseTT};
+    if (seedSpread > 0.0 || n3[0] == 1 || n3[1] == 1) [[unlikely]]
+      joint2 = normalized(turn2);
     if (any(onAxis2 & valid)) [[unlikely]] {
       const CosSin2 fixed = directionOf(free.joint2);
       joint2 = {select(onAxis2, fixed.c, joint2.c), select(onAxis2, fixed.s, joint2.s)};
@@ -349,8 +368,9 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
     const Mask2 singular = alpha.s < kWristSingularSine;
     angles.set(Slot::kWrist + 2 * i3, alpha, valid);
     angles.set(Slot::kJoint4 + 2 * i3, towardsW, valid);
-    const Double2 inverseSin = 1.0 / select(singular, splat(1.0), alpha.s);
-    CosSin2 joint4{towardsW.c * inverseSin, towardsW.s * inverseSin};
+    // Joint 4 as (cos, sin) scaled by sin α: joint 6 below turns by it without dividing.
+    CosSin2 joint4 = towardsW;
+    Double2 joint4Length = alpha.s;
     CosSin2 joint5{zero.c * alpha.c - zero.s * alpha.s, zero.s * alpha.c + zero.c * alpha.s};
     wristSingular[i3] = singular & valid;
     if (any(wristSingular[i3])) [[unlikely]] {
@@ -358,14 +378,16 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
       const CosSin2 fixed = directionOf(free.joint4);
       const Mask2 bent = alpha.c > 0.0;
       joint4 = {select(singular, fixed.c, joint4.c), select(singular, fixed.s, joint4.s)};
+      joint4Length = select(singular, splat(1.0), joint4Length);
       const CosSin2 atSingularity{select(bent, zero.c, -zero.c), select(bent, zero.s, -zero.s)};
       joint5 = {select(singular, atSingularity.c, joint5.c),
                 select(singular, atSingularity.s, joint5.s)};
       wristAngle[i3] = select(bent, splat(0.0), splat(3.141592653589793));
     }
     // Joint 6 from the chosen joints 4 and 5, so that the three always compose to Rw, even
-    // where joint 4 is poorly determined near the wrist singularity.
-    const Vec3x2 v = rotateAbout(k4, joint4.c, -joint4.s, w5);
+    // where joint 4 is poorly determined near the wrist singularity; its (y, x) pair comes
+    // scaled by the length of joint 4's, which atan2 ignores.
+    const Vec3x2 v = rotateScaledAbout(k4, joint4.c, -joint4.s, joint4Length, w5);
     angles.set(Slot::kJoint6 + 2 * i3,
                {k5.dot(v), joint5.c * axis65Normal.dot(v) + joint5.s * k6.dot(v)}, valid);
   }

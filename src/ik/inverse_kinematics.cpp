@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <ostream>
 #include <stdexcept>
 
 #include "detail/messages.hpp"
 #include "ik/closed_form.hpp"
+#include "ik/lanes.hpp"
 #include "ik/numerical.hpp"
 #include "robot/arm_kinematics.hpp"
 #include "zor/rob/angles.hpp"
@@ -131,17 +134,20 @@ Target targetOf(const RobotConfig& robot, const Pose& pose) {
   return t;
 }
 
-/// \returns ConfData::FromRobJoint(joints, robot) for a solution of `target`.
+/// \returns ConfData::FromRobJoint(joints, robot) for a solution of `target`. The quadrants are
+/// AngleToQuadrant's: the joints lie within the windows, far inside int's range.
 ConfData labelOf(const RobotConfig& robot, const Target& target, const RobJoint& joints) {
   const std::array<double, 6>& j = joints.values;
-  const double fromBoundary = std::abs(std::abs(target.labelAngle - j[0]) - 90.0);
-  if (!(fromBoundary * (kPi / 180.0) * target.labelRadius > kLabelMargin))
+  const double fromLabel = std::abs(target.labelAngle - j[0]);
+  const bool nearBoundary =
+      !(std::abs(fromLabel - 90.0) * (kPi / 180.0) * target.labelRadius > kLabelMargin);
+  if (nearBoundary) [[unlikely]]
     return ConfData::FromRobJoint(joints, robot);
-  const bool behind = !(std::abs(target.labelAngle - j[0]) <= 90.0);
-  const bool elbow = !(j[2] > target.stretchedElbow);
-  const bool wrist = j[4] < 0.0;
-  return {AngleToQuadrant(j[0]), AngleToQuadrant(j[3]), AngleToQuadrant(j[5]),
-          (behind ? 4 : 0) + (elbow ? 2 : 0) + (wrist ? 1 : 0)};
+  const int behind = fromLabel <= 90.0 ? 0 : 4;
+  const int elbow = j[2] > target.stretchedElbow ? 0 : 2;
+  const int wrist = j[4] < 0.0 ? 1 : 0;
+  return {static_cast<int>(quartersOf(j[0])), static_cast<int>(quartersOf(j[3])),
+          static_cast<int>(quartersOf(j[5])), behind + elbow + wrist};
 }
 
 /// The open interval of each joint that isJointAllowed's final test admits: the limits widened by
@@ -171,11 +177,7 @@ struct TurnRange {
   long last{-1};
 };
 
-[[gnu::always_inline]] inline TurnRange turnsOf(double lo, double hi, double value) {
-  // The common cases, limits narrower than two turns on either side of the value: the turns
-  // −1, 0 and +1 tested directly.
-  if (value > lo && value < hi && !(value - 2.0 * kTurn > lo) && !(value + 2.0 * kTurn < hi))
-    return {value - kTurn > lo ? -1 : 0, value + kTurn < hi ? 1 : 0};
+TurnRange turnsOf(double lo, double hi, double value) {
   if (!(std::abs(value) < kWidestLimit))
     return {};  // also NaN: no solution
   // The integers just above (lo − value) / 360 and just below (hi − value) / 360, then corrected
@@ -198,6 +200,35 @@ struct TurnRange {
   return r;
 }
 
+/// Where the values of one branch stand against the windows, joint i in bit i: inside, with a turn
+/// inside below or above (−1 or +1), with a turn beyond ±1 that could be inside.
+struct TurnTests {
+  unsigned inside{0};  ///< lo < v < hi.
+  unsigned below{0};   ///< lo < v − 360.
+  unsigned above{0};   ///< v + 360 < hi.
+  unsigned far{0};     ///< lo < v − 720 or v + 720 < hi.
+};
+
+constexpr unsigned kAllJoints = 0x3F;
+
+/// The tests of `branch`, made two joints at a time.
+[[gnu::always_inline]] inline TurnTests turnTestsOf(const JointWindows& windows,
+                                                    const std::array<double, 6>& branch) {
+  TurnTests t;
+  for (std::size_t i = 0; i < 6; i += 2) {
+    const Double2 value{branch[i], branch[i + 1]};
+    const Double2 lo{windows.lo[i], windows.lo[i + 1]};
+    const Double2 hi{windows.hi[i], windows.hi[i + 1]};
+    // Combined as bits: a lane-wise & of two comparisons costs GCC a round trip through the
+    // integer registers.
+    t.inside |= (bitsOf(value > lo) & bitsOf(value < hi)) << i;
+    t.below |= bitsOf(value - kTurn > lo) << i;
+    t.above |= bitsOf(value + kTurn < hi) << i;
+    t.far |= (bitsOf(value - 2.0 * kTurn > lo) | bitsOf(value + 2.0 * kTurn < hi)) << i;
+  }
+  return t;
+}
+
 /// Orders solutions by configuration number, then by joint values, joint 1 first.
 bool before(const RobJoint& a, const ConfData& ca, const RobJoint& b, const ConfData& cb) {
   if (ca.cfx != cb.cfx)
@@ -205,38 +236,66 @@ bool before(const RobJoint& a, const ConfData& ca, const RobJoint& b, const Conf
   return a.values < b.values;
 }
 
-/// Calls `use(joints)` for every turn of `branch` inside the limits, joint 6 turning fastest.
-/// Only the joints with more than one turn take part in the count (usually joint 6 alone, or
-/// none).
+/// Calls `use(joints)` for every turn of `branch` inside the limits. The common case, every value
+/// inside and at most one joint with one more turn, is taken directly; otherwise the turns are
+/// counted like an odometer over the joints with more than one, joint 6 turning fastest.
 template <typename Use>
 void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
                  const std::array<double, 6>& branch, Use&& use) {
+  const TurnTests tests = turnTestsOf(windows, branch);
+  // A joint none of whose turns −1, 0 and +1 lies inside has none: the turns beyond lie farther
+  // out.
+  if ((~(tests.inside | tests.below | tests.above) & kAllJoints) != 0)
+    return;
+  const auto useAllowed = [&](const RobJoint& j) {
+    if (!windows.coupled || (robot.isJointAllowed(1, j.values[1], j.values[2]) &&
+                             robot.isJointAllowed(2, j.values[2], j.values[1])))
+      use(j);
+  };
+  RobJoint j;
+  j.values = branch;
+  const unsigned turning = tests.below | tests.above;
+  if (tests.inside == kAllJoints && tests.far == 0 && (tests.below & tests.above) == 0 &&
+      (turning & (turning - 1)) == 0) {
+    if (turning == 0) {
+      useAllowed(j);
+      return;
+    }
+    // The two turns in ascending order, chosen by arithmetic, not by branches: the direction of
+    // the other turn is as likely one way as the other.
+    const auto i = static_cast<std::size_t>(std::countr_zero(turning));
+    const double up = static_cast<double>((tests.above >> i) & 1U);
+    const double other = branch[i] + kTurn * (2.0 * up - 1.0);
+    j.values[i] = std::min(branch[i], other);
+    useAllowed(j);
+    j.values[i] = std::max(branch[i], other);
+    useAllowed(j);
+    return;
+  }
+
   std::array<TurnRange, 6> turns;
-  std::array<std::size_t, 6> turning;
+  std::array<std::size_t, 6> joints;
   std::size_t turningCount = 0;
   // The value of joint i at turn k; the branch's own value at k = 0 (a −0 stays −0).
   const auto turned = [&](std::size_t i, long k) {
     return k == 0 ? branch[i] : branch[i] + kTurn * static_cast<double>(k);
   };
-  RobJoint j;
   for (std::size_t i = 0; i < 6; ++i) {
     turns[i] = turnsOf(windows.lo[i], windows.hi[i], branch[i]);
     if (turns[i].first > turns[i].last)
       return;
     j.values[i] = turned(i, turns[i].first);
     if (turns[i].first != turns[i].last)
-      turning[turningCount++] = i;
+      joints[turningCount++] = i;
   }
   std::array<long, 6> k;
   for (std::size_t t = 0; t < turningCount; ++t)
-    k[t] = turns[turning[t]].first;
+    k[t] = turns[joints[t]].first;
   for (;;) {
-    if (!windows.coupled || (robot.isJointAllowed(1, j.values[1], j.values[2]) &&
-                             robot.isJointAllowed(2, j.values[2], j.values[1])))
-      use(j);
+    useAllowed(j);
     std::size_t t = turningCount;
     for (; t > 0; --t) {
-      const std::size_t i = turning[t - 1];
+      const std::size_t i = joints[t - 1];
       if (k[t - 1] < turns[i].last) {
         j.values[i] = turned(i, ++k[t - 1]);
         break;
@@ -249,7 +308,14 @@ void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
   }
 }
 
-/// Sorts the paired lists with before(); they hold a few dozen entries at most.
+/// Lists of up to this many solutions are first put in configuration-number order by counting.
+constexpr std::size_t kCountedSolutions = 64;
+
+/// Sorts the paired lists with before(). A counting pass by configuration number (0 … 7) comes
+/// first, appending the list in that order and dropping the original: the solutions of one
+/// branch share a number and come in order, so that the insertion sort after it rarely moves
+/// anything, and the order of the numbers, which is as good as random, costs no mispredicted
+/// branches.
 void sortSolutions(TargetConfiguration& out) {
   for (std::size_t i = 1; i < out.joints.size(); ++i)
     for (std::size_t m = i;

@@ -35,6 +35,15 @@ using Mask2 = long long __attribute__((vector_size(16)));
   return (mask[0] | mask[1]) != 0;
 }
 
+/// \returns the lanes of `mask` as bits: lane 0 in bit 0, lane 1 in bit 1.
+[[gnu::always_inline]] inline unsigned bitsOf(Mask2 mask) {
+#if defined(__x86_64__)
+  return static_cast<unsigned>(__builtin_ia32_movmskpd(std::bit_cast<Double2>(mask)));
+#else
+  return static_cast<unsigned>((mask[0] & 1) | (mask[1] & 2));
+#endif
+}
+
 [[gnu::always_inline]] inline Double2 sqrt(Double2 v) {
 #if defined(__x86_64__)
   return __builtin_ia32_sqrtpd(v);
@@ -78,6 +87,14 @@ struct CosSin2 {
 [[gnu::always_inline]] inline Vec3x2 rotateAbout(const Vec3x2& k, Double2 c, Double2 s,
                                                  const Vec3x2& v) {
   return v * c + k.cross(v) * s + k * (k.dot(v) * (1.0 - c));
+}
+
+/// \returns L · Rot(k, θ) · v per lane for the unit axis k and (c, s) = L (cos θ, sin θ) with
+/// L ≥ 0: the rotation by a direction of any length, without normalising it.
+[[gnu::always_inline]] inline Vec3x2 rotateScaledAbout(const Vec3x2& k, Double2 c, Double2 s,
+                                                       Double2 length, const Vec3x2& v) {
+  const Double2 along = k.dot(v);
+  return k * (along * length) + (v - k * along) * c + k.cross(v) * s;
 }
 
 }  // namespace zor::rob::detail
