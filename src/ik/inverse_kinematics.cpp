@@ -134,20 +134,35 @@ Target targetOf(const RobotConfig& robot, const Pose& pose) {
   return t;
 }
 
+/// \returns whether the shoulder bit of `joints`' label must come from their own flange pose.
+bool nearShoulderBoundary(const Target& target, const RobJoint& joints) {
+  const double fromLabel = std::abs(target.labelAngle - joints.values[0]);
+  return !(std::abs(fromLabel - 90.0) * (kPi / 180.0) * target.labelRadius > kLabelMargin);
+}
+
 /// \returns ConfData::FromRobJoint(joints, robot) for a solution of `target`. The quadrants are
 /// AngleToQuadrant's: the joints lie within the windows, far inside int's range.
 ConfData labelOf(const RobotConfig& robot, const Target& target, const RobJoint& joints) {
   const std::array<double, 6>& j = joints.values;
-  const double fromLabel = std::abs(target.labelAngle - j[0]);
-  const bool nearBoundary =
-      !(std::abs(fromLabel - 90.0) * (kPi / 180.0) * target.labelRadius > kLabelMargin);
-  if (nearBoundary) [[unlikely]]
+  if (nearShoulderBoundary(target, joints)) [[unlikely]]
     return ConfData::FromRobJoint(joints, robot);
+  const double fromLabel = std::abs(target.labelAngle - j[0]);
   const int behind = fromLabel <= 90.0 ? 0 : 4;
   const int elbow = j[2] > target.stretchedElbow ? 0 : 2;
   const int wrist = j[4] < 0.0 ? 1 : 0;
   return {static_cast<int>(quartersOf(j[0])), static_cast<int>(quartersOf(j[3])),
           static_cast<int>(quartersOf(j[5])), behind + elbow + wrist};
+}
+
+/// \returns labelOf(robot, target, joints) for joints that differ from those labelled `previous`
+/// in joint 6 alone: only its quadrant changes.
+ConfData labelOfTurned6(const RobotConfig& robot, const Target& target, const RobJoint& joints,
+                        const ConfData& previous) {
+  if (nearShoulderBoundary(target, joints)) [[unlikely]]
+    return ConfData::FromRobJoint(joints, robot);
+  ConfData label = previous;
+  label.cf6 = static_cast<int>(quartersOf(joints.values[5]));
+  return label;
 }
 
 /// The open interval of each joint that isJointAllowed's final test admits: the limits widened by
@@ -201,12 +216,11 @@ TurnRange turnsOf(double lo, double hi, double value) {
 }
 
 /// Where the values of one branch stand against the windows, joint i in bit i: inside, with a turn
-/// inside below or above (−1 or +1), with a turn beyond ±1 that could be inside.
+/// inside below or above (−1 or +1).
 struct TurnTests {
   unsigned inside{0};  ///< lo < v < hi.
   unsigned below{0};   ///< lo < v − 360.
   unsigned above{0};   ///< v + 360 < hi.
-  unsigned far{0};     ///< lo < v − 720 or v + 720 < hi.
 };
 
 constexpr unsigned kAllJoints = 0x3F;
@@ -224,21 +238,50 @@ constexpr unsigned kAllJoints = 0x3F;
     t.inside |= (bitsOf(value > lo) & bitsOf(value < hi)) << i;
     t.below |= bitsOf(value - kTurn > lo) << i;
     t.above |= bitsOf(value + kTurn < hi) << i;
-    t.far |= (bitsOf(value - 2.0 * kTurn > lo) | bitsOf(value + 2.0 * kTurn < hi)) << i;
   }
   return t;
 }
 
-/// Orders solutions by configuration number, then by joint values, joint 1 first.
+/// \returns the joints of `branch` with a turn beyond ±1 that could lie inside (lo < v − 720 or
+/// v + 720 < hi), joint i in bit i.
+[[gnu::always_inline]] inline unsigned farTurnsOf(const JointWindows& windows,
+                                                  const std::array<double, 6>& branch) {
+  unsigned far = 0;
+  for (std::size_t i = 0; i < 6; i += 2) {
+    const Double2 value{branch[i], branch[i + 1]};
+    const Double2 lo{windows.lo[i], windows.lo[i + 1]};
+    const Double2 hi{windows.hi[i], windows.hi[i + 1]};
+    far |= (bitsOf(value - 2.0 * kTurn > lo) | bitsOf(value + 2.0 * kTurn < hi)) << i;
+  }
+  return far;
+}
+
+/// Orders solutions by configuration number, then by joint values, joint 1 first (the order of
+/// std::array's <, here for finite values, without its three-way comparisons).
 bool before(const RobJoint& a, const ConfData& ca, const RobJoint& b, const ConfData& cb) {
   if (ca.cfx != cb.cfx)
     return ca.cfx < cb.cfx;
-  return a.values < b.values;
+  // The first joint that differs, found two joints at a time.
+  unsigned differ = 0;
+  for (std::size_t i = 0; i < 6; i += 2) {
+    const Double2 x{a.values[i], a.values[i + 1]};
+    const Double2 y{b.values[i], b.values[i + 1]};
+    differ |= (bitsOf(x == y) ^ 3U) << i;
+  }
+  if (differ == 0)
+    return false;
+  const auto i = static_cast<std::size_t>(std::countr_zero(differ));
+  return a.values[i] < b.values[i];
 }
 
-/// Calls `use(joints)` for every turn of `branch` inside the limits. The common case, every value
-/// inside and at most one joint with one more turn, is taken directly; otherwise the turns are
-/// counted like an odometer over the joints with more than one, joint 6 turning fastest.
+/// Passed to `use` by forEachTurn for a solution that is not its previous one turned in one joint.
+constexpr std::size_t kNewBranch = 6;
+
+/// Calls `use(joints, turned)` for every turn of `branch` inside the limits, where `turned` is
+/// the one joint in which `joints` differ from those of the previous call, or kNewBranch. The
+/// common case, every value inside and at most one joint with one more turn, is taken directly;
+/// otherwise the turns are counted like an odometer over the joints with more than one, joint 6
+/// turning fastest.
 template <typename Use>
 void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
                  const std::array<double, 6>& branch, Use&& use) {
@@ -247,18 +290,21 @@ void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
   // out.
   if ((~(tests.inside | tests.below | tests.above) & kAllJoints) != 0)
     return;
-  const auto useAllowed = [&](const RobJoint& j) {
-    if (!windows.coupled || (robot.isJointAllowed(1, j.values[1], j.values[2]) &&
+  // \returns whether `j` was used.
+  const auto useAllowed = [&](const RobJoint& j, std::size_t turned) {
+    if (windows.coupled && !(robot.isJointAllowed(1, j.values[1], j.values[2]) &&
                              robot.isJointAllowed(2, j.values[2], j.values[1])))
-      use(j);
+      return false;
+    use(j, turned);
+    return true;
   };
   RobJoint j;
   j.values = branch;
   const unsigned turning = tests.below | tests.above;
-  if (tests.inside == kAllJoints && tests.far == 0 && (tests.below & tests.above) == 0 &&
-      (turning & (turning - 1)) == 0) {
+  if (tests.inside == kAllJoints && (tests.below & tests.above) == 0 &&
+      (turning & (turning - 1)) == 0 && farTurnsOf(windows, branch) == 0) {
     if (turning == 0) {
-      useAllowed(j);
+      useAllowed(j, kNewBranch);
       return;
     }
     // The two turns in ascending order, chosen by arithmetic, not by branches: the direction of
@@ -267,9 +313,9 @@ void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
     const double up = static_cast<double>((tests.above >> i) & 1U);
     const double other = branch[i] + kTurn * (2.0 * up - 1.0);
     j.values[i] = std::min(branch[i], other);
-    useAllowed(j);
+    const bool first = useAllowed(j, kNewBranch);
     j.values[i] = std::max(branch[i], other);
-    useAllowed(j);
+    useAllowed(j, first ? i : kNewBranch);
     return;
   }
 
@@ -292,7 +338,7 @@ void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
   for (std::size_t t = 0; t < turningCount; ++t)
     k[t] = turns[joints[t]].first;
   for (;;) {
-    useAllowed(j);
+    useAllowed(j, kNewBranch);
     std::size_t t = turningCount;
     for (; t > 0; --t) {
       const std::size_t i = joints[t - 1];
@@ -368,9 +414,12 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
     return IkStatus::outsideJointLimits;
   out.joints.reserve(2 * branches.count);
   out.confs.reserve(2 * branches.count);
+  ConfData label;
   for (std::size_t b = 0; b < branches.count; ++b)
-    forEachTurn(robot, windows, branches.joints[b],
-                [&](const RobJoint& j) { out.add(j, labelOf(robot, target, j)); });
+    forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j, std::size_t turned) {
+      label = turned == 5 ? labelOfTurned6(robot, target, j, label) : labelOf(robot, target, j);
+      out.add(j, label);
+    });
   sortSolutions(out);
   return out.empty() ? IkStatus::outsideJointLimits : IkStatus::found;
 }
@@ -390,7 +439,7 @@ JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint
     return result;
   double best = 0.0;
   for (std::size_t b = 0; b < branches.count; ++b)
-    forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j) {
+    forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j, std::size_t) {
       // As the list's loop measures it: a NaN difference counts as none.
       double worst = 0.0;
       for (std::size_t k = 0; k < 6; ++k)
@@ -420,7 +469,7 @@ JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
   bool anyInsideLimits = false;
   const JointWindows windows = windowsOf(robot);
   for (std::size_t b = 0; b < branches.count && !windows.empty; ++b)
-    forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j) {
+    forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j, std::size_t) {
       anyInsideLimits = true;
       const ConfData conf = labelOf(robot, solved, j);
       if (!conf.isCriticalEqual(j, target.robConf) ||
