@@ -301,8 +301,9 @@ void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
   RobJoint j;
   j.values = branch;
   const unsigned turning = tests.below | tests.above;
-  if (tests.inside == kAllJoints && (tests.below & tests.above) == 0 &&
-      (turning & (turning - 1)) == 0 && farTurnsOf(windows, branch) == 0) {
+  // The joints whose turns are the tests' −1, 0 and +1.
+  const unsigned near = tests.inside & ~farTurnsOf(windows, branch);
+  if (near == kAllJoints && (tests.below & tests.above) == 0 && (turning & (turning - 1)) == 0) {
     if (turning == 0) {
       useAllowed(j, kNewBranch);
       return;
@@ -327,9 +328,14 @@ void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
     return k == 0 ? branch[i] : branch[i] + kTurn * static_cast<double>(k);
   };
   for (std::size_t i = 0; i < 6; ++i) {
-    turns[i] = turnsOf(windows.lo[i], windows.hi[i], branch[i]);
-    if (turns[i].first > turns[i].last)
-      return;
+    if (((near >> i) & 1U) != 0) {
+      turns[i] = {-static_cast<long>((tests.below >> i) & 1U),
+                  static_cast<long>((tests.above >> i) & 1U)};
+    } else {
+      turns[i] = turnsOf(windows.lo[i], windows.hi[i], branch[i]);
+      if (turns[i].first > turns[i].last)
+        return;
+    }
     j.values[i] = turned(i, turns[i].first);
     if (turns[i].first != turns[i].last)
       joints[turningCount++] = i;
