@@ -39,7 +39,6 @@
 
 #include "ik/atan2.hpp"
 #include "ik/lanes.hpp"
-#include "zor/rob/conf_data.hpp"
 #include "zor/rob/robot_config.hpp"
 #include "zor/rob/vectors.hpp"
 

@@ -140,8 +140,7 @@ bool nearShoulderBoundary(const Target& target, const RobJoint& joints) {
   return !(std::abs(fromLabel - 90.0) * (kPi / 180.0) * target.labelRadius > kLabelMargin);
 }
 
-/// \returns ConfData::FromRobJoint(joints, robot) for a solution of `target`. The quadrants are
-/// AngleToQuadrant's: the joints lie within the windows, far inside int's range.
+/// \returns ConfData::FromRobJoint(joints, robot) for a solution of `target`.
 ConfData labelOf(const RobotConfig& robot, const Target& target, const RobJoint& joints) {
   const std::array<double, 6>& j = joints.values;
   if (nearShoulderBoundary(target, joints)) [[unlikely]]
@@ -150,8 +149,8 @@ ConfData labelOf(const RobotConfig& robot, const Target& target, const RobJoint&
   const int behind = fromLabel <= 90.0 ? 0 : 4;
   const int elbow = j[2] > target.stretchedElbow ? 0 : 2;
   const int wrist = j[4] < 0.0 ? 1 : 0;
-  return {static_cast<int>(quartersOf(j[0])), static_cast<int>(quartersOf(j[3])),
-          static_cast<int>(quartersOf(j[5])), behind + elbow + wrist};
+  return {AngleToQuadrant(j[0]), AngleToQuadrant(j[3]), AngleToQuadrant(j[5]),
+          behind + elbow + wrist};
 }
 
 /// \returns labelOf(robot, target, joints) for joints that differ from those labelled `previous`
@@ -161,7 +160,7 @@ ConfData labelOfTurned6(const RobotConfig& robot, const Target& target, const Ro
   if (nearShoulderBoundary(target, joints)) [[unlikely]]
     return ConfData::FromRobJoint(joints, robot);
   ConfData label = previous;
-  label.cf6 = static_cast<int>(quartersOf(joints.values[5]));
+  label.cf6 = AngleToQuadrant(joints.values[5]);
   return label;
 }
 

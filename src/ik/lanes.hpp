@@ -7,6 +7,7 @@
 
 #include <bit>
 #include <cmath>
+#include <cstdint>
 
 #include "zor/rob/vectors.hpp"
 
@@ -19,6 +20,14 @@ namespace zor::rob::detail {
 using Double2 = double __attribute__((vector_size(16)));
 using Bits2 = unsigned long long __attribute__((vector_size(16)));
 using Mask2 = long long __attribute__((vector_size(16)));
+
+/// \returns 1.0 when `condition` holds, 0.0 otherwise, through a mask: GCC turns a conditional
+/// 1.0 : 0.0 back into a branch, which costs more than the arithmetic it selects whenever the
+/// condition is as likely one way as the other.
+inline double oneIf(bool condition) {
+  const std::uint64_t mask = -static_cast<std::uint64_t>(condition);
+  return std::bit_cast<double>(mask & std::bit_cast<std::uint64_t>(1.0));
+}
 
 [[gnu::always_inline]] inline Double2 splat(double v) {
   return Double2{v, v};

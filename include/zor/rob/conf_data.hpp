@@ -1,6 +1,5 @@
 #pragma once
 
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <iosfwd>
@@ -14,40 +13,19 @@ namespace zor::rob {
 
 struct RobotConfig;
 
-namespace detail {
-
-/// \returns 1.0 when `condition` holds, 0.0 otherwise, through a mask: GCC turns a conditional
-/// 1.0 : 0.0 back into a branch, which costs more than the arithmetic it selects whenever the
-/// condition is as likely one way as the other.
-inline double oneIf(bool condition) {
-  const std::uint64_t mask = -static_cast<std::uint64_t>(condition);
-  return std::bit_cast<double>(mask & std::bit_cast<std::uint64_t>(1.0));
-}
-
-/// The quarter turns of a joint angle (degrees) whose truncation toward zero is its quadrant:
-/// (angle - 1e-6) / 90 for a positive angle, (angle + 1e-6) / 90 - 1 otherwise. The asymmetry
-/// about zero is intended: a negative angle of magnitude below the tolerance is still quadrant
-/// 0, -1e-6 itself is quadrant -1. The sign picks the terms by arithmetic, not by a branch: a
-/// joint's sign is as likely one way as the other.
-inline double quartersOf(double angle) {
-  constexpr double kQuadrantTolerance = 1e-6;
-  constexpr double kQuarterTurn = 90.0;
-  const double positive = oneIf(angle > 0.0);
-  // ±1e-6 exactly, so that the sum is angle ∓ 1e-6 as written above.
-  const double offset = kQuadrantTolerance - 2.0 * kQuadrantTolerance * positive;
-  return (angle + offset) / kQuarterTurn - (1.0 - positive);
-}
-
-}  // namespace detail
-
 /// \returns the quadrant (whole quarter turns) of a joint angle in degrees, with a tolerance of
 /// 1e-6: quadrant 0 spans (-1e-6, 90 + 1e-6), quadrant n >= 1 spans [90n + 1e-6, 90(n+1) + 1e-6),
 /// quadrant -n spans (-90n - 1e-6, -90(n-1) - 1e-6]. An exact multiple of 90 belongs to the
 /// quadrant nearer zero (90 -> 0, -90 -> -1, 180 -> 1, -180 -> -2). Beyond int's range the
 /// quadrant saturates; NaN gives 0. Inline: the inverse kinematics labels every solution with it.
 inline int AngleToQuadrant(double angle) {
+  constexpr double kQuadrantTolerance = 1e-6;
+  constexpr double kQuarterTurn = 90.0;
   constexpr double kIntLimit = 2147483648.0;
-  const double quarters = detail::quartersOf(angle);
+  // Truncation toward zero in both branches; the asymmetry about zero is intended: a negative
+  // angle of magnitude below the tolerance is still quadrant 0, -1e-6 itself is quadrant -1.
+  const double quarters = angle > 0 ? (angle - kQuadrantTolerance) / kQuarterTurn
+                                    : (angle + kQuadrantTolerance) / kQuarterTurn - 1.0;
   if (std::abs(quarters) < kIntLimit)
     return static_cast<int>(quarters);
   if (std::isnan(quarters))
