@@ -24,9 +24,13 @@
 // a stretched elbow yields one solution, not two a few 1e-7 rad apart.
 //
 // Speed: no angle is formed until the end. Each subproblem hands on the sine and cosine of its
-// solutions, formed from its own terms (cos(β ± γ) from A/ρ, B/ρ, c/ρ and √(1 − (c/ρ)²), the
-// direction of a turn from its dot and cross products), which the next subproblem needs instead
-// of the angle; the twenty-odd angles of a pose then come from one vectorised atan2 (atan2.hpp).
+// solutions, formed from its own terms (cos(β ± γ) and sin(β ± γ) as (A c ∓ B h, B c ± A h) / ρ²
+// with h = √(ρ² − c²), the direction of a turn from its dot and cross products), which the next
+// subproblem needs instead of the angle; the twenty-odd angles of a pose then come from one
+// vectorised atan2 (atan2.hpp). A query waits mostly on the chain of roots and divisions from
+// joint 1 to the wrist, so the code keeps them off it where it can: a root and a division that
+// do not wait on each other, a division known before the elbow, a direction left unnormalised
+// where only its angle is needed.
 //
 // Nothing here assumes the home posture of the builders: home may bend the arm anyhow, axes may
 // point either way, and the flange frame may be any frame.

@@ -5,7 +5,6 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <ostream>
 #include <stdexcept>
 
@@ -214,6 +213,11 @@ TurnRange turnsOf(double lo, double hi, double value) {
   return r;
 }
 
+/// \returns joints i and i + 1 of `values` side by side.
+[[gnu::always_inline]] inline Double2 pairAt(const std::array<double, 6>& values, std::size_t i) {
+  return Double2{values[i], values[i + 1]};
+}
+
 /// Where the values of one branch stand against the windows, joint i in bit i: inside, with a turn
 /// inside below or above (−1 or +1).
 struct TurnTests {
@@ -229,9 +233,9 @@ constexpr unsigned kAllJoints = 0x3F;
                                                     const std::array<double, 6>& branch) {
   TurnTests t;
   for (std::size_t i = 0; i < 6; i += 2) {
-    const Double2 value{branch[i], branch[i + 1]};
-    const Double2 lo{windows.lo[i], windows.lo[i + 1]};
-    const Double2 hi{windows.hi[i], windows.hi[i + 1]};
+    const Double2 value = pairAt(branch, i);
+    const Double2 lo = pairAt(windows.lo, i);
+    const Double2 hi = pairAt(windows.hi, i);
     // Combined as bits: a lane-wise & of two comparisons costs GCC a round trip through the
     // integer registers.
     t.inside |= (bitsOf(value > lo) & bitsOf(value < hi)) << i;
@@ -247,9 +251,9 @@ constexpr unsigned kAllJoints = 0x3F;
                                                   const std::array<double, 6>& branch) {
   unsigned far = 0;
   for (std::size_t i = 0; i < 6; i += 2) {
-    const Double2 value{branch[i], branch[i + 1]};
-    const Double2 lo{windows.lo[i], windows.lo[i + 1]};
-    const Double2 hi{windows.hi[i], windows.hi[i + 1]};
+    const Double2 value = pairAt(branch, i);
+    const Double2 lo = pairAt(windows.lo, i);
+    const Double2 hi = pairAt(windows.hi, i);
     far |= (bitsOf(value - 2.0 * kTurn > lo) | bitsOf(value + 2.0 * kTurn < hi)) << i;
   }
   return far;
@@ -263,9 +267,7 @@ bool before(const RobJoint& a, const ConfData& ca, const RobJoint& b, const Conf
   // The first joint that differs, found two joints at a time.
   unsigned differ = 0;
   for (std::size_t i = 0; i < 6; i += 2) {
-    const Double2 x{a.values[i], a.values[i + 1]};
-    const Double2 y{b.values[i], b.values[i + 1]};
-    differ |= (bitsOf(x == y) ^ 3U) << i;
+    differ |= (bitsOf(pairAt(a.values, i) == pairAt(b.values, i)) ^ 3U) << i;
   }
   if (differ == 0)
     return false;
@@ -359,14 +361,8 @@ void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
   }
 }
 
-/// Lists of up to this many solutions are first put in configuration-number order by counting.
-constexpr std::size_t kCountedSolutions = 64;
-
-/// Sorts the paired lists with before(). A counting pass by configuration number (0 … 7) comes
-/// first, appending the list in that order and dropping the original: the solutions of one
-/// branch share a number and come in order, so that the insertion sort after it rarely moves
-/// anything, and the order of the numbers, which is as good as random, costs no mispredicted
-/// branches.
+/// Sorts the paired lists with before(); they hold a few dozen entries at most, and the turns of
+/// one branch come in order.
 void sortSolutions(TargetConfiguration& out) {
   for (std::size_t i = 1; i < out.joints.size(); ++i)
     for (std::size_t m = i;
