@@ -3,6 +3,7 @@
 #include <cmath>
 #include <sstream>
 #include <stdexcept>
+#include <vector>
 
 #include "ik/ik_test_support.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
@@ -338,6 +339,66 @@ TEST(InverseKinematicsLimits, EveryTurnOfJointsOneFourAndSixThatTheLimitsAdmitIs
                       ? 1
                       : 0;
   EXPECT_EQ(sameBranch, turns);
+}
+
+/// \returns value + 360 k for every whole k, in ascending order, that lies strictly inside
+/// (lo, hi) and within ±18000 degrees.
+std::vector<double> turnsInside(double value, double lo, double hi) {
+  std::vector<double> inside;
+  for (int k = -60; k <= 60; ++k) {
+    const double v = value + 360.0 * k;
+    if (v > lo && v < hi && std::abs(v) < 18000.0)
+      inside.push_back(v);
+  }
+  return inside;
+}
+
+TEST(InverseKinematicsLimits, TurnsBeyondOneAndLimitsAwayFromZeroAreListed) {
+  // Joint 1 only at 370 (its value 10 lies below the limits), joints 4 and 6 at five turns each.
+  const RobotConfig arm = test::orthoArm(150, -110, 0, 450, 600, 640, 100,
+                                         test::limits(100, -100, -170, -800, -125, -1000, -170),
+                                         test::limits(460, 150, 70, 800, 125, 1000, 170), 0);
+  const RobJoint j(370, 20, 30, 30, 40, 50);
+  const Pose pose = poseOf(arm, j);
+  const TargetConfiguration all = arm.getAllJointSolutions(pose);
+  EXPECT_TRUE(allSolutionsValid(arm, all, pose));
+  const std::vector<double> joint4 = turnsInside(30, -800, 800);
+  const std::vector<double> joint6 = turnsInside(50, -1000, 1000);
+  ASSERT_EQ(joint4.size(), 5U);
+  ASSERT_EQ(joint6.size(), 5U);
+  for (const double j4 : joint4)
+    for (const double j6 : joint6)
+      EXPECT_GE(findSolution(all, RobJoint(370, 20, 30, j4, 40, j6)), 0) << j4 << " " << j6;
+  for (const RobJoint& s : all.joints)
+    EXPECT_GT(s.values[0], 100.0);
+  int sameBranch = 0;
+  for (const RobJoint& s : all.joints)
+    sameBranch += std::abs(s.values[1] - 20) < 1e-6 && std::abs(s.values[2] - 30) < 1e-6 &&
+                          std::abs(s.values[4] - 40) < 1e-6
+                      ? 1
+                      : 0;
+  EXPECT_EQ(sameBranch, 25);
+}
+
+TEST(InverseKinematicsLimits, TurnsAreListedWithinEighteenThousandDegreesOfWideLimits) {
+  const RobotConfig arm = test::orthoArm(150, -110, 0, 450, 600, 640, 100,
+                                         test::limits(-170, -100, -170, -180, -125, -1e6, -170),
+                                         test::limits(170, 150, 70, 180, 125, 1e6, 170), 0);
+  const RobJoint j(10, 20, 30, 30, 40, 50);
+  const Pose pose = poseOf(arm, j);
+  const TargetConfiguration all = arm.getAllJointSolutions(pose);
+  EXPECT_TRUE(allSolutionsValid(arm, all, pose));
+  const std::vector<double> joint6 = turnsInside(50, -1e6, 1e6);
+  ASSERT_EQ(joint6.size(), 100U);  // 50 − 50 · 360 = −17950 up to 50 + 49 · 360 = 17690
+  std::vector<double> listed;
+  for (const RobJoint& s : all.joints)
+    if (std::abs(s.values[0] - 10) < 1e-6 && std::abs(s.values[1] - 20) < 1e-6 &&
+        std::abs(s.values[2] - 30) < 1e-6 && std::abs(s.values[3] - 30) < 1e-6 &&
+        std::abs(s.values[4] - 40) < 1e-6)
+      listed.push_back(s.values[5]);
+  ASSERT_EQ(listed.size(), joint6.size());
+  for (std::size_t i = 0; i < listed.size(); ++i)
+    EXPECT_NEAR(listed[i], joint6[i], 1e-6) << i;
 }
 
 TEST(InverseKinematicsLimits, CoupledSumLimitExcludesSolutions) {
