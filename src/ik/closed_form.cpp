@@ -32,6 +32,45 @@ IkVec normalPart(const IkVec& v, const IkVec& axis) {
 
 }  // namespace
 
+// Each build inlines the whole closed form (flatten), so that all of it runs in its instruction
+// set.
+[[gnu::flatten]] void solveClosedFormBaseline(const ClosedFormArm& arm, const Mat3& r,
+                                              const IkVec& p, const FreeJoints& free,
+                                              BaseSolutions& out) {
+  solveClosedForm(arm, r, p, free, out);
+}
+
+#if defined(__x86_64__)
+[[gnu::flatten, gnu::target("avx2,fma")]] void solveClosedFormAvx2(const ClosedFormArm& arm,
+                                                                   const Mat3& r, const IkVec& p,
+                                                                   const FreeJoints& free,
+                                                                   BaseSolutions& out) {
+  solveClosedForm(arm, r, p, free, out);
+}
+
+bool processorHasAvx2() {
+  static const bool has = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+  return has;
+}
+#else
+void solveClosedFormAvx2(const ClosedFormArm& arm, const Mat3& r, const IkVec& p,
+                         const FreeJoints& free, BaseSolutions& out) {
+  solveClosedFormBaseline(arm, r, p, free, out);
+}
+
+bool processorHasAvx2() {
+  return false;
+}
+#endif
+
+void solveClosedFormForProcessor(const ClosedFormArm& arm, const Mat3& r, const IkVec& p,
+                                 const FreeJoints& free, BaseSolutions& out) {
+  if (processorHasAvx2())
+    solveClosedFormAvx2(arm, r, p, free, out);
+  else
+    solveClosedFormBaseline(arm, r, p, free, out);
+}
+
 ClosedFormArm MakeClosedFormArm(const RobotConfig& robot) {
   ClosedFormArm arm;
   for (std::size_t i = 0; i < 6; ++i)

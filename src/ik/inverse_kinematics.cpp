@@ -383,7 +383,7 @@ Target solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint*
   free.joint4 = DegToRad(seed != nullptr ? seed->values[3] : 0.0);
   if (arm.solvable) {
     BaseSolutions base;
-    solveClosedForm(arm, target.rotation, target.position, free, base);
+    solveClosedFormForProcessor(arm, target.rotation, target.position, free, base);
     // The closed form's branches never repeat one another: two joint-1 or two elbow branches
     // differ by at least 2 acos(1 - kReachTolerance) (they are one where they would come nearer),
     // and the two wrist branches by half a turn of joint 4.

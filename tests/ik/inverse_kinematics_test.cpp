@@ -315,10 +315,27 @@ TEST(InverseKinematicsLimits, NoSolutionInsideTheLimitsIsReported) {
   EXPECT_EQ(arm.findNearestJointSolution(target.pose, j).status, IkStatus::outsideJointLimits);
 }
 
+/// The default arm's geometry with other limits.
+RobotConfig defaultGeometry(const std::array<double, 7>& lo, const std::array<double, 7>& hi) {
+  return test::orthoArm(150, -110, 0, 450, 600, 640, 100, lo, hi, 0);
+}
+
+/// \returns how many solutions of `all` share joints 2, 3 and 5 with `j`: the turns of its
+/// branch.
+int onBranchOf(const TargetConfiguration& all, const RobJoint& j) {
+  int count = 0;
+  for (const RobJoint& s : all.joints)
+    count += std::abs(s.values[1] - j.values[1]) < 1e-6 &&
+                     std::abs(s.values[2] - j.values[2]) < 1e-6 &&
+                     std::abs(s.values[4] - j.values[4]) < 1e-6
+                 ? 1
+                 : 0;
+  return count;
+}
+
 TEST(InverseKinematicsLimits, EveryTurnOfJointsOneFourAndSixThatTheLimitsAdmitIsListed) {
-  const RobotConfig arm = test::orthoArm(150, -110, 0, 450, 600, 640, 100,
-                                         test::limits(-270, -100, -170, -400, -125, -360, -170),
-                                         test::limits(270, 150, 70, 400, 125, 360, 170), 0);
+  const RobotConfig arm = defaultGeometry(test::limits(-270, -100, -170, -400, -125, -360, -170),
+                                          test::limits(270, 150, 70, 400, 125, 360, 170));
   const RobJoint j(100, 20, 30, 30, 40, 50);
   const Pose pose = poseOf(arm, j);
   const TargetConfiguration all = arm.getAllJointSolutions(pose);
@@ -332,13 +349,7 @@ TEST(InverseKinematicsLimits, EveryTurnOfJointsOneFourAndSixThatTheLimitsAdmitIs
             << j1 << " " << j4 << " " << j6;
         ++turns;
       }
-  int sameBranch = 0;
-  for (const RobJoint& s : all.joints)
-    sameBranch += std::abs(s.values[1] - 20) < 1e-6 && std::abs(s.values[2] - 30) < 1e-6 &&
-                          std::abs(s.values[4] - 40) < 1e-6
-                      ? 1
-                      : 0;
-  EXPECT_EQ(sameBranch, turns);
+  EXPECT_EQ(onBranchOf(all, j), turns);
 }
 
 /// \returns value + 360 k for every whole k, in ascending order, that lies strictly inside
@@ -355,9 +366,8 @@ std::vector<double> turnsInside(double value, double lo, double hi) {
 
 TEST(InverseKinematicsLimits, TurnsBeyondOneAndLimitsAwayFromZeroAreListed) {
   // Joint 1 only at 370 (its value 10 lies below the limits), joints 4 and 6 at five turns each.
-  const RobotConfig arm = test::orthoArm(150, -110, 0, 450, 600, 640, 100,
-                                         test::limits(100, -100, -170, -800, -125, -1000, -170),
-                                         test::limits(460, 150, 70, 800, 125, 1000, 170), 0);
+  const RobotConfig arm = defaultGeometry(test::limits(100, -100, -170, -800, -125, -1000, -170),
+                                          test::limits(460, 150, 70, 800, 125, 1000, 170));
   const RobJoint j(370, 20, 30, 30, 40, 50);
   const Pose pose = poseOf(arm, j);
   const TargetConfiguration all = arm.getAllJointSolutions(pose);
@@ -371,19 +381,12 @@ TEST(InverseKinematicsLimits, TurnsBeyondOneAndLimitsAwayFromZeroAreListed) {
       EXPECT_GE(findSolution(all, RobJoint(370, 20, 30, j4, 40, j6)), 0) << j4 << " " << j6;
   for (const RobJoint& s : all.joints)
     EXPECT_GT(s.values[0], 100.0);
-  int sameBranch = 0;
-  for (const RobJoint& s : all.joints)
-    sameBranch += std::abs(s.values[1] - 20) < 1e-6 && std::abs(s.values[2] - 30) < 1e-6 &&
-                          std::abs(s.values[4] - 40) < 1e-6
-                      ? 1
-                      : 0;
-  EXPECT_EQ(sameBranch, 25);
+  EXPECT_EQ(onBranchOf(all, j), 25);
 }
 
 TEST(InverseKinematicsLimits, TurnsAreListedWithinEighteenThousandDegreesOfWideLimits) {
-  const RobotConfig arm = test::orthoArm(150, -110, 0, 450, 600, 640, 100,
-                                         test::limits(-170, -100, -170, -180, -125, -1e6, -170),
-                                         test::limits(170, 150, 70, 180, 125, 1e6, 170), 0);
+  const RobotConfig arm = defaultGeometry(test::limits(-170, -100, -170, -180, -125, -1e6, -170),
+                                          test::limits(170, 150, 70, 180, 125, 1e6, 170));
   const RobJoint j(10, 20, 30, 30, 40, 50);
   const Pose pose = poseOf(arm, j);
   const TargetConfiguration all = arm.getAllJointSolutions(pose);
