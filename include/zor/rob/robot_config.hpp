@@ -177,7 +177,9 @@ struct ZORROB_API RobotConfig {
   // - wrist centre on the axis of joint 2 (equal upper arm and forearm folded): joint 2 keeps the
   //   seed's (or home) value.
   // Branches that coincide (a stretched or folded elbow, the two wrists at joint 5 = 0) are
-  // listed once: joints within 1e-7 degrees modulo a turn count as one.
+  // listed once: joints within 1e-7 degrees modulo a turn count as one. On x86-64 processors
+  // with AVX2 and FMA the closed form runs a build for those instructions, whose results may
+  // differ from other processors' in the last bits.
   //
   // Every other arm: damped least squares on the flange's geometric Jacobian, converged to
   // 1e-10 mm and 1e-12 rad, from the seed (when given) and one seed per configuration (joint 1
