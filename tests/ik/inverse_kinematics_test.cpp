@@ -195,6 +195,31 @@ TEST(InverseKinematicsShoulder, WristCentreOnAxisOneKeepsTheHomeJointOneWithoutA
     EXPECT_TRUE(std::abs(s.values[0]) < 1e-9 || std::abs(std::abs(s.values[0]) - 180) < 1e-9);
 }
 
+TEST(InverseKinematicsShoulder, LabelsAtTheBoundaryBetweenFrontAndBehindAreFromRobJoints) {
+  // The shoulder arm's geometry with a lateral offset of 120 mm: at j2 = 20, j3 = −130 the wrist
+  // centre stands 120 mm beside the axis of joint 1, a quarter turn from joint 1 exactly (up to
+  // rounding), where the shoulder bit changes. Turning joint 2 up moves the wrist centre ahead.
+  const RobotConfig arm = test::orthoArm(0, 0, 120, 400, 500, 500, 80,
+                                         test::limits(-170, -100, -170, -190, -125, -360, -170),
+                                         test::limits(170, 150, 70, 190, 125, 360, 170), 0);
+  const RobJoint ahead(30, 20 + 1e-5, -130, 10, 40, 20);
+  const RobJoint behind(30, 20 - 1e-5, -130, 10, 40, 20);
+  ASSERT_EQ(ConfData::FromRobJoint(ahead, arm).cfx & 4, 0);
+  ASSERT_EQ(ConfData::FromRobJoint(behind, arm).cfx & 4, 4);
+  std::vector<double> steps{20 - 1e-5, 20 - 1e-9, 20 + 1e-9, 20 + 1e-5};
+  // Within rounding of the boundary the side read from the target and the side read from a
+  // solution's own flange pose can differ.
+  for (int k = -100; k <= 100; ++k)
+    steps.push_back(20 + k * 4e-15);  // about one ulp of 20 apart
+  for (const double j2 : steps) {
+    const RobJoint j(30, j2, -130, 10, 40, 20);
+    const Pose pose = poseOf(arm, j);
+    const TargetConfiguration all = arm.getAllJointSolutions(pose);
+    EXPECT_TRUE(allSolutionsValid(arm, all, pose)) << j2;
+    EXPECT_GE(findSolution(all, j), 0) << j2;
+  }
+}
+
 // ---- The elbow ----
 
 TEST(InverseKinematicsElbow, StretchedElbowIsListedOnce) {
