@@ -4,7 +4,7 @@
 //
 // Implementation notes. The closed form of one pose ends in about twenty independent angles;
 // through the C library's atan2 they took most of its time. Here they are evaluated two at a time
-// in the vector registers (lanes.hpp), without branches:
+// in the vector registers (lanes.hpp), or four at a time in code built for AVX, without branches:
 // - Octant: with a = |y| and b = |x|, the angle of (a, b) is atan(n / d) for n = min(a, b) and
 //   d = max(a, b), or π/2 minus it when a > b; x < 0 turns it into π minus it, and the sign of y
 //   signs the result, exactly as atan2 does (for ±0 as well).
@@ -40,46 +40,58 @@ inline constexpr std::array<double, 4> kCentreTangent{0.198912367379658, 0.41421
 inline constexpr std::array<double, 4> kCentreAngle{kPi / 16.0, kPi / 8.0, 3.0 * kPi / 16.0,
                                                     kPi / 4.0};
 
-/// atan2(y, x) of both lanes, all finite. Always inlined: as a call, its vectors would pass
+/// `v` in every lane of V.
+template <typename V>
+[[gnu::always_inline]] inline V broadcast(double v) {
+  return V{} + v;
+}
+
+/// atan2(y, x) of every lane, all finite. Always inlined: as a call, its vectors would pass
 /// through memory. Only double comparisons and bitwise operations on the sign bits are used:
 /// 64-bit integer comparisons would leave the vector registers on SSE2.
-[[gnu::always_inline]] inline Double2 atan2Pair(Double2 y, Double2 x) {
-  const Bits2 signY = std::bit_cast<Bits2>(y) & kSignBit;
-  const Bits2 signX = std::bit_cast<Bits2>(x) & kSignBit;
-  const Double2 a = std::bit_cast<Double2>(std::bit_cast<Bits2>(y) & ~kSignBit);
-  const Double2 b = std::bit_cast<Double2>(std::bit_cast<Bits2>(x) & ~kSignBit);
-  const Mask2 steep = a > b;
-  const Double2 n = select(steep, b, a);
-  Double2 d = select(steep, a, b);
-  d = select(d == 0.0, Double2{1.0, 1.0}, d);  // (0, 0): n = 0, angle 0
+template <std::size_t N>
+[[gnu::always_inline]] inline typename Lanes<N>::Double atan2Lanes(typename Lanes<N>::Double y,
+                                                                   typename Lanes<N>::Double x) {
+  using V = typename Lanes<N>::Double;
+  using B = typename Lanes<N>::Bits;
+  using M = typename Lanes<N>::Mask;
+  const B signY = std::bit_cast<B>(y) & kSignBit;
+  const B signX = std::bit_cast<B>(x) & kSignBit;
+  const V a = std::bit_cast<V>(std::bit_cast<B>(y) & ~kSignBit);
+  const V b = std::bit_cast<V>(std::bit_cast<B>(x) & ~kSignBit);
+  const M steep = a > b;
+  const V n = select(steep, b, a);
+  V d = select(steep, a, b);
+  d = select(d == 0.0, broadcast<V>(1.0), d);  // (0, 0): n = 0, angle 0
 
-  Double2 tangent{0.0, 0.0};
-  Double2 centre{0.0, 0.0};
+  V tangent = broadcast<V>(0.0);
+  V centre = broadcast<V>(0.0);
 #pragma GCC unroll 4
   for (std::size_t j = 0; j < 4; ++j) {
-    const Mask2 beyond = n > d * kSectorBound[j];
-    tangent = select(beyond, Double2{kCentreTangent[j], kCentreTangent[j]}, tangent);
-    centre = select(beyond, Double2{kCentreAngle[j], kCentreAngle[j]}, centre);
+    const M beyond = n > d * kSectorBound[j];
+    tangent = select(beyond, broadcast<V>(kCentreTangent[j]), tangent);
+    centre = select(beyond, broadcast<V>(kCentreAngle[j]), centre);
   }
-  const Double2 u = (n - d * tangent) / (d + n * tangent);
-  const Double2 z = u * u;
-  const Double2 z2 = z * z;
-  const Double2 z4 = z2 * z2;
+  const V u = (n - d * tangent) / (d + n * tangent);
+  const V z = u * u;
+  const V z2 = z * z;
+  const V z4 = z2 * z2;
   // atan u = u (1 − z/3 + z²/5 − … − z⁷/15).
-  const Double2 poly = ((-1.0 / 3.0 + z * (1.0 / 5.0)) + z2 * (-1.0 / 7.0 + z * (1.0 / 9.0))) +
-                       z4 * ((-1.0 / 11.0 + z * (1.0 / 13.0)) + z2 * (-1.0 / 15.0));
-  Double2 angle = centre + (u + u * z * poly);
+  const V poly = ((-1.0 / 3.0 + z * (1.0 / 5.0)) + z2 * (-1.0 / 7.0 + z * (1.0 / 9.0))) +
+                 z4 * ((-1.0 / 11.0 + z * (1.0 / 13.0)) + z2 * (-1.0 / 15.0));
+  V angle = centre + (u + u * z * poly);
   angle = select(steep, kPi / 2.0 - angle, angle);
   // x < 0 (−0 included): π − angle, as π/2 (1 − s) + s · angle with s = ±1 the sign of x.
-  const Double2 s = std::bit_cast<Double2>(std::bit_cast<Bits2>(Double2{1.0, 1.0}) | signX);
-  angle = (kPi / 2.0) * (1.0 - s) + std::bit_cast<Double2>(std::bit_cast<Bits2>(angle) ^ signX);
-  return std::bit_cast<Double2>(std::bit_cast<Bits2>(angle) | signY);
+  const V s = std::bit_cast<V>(std::bit_cast<B>(broadcast<V>(1.0)) | signX);
+  angle = (kPi / 2.0) * (1.0 - s) + std::bit_cast<V>(std::bit_cast<B>(angle) ^ signX);
+  return std::bit_cast<V>(std::bit_cast<B>(angle) | signY);
 }
 
 /// Hides the value of `v` from the optimiser. GCC 12 at -O3 stops with an internal error when it
-/// folds the lane selections of atan2Pair for inputs known at compile time; real inputs are not,
+/// folds the lane selections of atan2Lanes for inputs known at compile time; real inputs are not,
 /// so this costs nothing.
-[[gnu::always_inline]] inline void opaque(Double2& v) {
+template <typename V>
+[[gnu::always_inline]] inline void opaque(V& v) {
 #if defined(__x86_64__)
   asm("" : "+x"(v));
 #elif defined(__aarch64__)
@@ -89,25 +101,29 @@ inline constexpr std::array<double, 4> kCentreAngle{kPi / 16.0, kPi / 8.0, 3.0 *
 
 }  // namespace atan2_impl
 
-/// Sets out[i] = atan2(y[i], x[i]) (radians), i = 0 … N − 1. Always inlined, so that the inputs
-/// and results stay in registers.
-template <std::size_t N>
+/// Sets out[i] = atan2(y[i], x[i]) (radians), i = 0 … N − 1, `Lanes` at a time: 2, or 4 in code
+/// built for AVX. Always inlined, so that the inputs and results stay in registers.
+template <std::size_t Lanes = 2, std::size_t N>
 [[gnu::always_inline]] inline void atan2s(const std::array<double, N>& y,
                                           const std::array<double, N>& x,
                                           std::array<double, N>& out) {
+  using V = typename detail::Lanes<Lanes>::Double;
   // Zero times every input: NaN at the end exactly when some input is infinite or NaN.
-  Double2 zeros{0.0, 0.0};
-  for (std::size_t i = 0; i < N; i += 2) {
-    const bool pair = i + 1 < N;
-    Double2 yi{y[i], pair ? y[i + 1] : 0.0};
-    Double2 xi{x[i], pair ? x[i + 1] : 1.0};
+  V zeros{};
+  for (std::size_t i = 0; i < N; i += Lanes) {
+    // Lanes past the end take (0, 1).
+    V yi{};
+    V xi = atan2_impl::broadcast<V>(1.0);
+    for (std::size_t l = 0; l < Lanes && i + l < N; ++l) {
+      yi[l] = y[i + l];
+      xi[l] = x[i + l];
+    }
     atan2_impl::opaque(yi);
     atan2_impl::opaque(xi);
     zeros += yi * 0.0 + xi * 0.0;
-    const Double2 r = atan2_impl::atan2Pair(yi, xi);
-    out[i] = r[0];
-    if (pair)
-      out[i + 1] = r[1];
+    const V r = atan2_impl::atan2Lanes<Lanes>(yi, xi);
+    for (std::size_t l = 0; l < Lanes && i + l < N; ++l)
+      out[i + l] = r[l];
   }
   if (any(zeros != zeros)) [[unlikely]] {
     for (std::size_t i = 0; i < N; ++i)

@@ -1,3 +1,8 @@
+// The AVX2 build below runs its atan2 on four-double vectors, inlined throughout. GCC warns that
+// such vectors would change the calling convention of the (never emitted) inline helpers that
+// take them outside AVX code; no call with them crosses a function boundary.
+#pragma GCC diagnostic ignored "-Wpsabi"
+
 #include "ik/closed_form.hpp"
 
 #include <algorithm>
@@ -45,7 +50,7 @@ IkVec normalPart(const IkVec& v, const IkVec& axis) {
                                                                    const Mat3& r, const IkVec& p,
                                                                    const FreeJoints& free,
                                                                    BaseSolutions& out) {
-  solveClosedForm(arm, r, p, free, out);
+  solveClosedForm<4>(arm, r, p, free, out);
 }
 
 bool processorHasAvx2() {

@@ -3,10 +3,12 @@
 // Two doubles in one vector register, and 3-vectors of them, for the closed-form inverse
 // kinematics: its two joint-1 branches run side by side, one per lane. GCC/Clang vector
 // extensions compile these to the SSE2 (x86-64) or NEON (AArch64) instructions every such
-// processor has, with no instruction-set flags.
+// processor has, with no instruction-set flags. Four doubles (Double4) are for code built for
+// AVX alone; elsewhere they would pass through memory.
 
 #include <bit>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 
 #include "zor/rob/vectors.hpp"
@@ -20,6 +22,25 @@ namespace zor::rob::detail {
 using Double2 = double __attribute__((vector_size(16)));
 using Bits2 = unsigned long long __attribute__((vector_size(16)));
 using Mask2 = long long __attribute__((vector_size(16)));
+using Double4 = double __attribute__((vector_size(32)));
+using Bits4 = unsigned long long __attribute__((vector_size(32)));
+using Mask4 = long long __attribute__((vector_size(32)));
+
+/// The vector types of N lanes: Double, its bits, and the mask of a comparison.
+template <std::size_t N>
+struct Lanes;
+template <>
+struct Lanes<2> {
+  using Double = Double2;
+  using Bits = Bits2;
+  using Mask = Mask2;
+};
+template <>
+struct Lanes<4> {
+  using Double = Double4;
+  using Bits = Bits4;
+  using Mask = Mask4;
+};
 
 /// \returns 1.0 when `condition` holds, 0.0 otherwise, through a mask: GCC turns a conditional
 /// 1.0 : 0.0 back into a branch, which costs more than the arithmetic it selects whenever the
@@ -33,15 +54,21 @@ inline double oneIf(bool condition) {
   return Double2{v, v};
 }
 
-/// `mask` ? a : b, lane by lane, for a mask of all-ones or all-zeros lanes.
-[[gnu::always_inline]] inline Double2 select(Mask2 mask, Double2 a, Double2 b) {
-  const Bits2 m = std::bit_cast<Bits2>(mask);
-  return std::bit_cast<Double2>((std::bit_cast<Bits2>(a) & m) | (std::bit_cast<Bits2>(b) & ~m));
+/// `mask` ? a : b, lane by lane, for a mask of all-ones or all-zeros lanes. The vector
+/// conditional, not the same through bit operations: GCC then knows a mask and emits one blend
+/// where the processor has it (the AVX build), and no worse than the bit operations elsewhere.
+template <typename Mask, typename Double>
+[[gnu::always_inline]] inline Double select(Mask mask, Double a, Double b) {
+  return mask ? a : b;
 }
 
 /// \returns true when some lane of `mask` is set.
-[[gnu::always_inline]] inline bool any(Mask2 mask) {
-  return (mask[0] | mask[1]) != 0;
+template <typename Mask>
+[[gnu::always_inline]] inline bool any(Mask mask) {
+  auto set = mask[0];
+  for (std::size_t i = 1; i < sizeof(Mask) / sizeof(set); ++i)
+    set |= mask[i];
+  return set != 0;
 }
 
 /// \returns the lanes of `mask` as bits: lane 0 in bit 0, lane 1 in bit 1.
