@@ -1,8 +1,3 @@
-// The AVX2 build below runs its atan2 on four-double vectors, inlined throughout. GCC warns that
-// such vectors would change the calling convention of the (never emitted) inline helpers that
-// take them outside AVX code; no call with them crosses a function boundary.
-#pragma GCC diagnostic ignored "-Wpsabi"
-
 #include "ik/closed_form.hpp"
 
 #include <algorithm>
@@ -121,6 +116,7 @@ ClosedFormArm MakeClosedFormArm(const RobotConfig& robot) {
   arm.linkSine = arm.upperArm.dot(k[1].cross(arm.forearm));
   arm.linkProduct = upper * fore;
   arm.linkSquares = upper * upper + fore * fore;
+  arm.linkAngle = std::atan2(arm.linkSine, arm.linkCosine);
   arm.forearmNormal = k[1].cross(arm.forearm);
   arm.axis3Sign = k[1].dot(k[2]) > 0.0 ? 1.0 : -1.0;
   const CosSin wristZero{k[5].dot(k[3]), k[4].dot(k[5].cross(k[3]))};

@@ -130,6 +130,7 @@ struct ClosedFormArm {
   double linkSine{0.0};     ///< a·(k2 × b).
   double linkProduct{0.0};  ///< |a| |b| = √((a·b)² + (a·(k2 × b))²).
   double linkSquares{0.0};  ///< |a|² + |b|².
+  double linkAngle{0.0};    ///< atan2(a·(k2 × b), a·b) (radians): the elbow angle is this ± γ.
   IkVec forearmNormal{};    ///< k2 × b.
   double axis3Sign{1.0};    ///< k3·k2: ±1.
   // The wrist.
@@ -169,13 +170,14 @@ inline constexpr double kAxisDistanceTolerance = 1e-10;
 /// joint 4 is free; the pose then moves by at most about this angle (radians).
 inline constexpr double kWristSingularSine = 1e-13;
 
-/// The directions of the angles β ± γ, where (A, B) = ρ (cos β, sin β) and cos γ = c / ρ, into
-/// `out` (one when they coincide); \returns how many: 0 when |c| > ρ (1 + kReachTolerance). With
-/// a positive `seedSpread` (radians) it seeds instead: always two, γ clamped into
+/// The directions of the angles β + γ and β − γ, where (A, B) = ρ (cos β, sin β) and
+/// cos γ = c / ρ, into `out` (one when they coincide), and the direction of γ within [0, π], of
+/// any length, into `offset`; \returns how many: 0 when |c| > ρ (1 + kReachTolerance). With a
+/// positive `seedSpread` (radians) it seeds instead: always two, γ clamped into
 /// [seedSpread, π − seedSpread], so that a pose just beyond the reach of a nearby arm still seeds
 /// both branches of the true one.
 inline std::size_t solveCosSin(double a, double b, double c, double rho, std::array<CosSin, 2>& out,
-                               double seedSpread = 0.0) {
+                               CosSin& offset, double seedSpread = 0.0) {
   const double ratio = c / rho;
   double cosOffset = ratio;
   std::size_t count = 2;
@@ -201,9 +203,11 @@ inline std::size_t solveCosSin(double a, double b, double c, double rho, std::ar
     const double inverse = 1.0 / rr;
     out[0] = {(a * c - b * h) * inverse, (b * c + a * h) * inverse};
     out[1] = {(a * c + b * h) * inverse, (b * c - a * h) * inverse};
+    offset = {c, h};
     return count;
   }
   const double sinOffset = std::sqrt((1.0 - cosOffset) * (1.0 + cosOffset));
+  offset = {cosOffset, sinOffset};
   const CosSin base = rho > 0.0 ? CosSin{a / rho, b / rho} : CosSin{};
   out[0] = {base.c * cosOffset - base.s * sinOffset, base.s * cosOffset + base.c * sinOffset};
   out[1] = {base.c * cosOffset + base.s * sinOffset, base.s * cosOffset - base.c * sinOffset};
@@ -211,17 +215,18 @@ inline std::size_t solveCosSin(double a, double b, double c, double rho, std::ar
 }
 
 /// The angles of one pose's closed form as (y, x) pairs of atan2, evaluated all at once: joint 1
-/// (two), then per arm branch b = 2 · (elbow branch) + (joint-1 branch): the elbow angle φ,
-/// joint 2, the wrist angle α, joint 4 and joint 6 of its first wrist branch. The two joint-1
-/// branches of one elbow branch sit side by side, as they are computed.
+/// and the elbow offset γ (two each, one per joint-1 branch), then per arm branch
+/// b = 2 · (elbow branch) + (joint-1 branch): joint 2, the wrist angle α, joint 4 and joint 6 of
+/// its first wrist branch. The two joint-1 branches of one elbow branch sit side by side, as they
+/// are computed.
 struct ClosedFormAngles {
   static constexpr std::size_t kJoint1 = 0;
-  static constexpr std::size_t kElbow = 2;
-  static constexpr std::size_t kJoint2 = 6;
-  static constexpr std::size_t kWrist = 10;
-  static constexpr std::size_t kJoint4 = 14;
-  static constexpr std::size_t kJoint6 = 18;
-  static constexpr std::size_t kCount = 22;
+  static constexpr std::size_t kElbowOffset = 2;
+  static constexpr std::size_t kJoint2 = 4;
+  static constexpr std::size_t kWrist = 8;
+  static constexpr std::size_t kJoint4 = 12;
+  static constexpr std::size_t kJoint6 = 16;
+  static constexpr std::size_t kCount = 20;
 
   // Left uninitialised: solveClosedForm sets every slot before the atan2.
   std::array<double, kCount> y;
@@ -300,7 +305,8 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
       joint1[i1] = {std::cos(freeJoint1[i1]), std::sin(freeJoint1[i1])};
     n1 = 2;
   } else {
-    n1 = solveCosSin(a1, b1, c1, rho1, joint1, seedSpread);
+    CosSin unused;
+    n1 = solveCosSin(a1, b1, c1, rho1, joint1, unused, seedSpread);
   }
   if (n1 == 0)
     return;
@@ -318,10 +324,16 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
   const Vec3x2 t = back - kk2 * kk2.dot(back);
   const Double2 tt = t.squaredNorm();
   std::array<std::array<CosSin, 2>, 2> elbow{};
+  std::array<CosSin, 2> elbowOffset{};
   std::array<std::size_t, 2> n3{};
   for (std::size_t i1 = 0; i1 < n1; ++i1)
     n3[i1] = solveCosSin(arm.linkCosine, arm.linkSine, 0.5 * (tt[i1] - arm.linkSquares),
-                         arm.linkProduct, elbow[i1], seedSpread);
+                         arm.linkProduct, elbow[i1], elbowOffset[i1], seedSpread);
+  // The elbow angles are β ± γ for the constant β = arm.linkAngle: one atan2 per joint-1 branch.
+  angles.set(
+      Slot::kElbowOffset,
+      {Double2{elbowOffset[0].c, elbowOffset[1].c}, Double2{elbowOffset[0].s, elbowOffset[1].s}},
+      joint1Valid & Mask2{n3[0] > 0 ? -1 : 0, n3[1] > 0 ? -1 : 0});
   // The wrist axes turned back by joint 1.
   const Vec3x2 back6 = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(r * arm.axis6InFlange));
   const Vec3x2 back5 = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(r * arm.axis5InFlange));
@@ -339,14 +351,12 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
   for (std::size_t i3 = 0; i3 < 2; ++i3) {
     const Mask2 valid = joint1Valid & Mask2{n3[0] > i3 ? -1 : 0, n3[1] > i3 ? -1 : 0};
     if (!any(valid)) {
-      for (const std::size_t slot :
-           {Slot::kElbow, Slot::kJoint2, Slot::kWrist, Slot::kJoint4, Slot::kJoint6})
+      for (const std::size_t slot : {Slot::kJoint2, Slot::kWrist, Slot::kJoint4, Slot::kJoint6})
         angles.set(slot + 2 * i3, CosSin2{}, valid);
       continue;
     }
     const CosSin2 phi{Double2{elbow[0][i3].c, elbow[1][i3].c},
                       Double2{elbow[0][i3].s, elbow[1][i3].s}};
-    angles.set(Slot::kElbow + 2 * i3, phi, valid);
     // Joint 2: the turn about k2 from the reach of the two links to t; both lie normal to k2.
     const Vec3x2 reach = Vec3x2::splat(arm.upperArm) + Vec3x2::splat(arm.forearm) * phi.c +
                          Vec3x2::splat(arm.forearmNormal) * phi.s;
@@ -400,12 +410,22 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
 
   std::array<double, Slot::kCount> theta;
   atan2s<AtanLanes>(angles.y, angles.x, theta);
+  // Joint 3 per arm branch: ± (β + γ) and ± (β − γ), wrapped into (−π, π].
+  constexpr double pi = 3.141592653589793;
+  std::array<Double2, 2> joint3;
+  const Double2 gamma{theta[Slot::kElbowOffset], theta[Slot::kElbowOffset + 1]};
+  for (std::size_t i3 = 0; i3 < 2; ++i3) {
+    const Double2 phi = arm.linkAngle + (i3 == 0 ? gamma : -gamma);
+    const Double2 wrapped =
+        select(phi > pi, phi - 2.0 * pi, select(phi <= -pi, phi + 2.0 * pi, phi));
+    joint3[i3] = arm.axis3Sign * wrapped;
+  }
   for (std::size_t i1 = 0; i1 < n1; ++i1) {
     const double theta1 = shoulderSingular ? freeJoint1[i1] : theta[Slot::kJoint1 + i1];
     for (std::size_t i3 = 0; i3 < n3[i1]; ++i3) {
       const std::size_t b = 2 * i3 + i1;
       const double theta2 = onAxis2[i1] != 0 ? free.joint2 : theta[Slot::kJoint2 + b];
-      const double theta3 = arm.axis3Sign * theta[Slot::kElbow + b];
+      const double theta3 = joint3[i3][i1];
       const double theta6 = theta[Slot::kJoint6 + b];
       if (wristSingular[i3][i1] != 0) {
         out.solutions[out.count++] = {

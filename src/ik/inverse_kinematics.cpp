@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <ostream>
 #include <stdexcept>
 
@@ -54,15 +55,23 @@ struct CachedArm {
   bool filled{false};
 };
 
+/// \returns whether `a` and `b` hold the same bits: a few wide comparisons instead of one per
+/// double, on every query. Values that compare equal with other bits (−0 and 0) merely rebuild
+/// the arm.
+template <typename T>
+bool sameBits(const T& a, const T& b) {
+  return std::memcmp(&a, &b, sizeof(T)) == 0;
+}
+
 const ClosedFormArm& closedFormArmOf(const RobotConfig& robot) {
+  static_assert(sizeof(robot.jointAxes) == 18 * sizeof(double) &&
+                    sizeof(robot.jointPoints) == 18 * sizeof(double) &&
+                    sizeof(robot.flangeHome) == 7 * sizeof(double),
+                "compared bit by bit: doubles only, no padding");
   thread_local CachedArm cache;
-  if (!cache.filled || !(cache.jointAxes == robot.jointAxes) ||
-      !(cache.jointPoints == robot.jointPoints) ||
-      !(cache.flangeHome.rotation.x == robot.flangeHome.rotation.x &&
-        cache.flangeHome.rotation.y == robot.flangeHome.rotation.y &&
-        cache.flangeHome.rotation.z == robot.flangeHome.rotation.z &&
-        cache.flangeHome.rotation.w == robot.flangeHome.rotation.w &&
-        cache.flangeHome.translation == robot.flangeHome.translation)) {
+  if (!cache.filled || !sameBits(cache.jointAxes, robot.jointAxes) ||
+      !sameBits(cache.jointPoints, robot.jointPoints) ||
+      !sameBits(cache.flangeHome, robot.flangeHome)) {
     cache.arm = MakeClosedFormArm(robot);
     cache.jointAxes = robot.jointAxes;
     cache.jointPoints = robot.jointPoints;

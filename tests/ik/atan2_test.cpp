@@ -1,8 +1,3 @@
-// The four-lane atan2 is built here for AVX2 (atan2sAvx2 below), with four-double vectors passed
-// between inline helpers; GCC warns that they would change the calling convention of such helpers
-// outside AVX code, where none is called.
-#pragma GCC diagnostic ignored "-Wpsabi"
-
 #include "ik/atan2.hpp"
 
 #include <gtest/gtest.h>

@@ -50,7 +50,20 @@ void expectReproduced(const RobotConfig& arm, const RobJoint& joints, const Base
   }
 }
 
-TEST(ClosedFormBuilds, BaselineBuildReproducesEveryPose) {
+/// Checks that joints 1 to 4 and 6 of every solution of `s` lie within [−π, π], joint 5 within a
+/// half turn of θ0 (the two wrist branches are θ0 ± α): the turns of the list start from there.
+void expectWithinHalfTurn(const detail::ClosedFormArm& closedForm, const RobJoint& joints,
+                          const BaseSolutions& s) {
+  constexpr double pi = std::numbers::pi;
+  for (std::size_t k = 0; k < s.count; ++k)
+    for (std::size_t i = 0; i < 6; ++i) {
+      const double centre = i == 4 ? closedForm.wristZero : 0.0;
+      EXPECT_LE(std::abs(s.solutions[k][i] - centre), pi)
+          << joints.toString() << " solution " << k << " joint " << i;
+    }
+}
+
+TEST(ClosedFormBuilds, BaselineBuildReproducesEveryPoseWithJointsWithinAHalfTurn) {
   test::Random random;
   for (const test::NamedArm& named : test::orthoParallelArms()) {
     const detail::ClosedFormArm closedForm = detail::MakeClosedFormArm(named.arm);
@@ -61,6 +74,7 @@ TEST(ClosedFormBuilds, BaselineBuildReproducesEveryPose) {
           solveFor(named.arm, closedForm, joints, detail::solveClosedFormBaseline);
       EXPECT_GE(s.count, 1U) << named.name << " " << joints.toString();
       expectReproduced(named.arm, joints, s);
+      expectWithinHalfTurn(closedForm, joints, s);
     }
   }
 }
@@ -98,6 +112,7 @@ TEST(ClosedFormBuilds, Avx2BuildAgreesWithTheBaselineWithinRounding) {
         }
       }
       expectReproduced(named.arm, joints, avx2);
+      expectWithinHalfTurn(closedForm, joints, avx2);
     }
   }
 }
