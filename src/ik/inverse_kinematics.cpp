@@ -174,9 +174,13 @@ ConfData labelOfTurned6(const RobotConfig& robot, const Target& target, const Ro
 
 /// The open interval of each joint that isJointAllowed's final test admits: the limits widened by
 /// the limit tolerance, cut to ±kWidestLimit; `empty` when some interval is (or a limit is NaN).
+/// Within the narrower interval (nearLo, nearHi) a value has no turn beyond ±1 inside: there
+/// v − 720 < lo and v + 720 > hi (each bound rounded either way keeps that true).
 struct JointWindows {
   std::array<double, 6> lo{};
   std::array<double, 6> hi{};
+  std::array<double, 6> nearLo{};  ///< max(lo, hi − 720).
+  std::array<double, 6> nearHi{};  ///< min(hi, lo + 720).
   bool empty{false};
   bool coupled{false};  ///< The limit of joints 2 + 3 applies as well.
 };
@@ -187,6 +191,8 @@ JointWindows windowsOf(const RobotConfig& robot) {
   for (std::size_t i = 0; i < 6; ++i) {
     w.lo[i] = std::max(robot.jointMin[i] - tol, -kWidestLimit);
     w.hi[i] = std::min(robot.jointMax[i] + tol, kWidestLimit);
+    w.nearLo[i] = std::max(w.lo[i], w.hi[i] - 2.0 * kTurn);
+    w.nearHi[i] = std::min(w.hi[i], w.lo[i] + 2.0 * kTurn);
     w.empty = w.empty || !(w.lo[i] < w.hi[i]);
   }
   w.coupled = robot.jointCoupling == 1;
@@ -227,12 +233,12 @@ TurnRange turnsOf(double lo, double hi, double value) {
   return Double2{values[i], values[i + 1]};
 }
 
-/// Where the values of one branch stand against the windows, joint i in bit i: inside, with a turn
-/// inside below or above (−1 or +1).
+/// Where the values of one branch stand against the windows, joint i in bit i: inside with no turn
+/// beyond ±1 inside, with a turn inside below or above (−1 or +1).
 struct TurnTests {
-  unsigned inside{0};  ///< lo < v < hi.
-  unsigned below{0};   ///< lo < v − 360.
-  unsigned above{0};   ///< v + 360 < hi.
+  unsigned near{0};   ///< nearLo < v < nearHi.
+  unsigned below{0};  ///< lo < v − 360.
+  unsigned above{0};  ///< v + 360 < hi.
 };
 
 constexpr unsigned kAllJoints = 0x3F;
@@ -243,29 +249,15 @@ constexpr unsigned kAllJoints = 0x3F;
   TurnTests t;
   for (std::size_t i = 0; i < 6; i += 2) {
     const Double2 value = pairAt(branch, i);
-    const Double2 lo = pairAt(windows.lo, i);
-    const Double2 hi = pairAt(windows.hi, i);
     // Combined as bits: a lane-wise & of two comparisons costs GCC a round trip through the
     // integer registers.
-    t.inside |= (bitsOf(value > lo) & bitsOf(value < hi)) << i;
-    t.below |= bitsOf(value - kTurn > lo) << i;
-    t.above |= bitsOf(value + kTurn < hi) << i;
+    t.near |=
+        (bitsOf(value > pairAt(windows.nearLo, i)) & bitsOf(value < pairAt(windows.nearHi, i)))
+        << i;
+    t.below |= bitsOf(value - kTurn > pairAt(windows.lo, i)) << i;
+    t.above |= bitsOf(value + kTurn < pairAt(windows.hi, i)) << i;
   }
   return t;
-}
-
-/// \returns the joints of `branch` with a turn beyond ±1 that could lie inside (lo < v − 720 or
-/// v + 720 < hi), joint i in bit i.
-[[gnu::always_inline]] inline unsigned farTurnsOf(const JointWindows& windows,
-                                                  const std::array<double, 6>& branch) {
-  unsigned far = 0;
-  for (std::size_t i = 0; i < 6; i += 2) {
-    const Double2 value = pairAt(branch, i);
-    const Double2 lo = pairAt(windows.lo, i);
-    const Double2 hi = pairAt(windows.hi, i);
-    far |= (bitsOf(value - 2.0 * kTurn > lo) | bitsOf(value + 2.0 * kTurn < hi)) << i;
-  }
-  return far;
 }
 
 /// Orders solutions by configuration number, then by joint values, joint 1 first (the order of
@@ -297,8 +289,8 @@ void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
                  const std::array<double, 6>& branch, Use&& use) {
   const TurnTests tests = turnTestsOf(windows, branch);
   // A joint none of whose turns −1, 0 and +1 lies inside has none: the turns beyond lie farther
-  // out.
-  if ((~(tests.inside | tests.below | tests.above) & kAllJoints) != 0)
+  // out. (A value inside but not near has a turn −1 or +1 inside.)
+  if ((~(tests.near | tests.below | tests.above) & kAllJoints) != 0)
     return;
   // \returns whether `j` was used.
   const auto useAllowed = [&](const RobJoint& j, std::size_t turned) {
@@ -312,7 +304,7 @@ void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
   j.values = branch;
   const unsigned turning = tests.below | tests.above;
   // The joints whose turns are the tests' −1, 0 and +1.
-  const unsigned near = tests.inside & ~farTurnsOf(windows, branch);
+  const unsigned near = tests.near;
   if (near == kAllJoints && (tests.below & tests.above) == 0 && (turning & (turning - 1)) == 0) {
     if (turning == 0) {
       useAllowed(j, kNewBranch);

@@ -409,6 +409,26 @@ TEST(InverseKinematicsLimits, TurnsBeyondOneAndLimitsAwayFromZeroAreListed) {
   EXPECT_EQ(onBranchOf(all, j), 25);
 }
 
+TEST(InverseKinematicsLimits, TurnsTwoAwayAreListedAtEitherEndOfLimitsTwoToFourTurnsWide) {
+  // Joint 4 at 50 within (−700, 100) has its turns at −310 and −670, joint 6 at −50 within
+  // (−100, 700) at 310 and 670: the second turn away lies inside although the limits are less
+  // than four turns wide, at the lower end for one joint and at the upper end for the other.
+  const RobotConfig arm = defaultGeometry(test::limits(-170, -100, -170, -700, -125, -100, -170),
+                                          test::limits(170, 150, 70, 100, 125, 700, 170));
+  const RobJoint j(10, 20, 30, 50, 40, -50);
+  const Pose pose = poseOf(arm, j);
+  const TargetConfiguration all = arm.getAllJointSolutions(pose);
+  EXPECT_TRUE(allSolutionsValid(arm, all, pose));
+  const std::vector<double> joint4 = turnsInside(50, -700, 100);
+  const std::vector<double> joint6 = turnsInside(-50, -100, 700);
+  ASSERT_EQ(joint4, (std::vector<double>{-670, -310, 50}));
+  ASSERT_EQ(joint6, (std::vector<double>{-50, 310, 670}));
+  for (const double j4 : joint4)
+    for (const double j6 : joint6)
+      EXPECT_GE(findSolution(all, RobJoint(10, 20, 30, j4, 40, j6)), 0) << j4 << " " << j6;
+  EXPECT_EQ(onBranchOf(all, j), 9);
+}
+
 TEST(InverseKinematicsLimits, TurnsAreListedWithinEighteenThousandDegreesOfWideLimits) {
   const RobotConfig arm = defaultGeometry(test::limits(-170, -100, -170, -180, -125, -1e6, -170),
                                           test::limits(170, 150, 70, 180, 125, 1e6, 170));
