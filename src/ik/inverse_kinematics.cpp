@@ -32,6 +32,8 @@ namespace detail {
 namespace {
 
 constexpr double kTurn = 360.0;
+/// Joint i in bit i: all six.
+constexpr unsigned kAllJoints = 0x3F;
 constexpr double kTurnsPerDegree = 1.0 / kTurn;
 /// RadToDeg as one multiplication (it divides by π), for the many angles of a query.
 constexpr double kDegreesPerRadian = 180.0 / kPi;
@@ -172,6 +174,20 @@ ConfData labelOfTurned6(const RobotConfig& robot, const Target& target, const Ro
   return label;
 }
 
+/// \returns entries i and i + 1 of `values` side by side.
+template <std::size_t N>
+[[gnu::always_inline]] inline Double2 pairAt(const std::array<double, N>& values, std::size_t i) {
+  return Double2{values[i], values[i + 1]};
+}
+
+/// std::max and std::min lane by lane, NaN in `a` kept as they keep it.
+[[gnu::always_inline]] inline Double2 maxOf(Double2 a, Double2 b) {
+  return select(a < b, b, a);
+}
+[[gnu::always_inline]] inline Double2 minOf(Double2 a, Double2 b) {
+  return select(b < a, b, a);
+}
+
 /// The open interval of each joint that isJointAllowed's final test admits: the limits widened by
 /// the limit tolerance, cut to ±kWidestLimit; `empty` when some interval is (or a limit is NaN).
 /// Within the narrower interval (nearLo, nearHi) a value has no turn beyond ±1 inside: there
@@ -188,13 +204,22 @@ struct JointWindows {
 JointWindows windowsOf(const RobotConfig& robot) {
   constexpr double tol = RobotConfig::kJointLimitTolerance;
   JointWindows w;
-  for (std::size_t i = 0; i < 6; ++i) {
-    w.lo[i] = std::max(robot.jointMin[i] - tol, -kWidestLimit);
-    w.hi[i] = std::min(robot.jointMax[i] + tol, kWidestLimit);
-    w.nearLo[i] = std::max(w.lo[i], w.hi[i] - 2.0 * kTurn);
-    w.nearHi[i] = std::min(w.hi[i], w.lo[i] + 2.0 * kTurn);
-    w.empty = w.empty || !(w.lo[i] < w.hi[i]);
+  // Two joints at a time: this runs on every query.
+  unsigned nonEmpty = 0;
+  for (std::size_t i = 0; i < 6; i += 2) {
+    const Double2 lo = maxOf(pairAt(robot.jointMin, i) - tol, splat(-kWidestLimit));
+    const Double2 hi = minOf(pairAt(robot.jointMax, i) + tol, splat(kWidestLimit));
+    const Double2 nearLo = maxOf(lo, hi - 2.0 * kTurn);
+    const Double2 nearHi = minOf(hi, lo + 2.0 * kTurn);
+    for (std::size_t k = 0; k < 2; ++k) {
+      w.lo[i + k] = lo[k];
+      w.hi[i + k] = hi[k];
+      w.nearLo[i + k] = nearLo[k];
+      w.nearHi[i + k] = nearHi[k];
+    }
+    nonEmpty |= bitsOf(lo < hi) << i;
   }
+  w.empty = nonEmpty != kAllJoints;
   w.coupled = robot.jointCoupling == 1;
   return w;
 }
@@ -228,11 +253,6 @@ TurnRange turnsOf(double lo, double hi, double value) {
   return r;
 }
 
-/// \returns joints i and i + 1 of `values` side by side.
-[[gnu::always_inline]] inline Double2 pairAt(const std::array<double, 6>& values, std::size_t i) {
-  return Double2{values[i], values[i + 1]};
-}
-
 /// Where the values of one branch stand against the windows, joint i in bit i: inside with no turn
 /// beyond ±1 inside, with a turn inside below or above (−1 or +1).
 struct TurnTests {
@@ -240,8 +260,6 @@ struct TurnTests {
   unsigned below{0};  ///< lo < v − 360.
   unsigned above{0};  ///< v + 360 < hi.
 };
-
-constexpr unsigned kAllJoints = 0x3F;
 
 /// The tests of `branch`, made two joints at a time.
 [[gnu::always_inline]] inline TurnTests turnTestsOf(const JointWindows& windows,

@@ -340,6 +340,27 @@ TEST(InverseKinematicsLimits, NoSolutionInsideTheLimitsIsReported) {
   EXPECT_EQ(arm.findNearestJointSolution(target.pose, j).status, IkStatus::outsideJointLimits);
 }
 
+TEST(InverseKinematicsLimits, LimitsThatAdmitNothingOrAreNaNAreOutsideTheJointLimits) {
+  const RobJoint j(10, 60, 30, 40, 30, 50);
+  for (std::size_t i = 0; i < 6; ++i)
+    for (int fault = 0; fault < 3; ++fault) {
+      RobotConfig arm = DefaultArm();
+      const Pose pose = arm.getRobTarget(j).pose;
+      if (fault == 0)
+        std::swap(arm.jointMin[i], arm.jointMax[i]);  // every joint's limits are nonzero
+      else if (fault == 1)
+        arm.jointMin[i] = std::nan("");
+      else
+        arm.jointMax[i] = std::nan("");
+      TargetConfiguration all;
+      EXPECT_EQ(arm.findAllJointSolutions(pose, nullptr, all), IkStatus::outsideJointLimits)
+          << i << " " << fault;
+      EXPECT_TRUE(all.empty());
+      EXPECT_EQ(arm.findNearestJointSolution(pose, j).status, IkStatus::outsideJointLimits);
+      EXPECT_EQ(arm.findJointSolution(RobTarget(pose)).status, IkStatus::outsideJointLimits);
+    }
+}
+
 /// The default arm's geometry with other limits.
 RobotConfig defaultGeometry(const std::array<double, 7>& lo, const std::array<double, 7>& hi) {
   return test::orthoArm(150, -110, 0, 450, 600, 640, 100, lo, hi, 0);
