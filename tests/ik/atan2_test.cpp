@@ -79,17 +79,24 @@ double one(std::size_t lanes, double y, double x) {
   return out[0];
 }
 
-TEST(Atan2s, MatchesTheStandardFunctionOnRandomPairsOfAnyScale) {
+/// Checks `calls` random calls of N pairs each: y and x uniform within ±1, times 10 to a power
+/// uniform within ±`exponent`.
+template <std::size_t N>
+void expectRandomCallsMatchStd(int calls, double exponent) {
   test::Random random;
-  for (int n = 0; n < 50000; ++n) {
-    std::array<double, 6> y{};
-    std::array<double, 6> x{};
-    for (std::size_t i = 0; i < 6; ++i) {
-      y[i] = random.uniform(-1.0, 1.0) * std::pow(10.0, random.uniform(-30.0, 30.0));
-      x[i] = random.uniform(-1.0, 1.0) * std::pow(10.0, random.uniform(-30.0, 30.0));
+  for (int n = 0; n < calls; ++n) {
+    std::array<double, N> y{};
+    std::array<double, N> x{};
+    for (std::size_t i = 0; i < N; ++i) {
+      y[i] = random.uniform(-1.0, 1.0) * std::pow(10.0, random.uniform(-exponent, exponent));
+      x[i] = random.uniform(-1.0, 1.0) * std::pow(10.0, random.uniform(-exponent, exponent));
     }
     expectMatchesStd(y, x);
   }
+}
+
+TEST(Atan2s, MatchesTheStandardFunctionOnRandomPairsOfAnyScale) {
+  expectRandomCallsMatchStd<6>(50000, 30.0);
 }
 
 TEST(Atan2s, MatchesTheStandardFunctionAroundEverySectorBound) {
@@ -113,17 +120,8 @@ TEST(Atan2s, CountsThatAreNoMultipleOfTheLanesFillTheLastVectorAlone) {
                    std::array<double, 7>{-1.0, 0.7, 5.0, -2.0, -7.0, -1.0, 1e-5});
 }
 
-TEST(Atan2s, TwentyTwoPairsAtOnceAsInTheClosedFormMatchTheStandardFunction) {
-  test::Random random;
-  for (int n = 0; n < 2000; ++n) {
-    std::array<double, 22> y{};
-    std::array<double, 22> x{};
-    for (std::size_t i = 0; i < 22; ++i) {
-      y[i] = random.uniform(-2.0, 2.0);
-      x[i] = random.uniform(-2.0, 2.0);
-    }
-    expectMatchesStd(y, x);
-  }
+TEST(Atan2s, TwentyPairsAtOnceAsInTheClosedFormMatchTheStandardFunction) {
+  expectRandomCallsMatchStd<20>(2000, 1.0);
 }
 
 TEST(Atan2s, AxesDiagonalsAndZerosComeOutExactlyAndSignedAsTheStandardFunction) {
