@@ -21,6 +21,14 @@ Pose poseOf(const RobotConfig& arm, const RobJoint& j) {
   return arm.getRobTarget(j).pose;
 }
 
+/// Every solution of the pose of `j`, each checked to be valid.
+TargetConfiguration validSolutionsOf(const RobotConfig& arm, const RobJoint& j) {
+  const Pose pose = poseOf(arm, j);
+  TargetConfiguration all = arm.getAllJointSolutions(pose);
+  EXPECT_TRUE(allSolutionsValid(arm, all, pose)) << j.toString();
+  return all;
+}
+
 // ---- Round trips over random joints on every ortho-parallel arm ----
 
 class RoundTrip : public ::testing::TestWithParam<int> {};
@@ -96,9 +104,7 @@ TEST(InverseKinematics, ArmsWithOtherHomesAndSignsTakeTheClosedForm) {
 TEST(InverseKinematicsWrist, JointFiveAtZeroKeepsJointFourAtZeroWithoutASeed) {
   const RobotConfig arm = DefaultArm();
   const RobJoint j(10, 20, 30, 40, 0, 50);
-  const Pose pose = poseOf(arm, j);
-  const TargetConfiguration all = arm.getAllJointSolutions(pose);
-  EXPECT_TRUE(allSolutionsValid(arm, all, pose));
+  const TargetConfiguration all = validSolutionsOf(arm, j);
   // Joints 4 and 6 share one turn of 90 degrees: joint 4 at 0, joint 6 at 90 (or −270).
   EXPECT_GE(findSolution(all, RobJoint(10, 20, 30, 0, 0, 90)), 0);
   EXPECT_GE(findSolution(all, RobJoint(10, 20, 30, 0, 0, -270)), 0);
@@ -226,9 +232,7 @@ TEST(InverseKinematicsElbow, StretchedElbowIsListedOnce) {
   const RobotConfig arm = DefaultArm();
   const double stretched = -arm.elbowOffset * 180.0 / test::kPi;
   const RobJoint j(10, 20, stretched, 40, 30, 50);
-  const Pose pose = poseOf(arm, j);
-  const TargetConfiguration all = arm.getAllJointSolutions(pose);
-  EXPECT_TRUE(allSolutionsValid(arm, all, pose));
+  const TargetConfiguration all = validSolutionsOf(arm, j);
   EXPECT_GE(findSolution(all, j), 0);
   // Front shoulder: one elbow, two wrists, two turns of joint 6.
   int front = 0;
@@ -243,9 +247,7 @@ TEST(InverseKinematicsElbow, FoldedElbowIsListedOnce) {
                                          test::limits(170, 150, 200, 190, 125, 180, 400), 0);
   const double folded = 180.0 - arm.elbowOffset * 180.0 / test::kPi;
   const RobJoint j(10, 20, folded, 40, 30, 50);
-  const Pose pose = poseOf(arm, j);
-  const TargetConfiguration all = arm.getAllJointSolutions(pose);
-  EXPECT_TRUE(allSolutionsValid(arm, all, pose));
+  const TargetConfiguration all = validSolutionsOf(arm, j);
   EXPECT_GE(findSolution(all, j), 0);
   int withJointOne = 0;
   for (const RobJoint& s : all.joints)
@@ -383,9 +385,7 @@ TEST(InverseKinematicsLimits, EveryTurnOfJointsOneFourAndSixThatTheLimitsAdmitIs
   const RobotConfig arm = defaultGeometry(test::limits(-270, -100, -170, -400, -125, -360, -170),
                                           test::limits(270, 150, 70, 400, 125, 360, 170));
   const RobJoint j(100, 20, 30, 30, 40, 50);
-  const Pose pose = poseOf(arm, j);
-  const TargetConfiguration all = arm.getAllJointSolutions(pose);
-  EXPECT_TRUE(allSolutionsValid(arm, all, pose));
+  const TargetConfiguration all = validSolutionsOf(arm, j);
   // Joint 1: 100, −260; joint 4: 30, 390, −330; joint 6: 50, −310.
   int turns = 0;
   for (const double j1 : {100.0, -260.0})
@@ -415,9 +415,7 @@ TEST(InverseKinematicsLimits, TurnsBeyondOneAndLimitsAwayFromZeroAreListed) {
   const RobotConfig arm = defaultGeometry(test::limits(100, -100, -170, -800, -125, -1000, -170),
                                           test::limits(460, 150, 70, 800, 125, 1000, 170));
   const RobJoint j(370, 20, 30, 30, 40, 50);
-  const Pose pose = poseOf(arm, j);
-  const TargetConfiguration all = arm.getAllJointSolutions(pose);
-  EXPECT_TRUE(allSolutionsValid(arm, all, pose));
+  const TargetConfiguration all = validSolutionsOf(arm, j);
   const std::vector<double> joint4 = turnsInside(30, -800, 800);
   const std::vector<double> joint6 = turnsInside(50, -1000, 1000);
   ASSERT_EQ(joint4.size(), 5U);
@@ -437,9 +435,7 @@ TEST(InverseKinematicsLimits, TurnsTwoAwayAreListedAtEitherEndOfLimitsTwoToFourT
   const RobotConfig arm = defaultGeometry(test::limits(-170, -100, -170, -700, -125, -100, -170),
                                           test::limits(170, 150, 70, 100, 125, 700, 170));
   const RobJoint j(10, 20, 30, 50, 40, -50);
-  const Pose pose = poseOf(arm, j);
-  const TargetConfiguration all = arm.getAllJointSolutions(pose);
-  EXPECT_TRUE(allSolutionsValid(arm, all, pose));
+  const TargetConfiguration all = validSolutionsOf(arm, j);
   const std::vector<double> joint4 = turnsInside(50, -700, 100);
   const std::vector<double> joint6 = turnsInside(-50, -100, 700);
   ASSERT_EQ(joint4, (std::vector<double>{-670, -310, 50}));
@@ -454,9 +450,7 @@ TEST(InverseKinematicsLimits, TurnsAreListedWithinEighteenThousandDegreesOfWideL
   const RobotConfig arm = defaultGeometry(test::limits(-170, -100, -170, -180, -125, -1e6, -170),
                                           test::limits(170, 150, 70, 180, 125, 1e6, 170));
   const RobJoint j(10, 20, 30, 30, 40, 50);
-  const Pose pose = poseOf(arm, j);
-  const TargetConfiguration all = arm.getAllJointSolutions(pose);
-  EXPECT_TRUE(allSolutionsValid(arm, all, pose));
+  const TargetConfiguration all = validSolutionsOf(arm, j);
   const std::vector<double> joint6 = turnsInside(50, -1e6, 1e6);
   ASSERT_EQ(joint6.size(), 100U);  // 50 − 50 · 360 = −17950 up to 50 + 49 · 360 = 17690
   std::vector<double> listed;
@@ -596,9 +590,7 @@ TEST(InverseKinematicsInput, EditingTheArmChangesTheAnswers) {
       test::orthoArm(150, -110, 0, 450, 700, 640, 100, arm.jointMin, arm.jointMax, 0);
   arm.jointPoints = longer.jointPoints;
   arm.flangeHome = longer.flangeHome;
-  const Pose pose = poseOf(arm, j);
-  const TargetConfiguration all = arm.getAllJointSolutions(pose);
-  EXPECT_TRUE(allSolutionsValid(arm, all, pose));
+  const TargetConfiguration all = validSolutionsOf(arm, j);
   EXPECT_GE(findSolution(all, j), 0);
 }
 
