@@ -65,9 +65,7 @@ bool RobotConfig::isJointAllowed(int i, double value, double otherValue) const {
   // The coupled checks reject only values strictly beyond the widened bounds, while the final
   // test below keeps the value strictly inside them: a value exactly on jointMax + 1e-6 passes
   // the coupled check and fails the final one. The asymmetry is deliberate.
-  const auto outside = [tol](double v, double lo, double hi) {
-    return v < lo - tol || v > hi + tol;
-  };
+  const auto outside = [](double v, double lo, double hi) { return v < lo - tol || v > hi + tol; };
   if (jointCoupling == 1 && (i == 1 || i == 2)) {
     const std::size_t other = i == 1 ? 2 : 1;
     const auto self = static_cast<std::size_t>(i);
