@@ -103,28 +103,28 @@ template <typename V>
 
 }  // namespace atan2_impl
 
-/// Sets out[i] = atan2(y[i], x[i]) (radians), i = 0 … N − 1, `Lanes` at a time: 2, or 4 in code
+/// Sets out[i] = atan2(y[i], x[i]) (radians), i = 0 … N − 1, `Width` at a time: 2, or 4 in code
 /// built for AVX. Always inlined, so that the inputs and results stay in registers.
-template <std::size_t Lanes = 2, std::size_t N>
+template <std::size_t Width = 2, std::size_t N>
 [[gnu::always_inline]] inline void atan2s(const std::array<double, N>& y,
                                           const std::array<double, N>& x,
                                           std::array<double, N>& out) {
-  using V = typename detail::Lanes<Lanes>::Double;
+  using V = typename Lanes<Width>::Double;
   // Zero times every input: NaN at the end exactly when some input is infinite or NaN.
   V zeros{};
-  for (std::size_t i = 0; i < N; i += Lanes) {
+  for (std::size_t i = 0; i < N; i += Width) {
     // Lanes past the end take (0, 1).
     V yi{};
     V xi = atan2_impl::broadcast<V>(1.0);
-    for (std::size_t l = 0; l < Lanes && i + l < N; ++l) {
+    for (std::size_t l = 0; l < Width && i + l < N; ++l) {
       yi[l] = y[i + l];
       xi[l] = x[i + l];
     }
     atan2_impl::opaque(yi);
     atan2_impl::opaque(xi);
     zeros += yi * 0.0 + xi * 0.0;
-    const V r = atan2_impl::atan2Lanes<Lanes>(yi, xi);
-    for (std::size_t l = 0; l < Lanes && i + l < N; ++l)
+    const V r = atan2_impl::atan2Lanes<Width>(yi, xi);
+    for (std::size_t l = 0; l < Width && i + l < N; ++l)
       out[i + l] = r[l];
   }
   if (any(zeros != zeros)) [[unlikely]] {

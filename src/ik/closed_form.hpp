@@ -275,8 +275,8 @@ inline CosSin2 directionOf(double angle) {
 /// by −θ5 need not be applied: k5·v keeps its value, and
 /// k6·(k5 × v) = (cos θ5 (k6 × k5) + sin θ5 k6)·Rot(k4, −θ4) Rw k5.
 ///
-/// `AtanLanes` is the width of the final atan2: 2, or 4 where the code is built for AVX.
-template <std::size_t AtanLanes = 2>
+/// `AtanWidth` is the width of the final atan2: 2, or 4 where the code is built for AVX.
+template <std::size_t AtanWidth = 2>
 inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec& p,
                             const FreeJoints& free, BaseSolutions& out, double seedSpread = 0.0) {
   using Slot = ClosedFormAngles;
@@ -409,7 +409,7 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
   }
 
   std::array<double, Slot::kCount> theta;
-  atan2s<AtanLanes>(angles.y, angles.x, theta);
+  atan2s<AtanWidth>(angles.y, angles.x, theta);
   // Joint 3 per arm branch: ± (β + γ) and ± (β − γ), wrapped into (−π, π].
   constexpr double pi = 3.141592653589793;
   std::array<Double2, 2> joint3;

@@ -32,8 +32,6 @@ namespace detail {
 namespace {
 
 constexpr double kTurn = 360.0;
-/// Joint i in bit i: all six.
-constexpr unsigned kAllJoints = 0x3F;
 constexpr double kTurnsPerDegree = 1.0 / kTurn;
 /// RadToDeg as one multiplication (it divides by π), for the many angles of a query.
 constexpr double kDegreesPerRadian = 180.0 / kPi;
@@ -47,6 +45,8 @@ constexpr double kDuplicateTolerance = 1e-7;
 /// farther than this (mm) from the boundary between front and behind; nearer, from the solution's
 /// own flange pose, exactly as ConfData::FromRobJoint computes it.
 constexpr double kLabelMargin = 1e-7;
+/// Joint i in bit i: all six.
+constexpr unsigned kAllJoints = 0x3F;
 
 /// The members the closed form depends on, and the arm computed from them.
 struct CachedArm {
