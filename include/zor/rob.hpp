@@ -8,6 +8,7 @@
 #include "zor/rob/audit.hpp"
 #include "zor/rob/circle.hpp"
 #include "zor/rob/conf_data.hpp"
+#include "zor/rob/ik_results.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/line.hpp"

@@ -9,7 +9,7 @@
 
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/export.hpp"
-#include "zor/rob/inverse_kinematics.hpp"
+#include "zor/rob/ik_results.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/pose.hpp"
 #include "zor/rob/screw.hpp"
@@ -50,8 +50,6 @@ ZORROB_API std::ostream& operator<<(std::ostream& os, SingularityType type);
 /// whose squared length lies within 1e-15 of 1 as they are; other axes are normalised on every
 /// call, which is slower (a zero axis throws std::overflow_error
 /// "0-length vector cannot be normalized.").
-struct TargetConfiguration;
-
 struct ZORROB_API RobotConfig {
   /// Screw axis of joints 1 to 6 in the base frame at home.
   std::array<ScrewAxis, 6> spaceScrewAxes{};
@@ -225,63 +223,6 @@ struct ZORROB_API RobotConfig {
                                   const WObjData& wobj) const;
   /// getNearestJointSolution with the reason when there is none.
   JointSolution findNearestJointSolution(const Pose& flangePose, const RobJoint& seed) const;
-};
-
-/// A list of joint solutions paired with their configurations: joints[i] belongs to confs[i].
-struct ZORROB_API TargetConfigurationA {
-  std::vector<RobJointA> joints{};
-  std::vector<ConfData> confs{};
-
-  /// \returns the number of solutions.
-  std::size_t size() const { return joints.size(); }
-  bool empty() const { return joints.empty(); }
-  /// Removes all solutions.
-  void clear() {
-    joints.clear();
-    confs.clear();
-  }
-  /// \returns solution `i`'s joints; throws std::out_of_range for `i` >= size().
-  const RobJointA& joint(std::size_t i) const { return joints.at(i); }
-  /// \returns solution `i`'s configuration; throws std::out_of_range for `i` >= size().
-  const ConfData& conf(std::size_t i) const { return confs.at(i); }
-};
-
-/// A list of joint solutions of one Cartesian target paired with their configurations:
-/// joints[i] belongs to confs[i].
-struct ZORROB_API TargetConfiguration {
-  std::vector<RobJoint> joints{};
-  std::vector<ConfData> confs{};
-
-  /// Appends `j` to `joints`, then `conf` to `confs`. Allocation failures propagate as the
-  /// standard length or allocation errors and leave both lists as they were. Inline: the inverse
-  /// kinematics adds every solution through it.
-  void add(const RobJoint& j, const ConfData& conf) {
-    joints.push_back(j);
-    try {
-      confs.push_back(conf);
-    } catch (...) {
-      joints.pop_back();  // keep the two lists paired
-      throw;
-    }
-  }
-  /// \returns the list with each joint solution converted, in order, by
-  /// RobJoint::toRobJointA(kc) and the configurations copied unchanged. Throws std::logic_error
-  /// "KinematicConfig error" when the list is not empty and `kc` is neither Direct nor
-  /// Coupled23.
-  TargetConfigurationA toTargetConfigurationA(KinematicConfig kc) const;
-
-  /// \returns the number of solutions.
-  std::size_t size() const { return joints.size(); }
-  bool empty() const { return joints.empty(); }
-  /// Removes all solutions.
-  void clear() {
-    joints.clear();
-    confs.clear();
-  }
-  /// \returns solution `i`'s joints; throws std::out_of_range for `i` >= size().
-  const RobJoint& joint(std::size_t i) const { return joints.at(i); }
-  /// \returns solution `i`'s configuration; throws std::out_of_range for `i` >= size().
-  const ConfData& conf(std::size_t i) const { return confs.at(i); }
 };
 
 // Builders.
