@@ -10,6 +10,7 @@
 #include "ik/closed_form.hpp"
 #include "ik/lanes.hpp"
 #include "ik/numerical.hpp"
+#include "ik/three_parallel.hpp"
 #include "robot/arm_kinematics.hpp"
 #include "zor/rob/angles.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
@@ -52,6 +53,7 @@ struct CachedArm {
   std::array<PosTemplate<double>, 6> jointPoints{};
   Transform flangeHome{};
   ClosedFormArm arm{};
+  ThreeParallelArm threeParallel{};
   bool filled{false};
 };
 
@@ -63,7 +65,7 @@ bool sameBits(const T& a, const T& b) {
   return std::memcmp(&a, &b, sizeof(T)) == 0;
 }
 
-const ClosedFormArm& closedFormArmOf(const RobotConfig& robot) {
+const CachedArm& cachedArmOf(const RobotConfig& robot) {
   static_assert(sizeof(robot.jointAxes) == 18 * sizeof(double) &&
                     sizeof(robot.jointPoints) == 18 * sizeof(double) &&
                     sizeof(robot.flangeHome) == 7 * sizeof(double),
@@ -73,12 +75,13 @@ const ClosedFormArm& closedFormArmOf(const RobotConfig& robot) {
       !sameBits(cache.jointPoints, robot.jointPoints) ||
       !sameBits(cache.flangeHome, robot.flangeHome)) {
     cache.arm = MakeClosedFormArm(robot);
+    cache.threeParallel = cache.arm.solvable ? ThreeParallelArm{} : MakeThreeParallelArm(robot);
     cache.jointAxes = robot.jointAxes;
     cache.jointPoints = robot.jointPoints;
     cache.flangeHome = robot.flangeHome;
     cache.filled = true;
   }
-  return cache.arm;
+  return cache;
 }
 
 /// Differences (degrees) beyond this are reduced modulo a turn by the C library; nearer ones by
@@ -393,17 +396,23 @@ void sortSolutions(TargetConfiguration& out) {
 Target solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
                      Branches& branches) {
   const Target target = targetOf(robot, pose);
-  const ClosedFormArm& arm = closedFormArmOf(robot);
+  const CachedArm& cached = cachedArmOf(robot);
+  const ClosedFormArm& arm = cached.arm;
   FreeJoints free;
   free.joint1 = DegToRad(seed != nullptr ? seed->values[0] : robot.homeJoint.values[0]);
   free.joint2 = DegToRad(seed != nullptr ? seed->values[1] : robot.homeJoint.values[1]);
   free.joint4 = DegToRad(seed != nullptr ? seed->values[3] : 0.0);
-  if (arm.solvable) {
+  free.joint6 = DegToRad(seed != nullptr ? seed->values[5] : 0.0);
+  if (arm.solvable || cached.threeParallel.solvable) {
     BaseSolutions base;
-    solveClosedFormForProcessor(arm, target.rotation, target.position, free, base);
-    // The closed form's branches never repeat one another: two joint-1 or two elbow branches
+    if (arm.solvable)
+      solveClosedFormForProcessor(arm, target.rotation, target.position, free, base);
+    else
+      solveThreeParallel(cached.threeParallel, target.rotation, target.position, free, base);
+    // The closed forms' branches never repeat one another: two joint-1 or two elbow branches
     // differ by at least 2 acos(1 - kReachTolerance) (they are one where they would come nearer),
-    // and the two wrist branches by half a turn of joint 4.
+    // and the two wrist branches by half a turn of joint 4 (spherical wrist) or about half a turn
+    // of joint 6 (three parallel axes).
     for (std::size_t s = 0; s < base.count; ++s) {
       for (std::size_t i = 0; i < 6; ++i)
         branches.joints[s][i] = base.solutions[s][i] * kDegreesPerRadian;
