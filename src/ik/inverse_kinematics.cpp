@@ -10,6 +10,7 @@
 #include "ik/closed_form.hpp"
 #include "ik/lanes.hpp"
 #include "ik/numerical.hpp"
+#include "ik/search.hpp"
 #include "ik/three_parallel.hpp"
 #include "robot/arm_kinematics.hpp"
 #include "zor/rob/angles.hpp"
@@ -54,6 +55,7 @@ struct CachedArm {
   Transform flangeHome{};
   ClosedFormArm arm{};
   ThreeParallelArm threeParallel{};
+  SearchArm search{};
   bool filled{false};
 };
 
@@ -76,6 +78,8 @@ const CachedArm& cachedArmOf(const RobotConfig& robot) {
       !sameBits(cache.flangeHome, robot.flangeHome)) {
     cache.arm = MakeClosedFormArm(robot);
     cache.threeParallel = cache.arm.solvable ? ThreeParallelArm{} : MakeThreeParallelArm(robot);
+    cache.search =
+        cache.arm.solvable || cache.threeParallel.solvable ? SearchArm{} : MakeSearchArm(robot);
     cache.jointAxes = robot.jointAxes;
     cache.jointPoints = robot.jointPoints;
     cache.flangeHome = robot.flangeHome;
@@ -420,7 +424,10 @@ Target solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint*
     branches.count = base.count;
   } else {
     NumericalSolutions found;
-    solveFromSeeds(robot, arm, target.rotation, target.position, seed, free, found);
+    if (cached.search.solvable)
+      solveBySearch(robot, cached.search, target.rotation, target.position, found);
+    else
+      solveFromSeeds(robot, arm, target.rotation, target.position, seed, free, found);
     for (std::size_t s = 0; s < found.count; ++s)
       branches.addUnlessRepeated(found.solutions[s]);
   }

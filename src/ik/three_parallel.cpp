@@ -18,22 +18,6 @@ constexpr double kAxesMeetTolerance = 1e-10;
 constexpr double kMinAxis12Sine = 1e-3;
 constexpr double kMinLinkLength = 1e-3;
 
-/// \returns Rot(k, θ) v for the unit axis k and the unit direction d = (cos θ, sin θ).
-IkVec rotate(const IkVec& k, const CosSin& d, const IkVec& v) {
-  return v * d.c + k.cross(v) * d.s + k * (k.dot(v) * (1.0 - d.c));
-}
-
-/// \returns Rot(k, −θ) v.
-IkVec rotateBack(const IkVec& k, const CosSin& d, const IkVec& v) {
-  return rotate(k, {d.c, -d.s}, v);
-}
-
-/// \returns the angle (radians) of the turn about the unit axis k from `from` to `to`, both
-/// taken by their parts normal to k.
-double turnAbout(const IkVec& k, const IkVec& from, const IkVec& to) {
-  return std::atan2(k.dot(from.cross(to)), from.dot(to) - k.dot(from) * k.dot(to));
-}
-
 /// \returns θ within (−π, π] for θ within (−3π, 3π].
 double wrapped(double theta) {
   if (theta > kPi)
@@ -45,10 +29,6 @@ double wrapped(double theta) {
 
 CosSin unitDirection(double theta) {
   return {std::cos(theta), std::sin(theta)};
-}
-
-IkVec normalPart(const IkVec& v, const IkVec& axis) {
-  return v - axis * axis.dot(v);
 }
 
 /// \returns a unit vector normal to the unit `k`.

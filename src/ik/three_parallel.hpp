@@ -29,11 +29,33 @@
 // come out once.
 
 #include <array>
+#include <cmath>
 
 #include "ik/closed_form.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob::detail {
+
+/// \returns Rot(k, θ) v for the unit axis k and the unit direction d = (cos θ, sin θ).
+inline IkVec rotate(const IkVec& k, const CosSin& d, const IkVec& v) {
+  return v * d.c + k.cross(v) * d.s + k * (k.dot(v) * (1.0 - d.c));
+}
+
+/// \returns Rot(k, −θ) v.
+inline IkVec rotateBack(const IkVec& k, const CosSin& d, const IkVec& v) {
+  return rotate(k, {d.c, -d.s}, v);
+}
+
+/// \returns the angle (radians) of the turn about the unit axis k from `from` to `to`, both
+/// taken by their parts normal to k.
+inline double turnAbout(const IkVec& k, const IkVec& from, const IkVec& to) {
+  return std::atan2(k.dot(from.cross(to)), from.dot(to) - k.dot(from) * k.dot(to));
+}
+
+/// \returns `v` without its component along the unit `axis`.
+inline IkVec normalPart(const IkVec& v, const IkVec& axis) {
+  return v - axis * axis.dot(v);
+}
 
 /// What the closed form of the three-parallel-axes family needs of an arm, computed once from
 /// its axes, points and flange home pose; `solvable` is false for every other arm.
