@@ -523,6 +523,15 @@ JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
 
 }  // namespace detail
 
+IkMethod RobotConfig::ikMethod() const {
+  const detail::CachedArm& cached = detail::cachedArmOf(*this);
+  if (cached.arm.solvable)
+    return IkMethod::sphericalWristClosedForm;
+  if (cached.threeParallel.solvable)
+    return IkMethod::threeParallelClosedForm;
+  return cached.search.solvable ? IkMethod::search : IkMethod::numerical;
+}
+
 IkStatus RobotConfig::findAllJointSolutions(const Pose& flangePose, const RobJoint* seed,
                                             TargetConfiguration& solutions) const {
   return detail::solveAll(*this, flangePose, seed, solutions);

@@ -46,15 +46,18 @@ inline IkVec rotateBack(const IkVec& k, const CosSin& d, const IkVec& v) {
   return rotate(k, {d.c, -d.s}, v);
 }
 
-/// \returns the angle (radians) of the turn about the unit axis k from `from` to `to`, both
-/// taken by their parts normal to k.
-inline double turnAbout(const IkVec& k, const IkVec& from, const IkVec& to) {
-  return std::atan2(k.dot(from.cross(to)), from.dot(to) - k.dot(from) * k.dot(to));
-}
-
 /// \returns `v` without its component along the unit `axis`.
 inline IkVec normalPart(const IkVec& v, const IkVec& axis) {
   return v - axis * axis.dot(v);
+}
+
+/// \returns the angle (radians) of the turn about the unit axis k from `from` to `to`, both
+/// taken by their parts normal to k. The parts are formed first: near k they are short, and
+/// their dot and cross products would otherwise be lost as the difference of values near 1.
+inline double turnAbout(const IkVec& k, const IkVec& from, const IkVec& to) {
+  const IkVec a = normalPart(from, k);
+  const IkVec b = normalPart(to, k);
+  return std::atan2(k.dot(a.cross(b)), a.dot(b));
 }
 
 /// What the closed form of the three-parallel-axes family needs of an arm, computed once from

@@ -7,8 +7,8 @@
 #include "detail/messages.hpp"
 #include "zor/rob/screw.hpp"
 
-// The verdicts of the inverse kinematics as text, and the flange pose of a tool centre point in a
-// work object and back.
+// The methods and verdicts of the inverse kinematics as text, and the flange pose of a tool centre
+// point in a work object and back.
 
 namespace zor::rob {
 
@@ -41,6 +41,21 @@ Transform workObjectFrame(const WObjData& wobj) {
 }  // namespace
 
 }  // namespace detail
+
+std::ostream& operator<<(std::ostream& os, IkMethod method) {
+  switch (method) {
+    case IkMethod::sphericalWristClosedForm:
+      return os << "spherical-wrist closed form";
+    case IkMethod::threeParallelClosedForm:
+      return os << "three-parallel-axes closed form";
+    case IkMethod::search:
+      return os << "search over joint 4";
+    case IkMethod::numerical:
+      return os << "numerical from seeds";
+  }
+  os.setstate(std::ios_base::failbit);
+  return os;
+}
 
 std::ostream& operator<<(std::ostream& os, IkStatus status) {
   switch (status) {

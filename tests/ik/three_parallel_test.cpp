@@ -12,6 +12,8 @@
 #include <kdl/frames.hpp>
 #include <kdl/jntarray.hpp>
 #include <ostream>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -225,6 +227,179 @@ INSTANTIATE_TEST_SUITE_P(Arms, ThreeParallelRecall, ::testing::ValuesIn(familyAr
                          [](const ::testing::TestParamInfo<DhArm>& param) {
                            return param.param.name;
                          });
+
+RobotConfig armOf(const std::string& name, const ArmLimits& limits = halfTurnLimits()) {
+  for (const DhArm& a : familyArms())
+    if (a.name == name)
+      return ArmFromDh(a.table, limits).robot;
+  throw std::invalid_argument("no arm " + name);
+}
+
+TEST(IkMethod, EachArmGetsTheMethodItsAxesAllow) {
+  EXPECT_EQ(DefaultArm().ikMethod(), IkMethod::sphericalWristClosedForm);
+  for (const char* name : {"collaborative3", "collaborative5", "collaborative10", "lateralOffsets"})
+    EXPECT_EQ(armOf(name).ikMethod(), IkMethod::threeParallelClosedForm) << name;
+  EXPECT_EQ(armOf("orthoOffsetWrist").ikMethod(), IkMethod::search);
+  EXPECT_EQ(armOf("madeUp").ikMethod(), IkMethod::search);
+  // Joint 3 tilted off joint 2: no method but the seeds.
+  RobotConfig skewed = DefaultArm();
+  skewed.jointAxes[2] = Vec3{0, std::cos(0.1), std::sin(0.1)};
+  EXPECT_EQ(skewed.ikMethod(), IkMethod::numerical);
+  // Axis 4 tilted by 1e-9 rad on a collaborative arm: the search takes it.
+  RobotConfig tilted = armOf("collaborative5");
+  tilted.jointAxes[3] = (tilted.jointAxes[3] + tilted.jointAxes[4] * 1e-9).normalized();
+  EXPECT_EQ(tilted.ikMethod(), IkMethod::search);
+}
+
+TEST(IkMethod, Texts) {
+  const auto text = [](IkMethod m) {
+    std::ostringstream os;
+    os << m;
+    return os.str();
+  };
+  EXPECT_EQ(text(IkMethod::sphericalWristClosedForm), "spherical-wrist closed form");
+  EXPECT_EQ(text(IkMethod::threeParallelClosedForm), "three-parallel-axes closed form");
+  EXPECT_EQ(text(IkMethod::search), "search over joint 4");
+  EXPECT_EQ(text(IkMethod::numerical), "numerical from seeds");
+  std::ostringstream bad;
+  bad << static_cast<IkMethod>(7);
+  EXPECT_TRUE(bad.fail());
+  EXPECT_EQ(bad.str(), "");
+}
+
+// ---- Edge cases of the closed form ----
+
+/// \returns the solutions of the pose of `j`, each checked.
+TargetConfiguration solutionsOf(const RobotConfig& arm, const RobJoint& j,
+                                const RobJoint* seed = nullptr) {
+  const Pose pose = arm.getRobTarget(j).pose;
+  TargetConfiguration all =
+      seed != nullptr ? arm.getAllJointSolutions(pose, *seed) : arm.getAllJointSolutions(pose);
+  EXPECT_TRUE(allSolutionsValid(arm, all, pose)) << j.toString();
+  return all;
+}
+
+TEST(ThreeParallelEdges, WristSingularityKeepsJoint6AtTheSeed) {
+  const RobotConfig arm = armOf("collaborative5");
+  const RobJoint j(10, -60, 80, 30, 0, 40);
+  // Joint 6 and the planar joints share one rotation: joint 6 keeps the seed's value (0 without
+  // a seed), the planar joints take the rest, and the pose is kept.
+  const RobJoint seed(0, 0, 0, 0, 0, -25);
+  for (const RobJoint* s : {static_cast<const RobJoint*>(nullptr), &seed}) {
+    const TargetConfiguration all = solutionsOf(arm, j, s);
+    int singular = 0;
+    for (const RobJoint& found : all.joints) {
+      if (std::abs(found.values[4]) < 1e-9 && std::abs(found.values[0] - 10) < 1e-9) {
+        ++singular;
+        EXPECT_EQ(found.values[5], s == nullptr ? 0.0 : -25.0) << found.toString();
+      }
+    }
+    // Two elbows of the one wrist branch.
+    EXPECT_EQ(singular, 2);
+  }
+}
+
+TEST(ThreeParallelEdges, JointFiveNearZeroGivesValidSolutions) {
+  const RobotConfig arm = armOf("collaborative5");
+  for (const double j5 : {1e-9, -1e-9, 1e-7, -1e-7}) {
+    const TargetConfiguration all = solutionsOf(arm, RobJoint(10, -60, 80, 30, j5, 40));
+    // The original, up to what the pose fixes of joint 6 this near the singularity: its normal
+    // parts are |sin joint 5| long, so joint 6 carries rounding of 1e-16 / 1.7e-11 rad, about
+    // 3e-4 degrees at 1e-9 degrees, and the planar joints follow it.
+    EXPECT_GE(findSolution(all, RobJoint(10, -60, 80, 30, j5, 40), 1e-2), 0) << j5;
+  }
+}
+
+TEST(ThreeParallelEdges, StretchedElbowIsListedOnce) {
+  const RobotConfig arm = armOf("collaborative10");
+  const double stretched = -RadToDeg(arm.elbowOffset);
+  const RobJoint j(20, -70, stretched, 40, 60, -30);
+  const TargetConfiguration all = solutionsOf(arm, j);
+  EXPECT_GE(findSolution(all, j, 1e-4), 0);
+  int atStretched = 0;
+  for (const RobJoint& s : all.joints)
+    atStretched += std::abs(s.values[2] - stretched) < 1e-4 ? 1 : 0;
+  // The two elbows of this shoulder and wrist coincide; the other wrist puts axis 4 elsewhere.
+  EXPECT_EQ(atStretched, 1);
+}
+
+TEST(ThreeParallelEdges, ShoulderSingularityKeepsJoint1AtTheSeed) {
+  // No lateral offset: the wrist point C may stand on axis 1, where joint 1 is free.
+  const RobotConfig arm = ArmFromDh(classicTable({{{0, 90, 400, 0},
+                                                   {-500, 0, 0, 0},
+                                                   {-400, 0, 0, 0},
+                                                   {0, 90, 0, 0},
+                                                   {0, -90, 100, 0},
+                                                   {0, 0, 80, 0}}}),
+                                    halfTurnLimits())
+                              .robot;
+  ASSERT_EQ(arm.ikMethod(), IkMethod::threeParallelClosedForm);
+  // Joints 2 to 4 folded so that C comes back over the base: found by the forward kinematics of
+  // the axes, C at joint 1 = 0 lies in the x-z plane; joint 2 turned until its x is zero.
+  const RobotConfig& a = arm;
+  const Vec3 c0 = a.jointPoints[4].toVec3();
+  const auto cOf = [&](double j2) {
+    return a.getLinkPose(RobJoint(0, j2, 120, 30, 0, 0), 4).transform(Pos{c0.x, c0.y, c0.z});
+  };
+  double lo = -180;
+  double hi = 0;
+  for (int k = 0; k < 200 && std::signbit(cOf(lo).x) == std::signbit(cOf(hi).x); ++k)
+    hi += 1.0;
+  for (int k = 0; k < 100; ++k) {
+    const double mid = 0.5 * (lo + hi);
+    (std::signbit(cOf(mid).x) == std::signbit(cOf(lo).x) ? lo : hi) = mid;
+  }
+  const RobJoint j(0, lo, 120, 30, 50, 10);
+  const Pos c = cOf(lo);
+  ASSERT_LT(std::hypot(c.x, c.y), 1e-11);
+  const RobJoint seed(35, 0, 0, 0, 0, 0);
+  const TargetConfiguration all = solutionsOf(arm, j, &seed);
+  ASSERT_FALSE(all.empty());
+  for (const RobJoint& s : all.joints)
+    EXPECT_TRUE(std::abs(s.values[0] - 35) < 1e-9 || std::abs(s.values[0] + 145) < 1e-9)
+        << s.toString();
+}
+
+TEST(ThreeParallelEdges, TurnsLimitsAndCouplingAsForTheSphericalWrist) {
+  ArmLimits wide = halfTurnLimits();
+  wide.jointMin[3] = -400;
+  wide.jointMax[3] = 400;
+  wide.jointMin[5] = -360;
+  wide.jointMax[5] = 360;
+  const RobotConfig open = armOf("collaborative5", wide);
+  ArmLimits coupled = wide;
+  coupled.jointCoupling = 1;
+  coupled.jointMin[6] = -100;
+  coupled.jointMax[6] = 40;
+  const RobotConfig tight = armOf("collaborative5", coupled);
+  test::Random random;
+  for (int n = 0; n < 200; ++n) {
+    const RobJoint j = test::randomAllowedJoints(random, tight);
+    const TargetConfiguration all = solutionsOf(open, j);
+    // Every turn of joints 4 and 6 within the limits: by hand from the half-turn list.
+    const TargetConfiguration half =
+        armOf("collaborative5").getAllJointSolutions(open.getRobTarget(j).pose);
+    std::size_t expected = 0;
+    std::size_t expectedCoupled = 0;
+    for (const RobJoint& h : half.joints)
+      for (const double t4 : {-360.0, 0.0, 360.0})
+        for (const double t6 : {-360.0, 0.0, 360.0}) {
+          RobJoint turned = h;
+          turned.values[3] += t4;
+          turned.values[5] += t6;
+          if (std::abs(turned.values[3]) >= 400 || std::abs(turned.values[5]) >= 360)
+            continue;
+          ++expected;
+          EXPECT_GE(findSolution(all, turned), 0) << turned.toString();
+          const double sum = turned.values[1] + turned.values[2];
+          expectedCoupled += sum > -100 && sum < 40 ? 1 : 0;
+        }
+    EXPECT_EQ(all.size(), expected) << j.toString();
+    const TargetConfiguration limited = solutionsOf(tight, j);
+    EXPECT_EQ(limited.size(), expectedCoupled) << j.toString();
+    EXPECT_GE(findSolution(limited, j), 0) << j.toString();
+  }
+}
 
 }  // namespace
 }  // namespace zor::rob

@@ -29,6 +29,25 @@ enum class IkStatus {
 /// configuration"; for any other value writes nothing and sets the stream's failbit.
 ZORROB_API std::ostream& operator<<(std::ostream& os, IkStatus status);
 
+/// How the inverse kinematics solves an arm (RobotConfig::ikMethod), chosen from its joint axes,
+/// joint points and flange home pose.
+enum class IkMethod {
+  sphericalWristClosedForm = 0,  ///< Joints 2 and 3 parallel, axes 4, 5 and 6 meeting in one
+                                 ///< point: closed form, every solution.
+  threeParallelClosedForm = 1,   ///< Joints 2, 3 and 4 parallel, joint 5 perpendicular to joint
+                                 ///< 4, joint 6 perpendicular to and meeting joint 5: closed
+                                 ///< form, every solution.
+  search = 2,                    ///< Any other arm with joints 2 and 3 parallel and axes 5 and 6
+                                 ///< meeting: a search over joint 4, every solution but those
+                                 ///< that crowd together (see RobotConfig).
+  numerical = 3,                 ///< Any other arm: damped least squares from seeds, the
+                                 ///< solutions within reach of them.
+};
+
+/// Writes "spherical-wrist closed form", "three-parallel-axes closed form", "search over joint 4"
+/// or "numerical from seeds"; for any other value writes nothing and sets the stream's failbit.
+ZORROB_API std::ostream& operator<<(std::ostream& os, IkMethod method);
+
 /// One answer of the inverse kinematics: the joints and their configuration when `status` is
 /// IkStatus::found, otherwise the reason there is none (and `joints` unset, `conf` all zero).
 struct ZORROB_API JointSolution {
