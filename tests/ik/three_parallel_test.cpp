@@ -311,8 +311,11 @@ TEST(ThreeParallelEdges, JointFiveNearZeroGivesValidSolutions) {
 }
 
 TEST(ThreeParallelEdges, StretchedElbowIsListedOnce) {
+  // The planar links run from axis 2 to axis 3 and from axis 3 to axis 4, both along the DH
+  // rows' a: stretched at joint 3 = 0 (the elbow offset of the labels measures to the wrist point
+  // instead, off axis 4).
   const RobotConfig arm = armOf("collaborative10");
-  const double stretched = -RadToDeg(arm.elbowOffset);
+  const double stretched = 0.0;
   const RobJoint j(20, -70, stretched, 40, 60, -30);
   const TargetConfiguration all = solutionsOf(arm, j);
   EXPECT_GE(findSolution(all, j, 1e-4), 0);
@@ -321,6 +324,29 @@ TEST(ThreeParallelEdges, StretchedElbowIsListedOnce) {
     atStretched += std::abs(s.values[2] - stretched) < 1e-4 ? 1 : 0;
   // The two elbows of this shoulder and wrist coincide; the other wrist puts axis 4 elsewhere.
   EXPECT_EQ(atStretched, 1);
+}
+
+/// Moving the flange by δ along the stretched arm, normal to the parallel axes, changes neither
+/// joint 1 (the motion has no component along k) nor joints 5 and 6 (the orientation stays): it
+/// moves axis 4 away from axis 2 by δ. 1e-9 mm beyond the reach the stretched branch is gone; as
+/// far inside it splits into two elbows; exactly at it, it is one.
+TEST(ThreeParallelEdges, ReachBoundaryAtPlusMinusOneNanometre) {
+  const RobotConfig arm = armOf("collaborative10");
+  const RobJoint j(20, -70, 0, 40, 60, -30);  // stretched, as above
+  const Pose pose = arm.getRobTarget(j).pose;
+  const Pos axis2 = arm.getLinkPose(j, 1).transform(arm.jointPoints[1]);
+  const Pos axis4 = arm.getLinkPose(j, 3).transform(arm.jointPoints[3]);
+  const Vec3 k = arm.getLinkPose(j, 1).rotation.rotateVector(arm.jointAxes[1]);
+  Vec3 radial = axis4.toVec3() - axis2.toVec3();
+  radial = (radial - k * k.dot(radial)).normalized();
+  const std::size_t atReach = arm.getAllJointSolutions(pose).size();
+  for (const double delta : {1e-9, -1e-9}) {
+    Pose moved = pose;
+    moved.pos = (pose.pos.toVec3() + radial * delta).toPos();
+    const TargetConfiguration all = arm.getAllJointSolutions(moved);
+    EXPECT_TRUE(allSolutionsValid(arm, all, moved)) << delta;
+    EXPECT_EQ(all.size(), delta > 0 ? atReach - 1 : atReach + 1) << delta;
+  }
 }
 
 TEST(ThreeParallelEdges, ShoulderSingularityKeepsJoint1AtTheSeed) {
