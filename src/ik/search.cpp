@@ -16,12 +16,15 @@ constexpr double kAxesMeetTolerance = 1e-10;
 /// Smallest sine between axes 1 and 2 and between axes 5 and 6, smallest link length (mm).
 constexpr double kMinAxisSine = 1e-3;
 constexpr double kMinLinkLength = 1e-3;
-/// Bisection and golden-section steps: each halves (or shrinks by 0.618) an interval of one
-/// sample step, far below the accuracy of a double after 60.
+/// Most steps of each polish (regula falsi, bisection of an edge, golden section): each at least
+/// halves (or shrinks by 0.618) an interval of one sample step, far below the accuracy of a
+/// double after 60.
 constexpr int kPolishSteps = 60;
 /// A local minimum of a residual's magnitude below this is a root where the residual touches
 /// zero; damped least squares then decides whether a solution lies there.
 constexpr double kTouchingResidual = 1e-6;
+/// A root's bracket (radians) is polished until it is this narrow.
+constexpr double kRootWidth = 1e-15;
 /// Samples between an edge of a branch and the sample next to it.
 constexpr std::size_t kEdgeSamples = 16;
 /// Polished solutions whose joints all agree within this (degrees, modulo a turn) are one.
@@ -159,7 +162,7 @@ class Search {
     if (!s0.valid[b])
       return;
     if (s0.f[b] == 0.0 || std::signbit(s0.f[b]) != std::signbit(s1.f[b])) {
-      bisect(b, lo, lo + step, s0.f[b]);
+      solveBracket(b, lo, lo + step, s0.f[b], s1.f[b]);
       return;
     }
     // A local minimum of |f| at the next sample: the residual may touch zero near it.
@@ -177,21 +180,33 @@ class Search {
     return s.f[b];
   }
 
-  void bisect(std::size_t b, double lo, double hi, double fLo) {
-    for (int k = 0; k < kPolishSteps && fLo != 0.0; ++k) {
-      const double mid = 0.5 * (lo + hi);
+  /// The root of branch `b` between `lo` and `hi`, where its residual changes sign (`fLo` and
+  /// `fHi`), by the Illinois variant of regula falsi: superlinear, and it never leaves the
+  /// bracket.
+  void solveBracket(std::size_t b, double lo, double hi, double fLo, double fHi) {
+    int side = 0;
+    for (int k = 0; k < kPolishSteps && fLo != 0.0 && fHi != 0.0 && std::abs(hi - lo) > kRootWidth;
+         ++k) {
+      const double x = (lo * fHi - hi * fLo) / (fHi - fLo);
       bool valid = false;
-      const double f = residual(b, mid, valid);
+      const double f = residual(b, x, valid);
       if (!valid)
         return;
       if (std::signbit(f) == std::signbit(fLo)) {
-        lo = mid;
+        lo = x;
         fLo = f;
+        if (side < 0)
+          fHi *= 0.5;
+        side = -1;
       } else {
-        hi = mid;
+        hi = x;
+        fHi = f;
+        if (side > 0)
+          fLo *= 0.5;
+        side = 1;
       }
     }
-    accept(b, fLo == 0.0 ? lo : 0.5 * (lo + hi));
+    accept(b, std::abs(fLo) <= std::abs(fHi) ? lo : hi);
   }
 
   /// Where branch `b` exists at `inside` (residual `fInside`) but not at `outside`: finds the
@@ -199,7 +214,7 @@ class Search {
   void searchToEdge(std::size_t b, double inside, double outside, double fInside) {
     double edge = inside;
     double fEdge = fInside;
-    for (int k = 0; k < kPolishSteps; ++k) {
+    for (int k = 0; k < kPolishSteps && std::abs(outside - edge) > kRootWidth; ++k) {
       const double mid = 0.5 * (edge + outside);
       bool valid = false;
       const double f = residual(b, mid, valid);
@@ -224,7 +239,7 @@ class Search {
     }
     for (std::size_t k = 0; k < kEdgeSamples; ++k) {
       if (f[k] == 0.0 || std::signbit(f[k]) != std::signbit(f[k + 1]))
-        bisect(b, theta[k], theta[k + 1], f[k]);
+        solveBracket(b, theta[k], theta[k + 1], f[k], f[k + 1]);
       else if (k + 2 <= kEdgeSamples && std::signbit(f[k + 2]) == std::signbit(f[k + 1]) &&
                std::abs(f[k + 1]) <= std::abs(f[k]) && std::abs(f[k + 1]) <= std::abs(f[k + 2]))
         minimize(b, theta[k], theta[k + 2]);

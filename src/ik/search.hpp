@@ -13,7 +13,7 @@
 // of joint 4 alone. Joints 5 and 6 follow from Rw by one turn each.
 //
 // The residual is sampled at kSearchSamples values of joint 4 over the whole turn. Each branch's
-// sign changes are polished by bisection, and each local minimum of its magnitude between
+// sign changes are polished by regula falsi (the Illinois variant), and each local minimum of its magnitude between
 // samples by a golden-section search, kept when it reaches zero (a root where the residual
 // touches zero). Each root's joints are then polished by damped least squares to the usual
 // accuracy. Guarantee: every solution is found whose joint 4 lies farther than one sample step

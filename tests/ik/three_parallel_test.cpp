@@ -34,7 +34,7 @@ constexpr int kRecallPoses = 200;
 constexpr int kWitnessPoses = 4;
 #else
 constexpr int kRecallPoses = 10000;
-constexpr int kWitnessPoses = 60;
+constexpr int kWitnessPoses = 40;
 #endif
 /// Random seeds of the witness per pose.
 constexpr int kWitnessSeeds = 64;

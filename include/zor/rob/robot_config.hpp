@@ -189,7 +189,7 @@ struct ZORROB_API RobotConfig {
   // Search: any other arm whose joints 2 and 3 are parallel and whose axes 5 and 6 meet. Joint
   // 4 is sampled at 720 values over the turn; for each, joints 1 to 3 follow in closed form (up
   // to 4 branches) and the residual of joints 5 and 6 is polished to its roots (sign changes by
-  // bisection, touching minima by golden section, and the branches' ends, where they move as a
+  // regula falsi, touching minima by golden section, and the branches' ends, where they move as a
   // square root, sampled anew), each root then polished by damped least squares to 1e-10 mm and
   // 1e-12 rad. Up to 16 solutions. It finds every solution whose joint 4 lies farther than a
   // sample step (0.5°) from that of another solution of the same branch; solutions crowded
