@@ -19,7 +19,7 @@ namespace zor::rob {
 enum class IkStatus {
   found = 0,                      ///< A solution was found.
   outOfReach = 1,                 ///< No joint solution at all, whatever the limits (for the
-                                  ///< numerical path: none found from its seeds).
+                                  ///< numerical path from seeds: none found from them).
   outsideJointLimits = 2,         ///< Joint solutions exist, but none inside the joint limits.
   noSolutionInConfiguration = 3,  ///< Solutions inside the limits exist, none in the asked
                                   ///< configuration.
