@@ -12,6 +12,8 @@ inline constexpr const char* kKinematicConfig = "KinematicConfig error";
 inline constexpr const char* kPointsCoincide = "The points coincide";
 inline constexpr const char* kPointsCollinear = "The points are collinear";
 inline constexpr const char* kAAndCSame = "A and C is the same point";
+inline constexpr const char* kPointsOutOfRange =
+    "The points' coordinates must be finite and at most 1e75 in magnitude";
 inline constexpr const char* kToolAndWorkObjectHeld =
     "tool and work object both held or both fixed";
 
