@@ -44,6 +44,8 @@ inline constexpr const char* kSignValues = " must be 1 or -1";
 // URDF.
 inline constexpr const char* kUrdf = "URDF: ";
 inline constexpr const char* kUrdfUnreadable = "URDF: the document cannot be read";
+inline constexpr const char* kUrdfDefinedTwice = " is defined twice";
+inline constexpr const char* kUrdfUndefined = ", which is not defined";
 inline constexpr const char* kUrdfCannotReadFile = "URDF: cannot read file '";
 inline constexpr const char* kUrdfNoLink = "URDF: no link '";
 inline constexpr const char* kUrdfNotBelow = " is not below link '";
