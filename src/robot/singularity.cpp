@@ -7,11 +7,25 @@
 
 namespace zor::rob {
 
+namespace {
+
+// The tests both classifiers share; in this file so that each inlines them.
+
+bool nearWrist(const RobJoint& joints, double marginDeg) {
+  return std::abs(joints.values[4]) < marginDeg;
+}
+
+bool nearElbow(double elbowOffset, const RobJoint& joints, double marginDeg) {
+  return std::abs(RadToDeg(elbowOffset) + joints.values[2]) < marginDeg;
+}
+
+}  // namespace
+
 Singularities RobotConfig::singularitiesOf(const RobJoint& joints, const Pose& flangePose,
                                            const SingularityMargins& margins) const {
   Singularities s;
-  s.wrist = std::abs(joints.values[4]) < margins.wristDeg;
-  s.elbow = std::abs(RadToDeg(elbowOffset) + joints.values[2]) < margins.elbowDeg;
+  s.wrist = nearWrist(joints, margins.wristDeg);
+  s.elbow = nearElbow(elbowOffset, joints, margins.elbowDeg);
   if (margins.shoulderMm > 0.0) {
     const Vec3 wcp =
         detail::wristCentre(flangePose.pos.toVec3(), flangePose.rotation(), getWcpZOffset());
@@ -25,12 +39,14 @@ Singularities RobotConfig::singularitiesOf(const RobJoint& joints, const Pose& f
 SingularityType RobotConfig::isConfSingular(const RobJoint& joints, const Pose& flangePose,
                                             double jointTolerance, double wcpTolerance) {
   // Wrist and elbow as singularitiesOf; the shoulder by this query's own square (see the header).
-  Singularities s = singularitiesOf(joints, flangePose, {jointTolerance, jointTolerance, 0.0});
-  if (!s.wrist && !s.elbow) {
-    const Pos wcp = tcpToWcp(flangePose);
-    s.shoulder = std::abs(wcp.x) < wcpTolerance && std::abs(wcp.y) < wcpTolerance;
-  }
-  return s.first();
+  if (nearWrist(joints, jointTolerance))
+    return SingularityType::wrist;
+  if (nearElbow(elbowOffset, joints, jointTolerance))
+    return SingularityType::elbow;
+  const Pos wcp = tcpToWcp(flangePose);
+  if (std::abs(wcp.x) < wcpTolerance && std::abs(wcp.y) < wcpTolerance)
+    return SingularityType::shoulder;
+  return SingularityType::none;
 }
 
 bool RobotConfig::isJointAllowedIn(const RobJoint& joints, std::size_t i) const {
