@@ -134,7 +134,7 @@ struct Target {
 Target targetOf(const RobotConfig& robot, const Pose& pose) {
   const OrientTemplate<double>& o = pose.orient;
   // The library's rule for a zero orientation record; the matrix is then exact for any length.
-  (void)RotationTemplate<double>(o.q1, o.q2, o.q3, o.q4);
+  (void)Rotation(o.q1, o.q2, o.q3, o.q4);
   Target t;
   t.rotation = rotationMatrix(o.q1, o.q2, o.q3, o.q4);
   t.position = pose.pos.toVec3();
