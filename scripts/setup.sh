@@ -8,7 +8,7 @@ packages=(
   libeigen3-dev libgtest-dev libgmock-dev libbenchmark-dev
   liborocos-kdl-dev libcli11-dev nlohmann-json3-dev
   liburdfdom-dev libkdl-parser-dev
-  pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib
+  pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib python3-tqdm
 )
 
 missing=()

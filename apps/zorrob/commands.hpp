@@ -93,6 +93,8 @@ struct AuditRequest {
   std::optional<double> stepMm{};
   /// Where to write every sample as CSV.
   std::optional<std::string> samplesPath{};
+  /// Show the audit's progress on a terminal (see progress_line.hpp); off for --json.
+  bool showProgress{false};
 };
 
 /// The audit of a program file: a table of its moves (reached, time, path, events) and the
