@@ -117,7 +117,10 @@ void writeFile(const std::string& path, const std::string& content) {
 }  // namespace
 
 Report runAudit(const AuditRequest& request) {
-  Program program = LoadProgram(request.programPath);
+  return runAudit(LoadProgram(request.programPath), request);
+}
+
+Report runAudit(Program program, const AuditRequest& request) {
   if (request.stepMm)
     program.options.stepMm = *request.stepMm;
   program.options.keepSamples = request.samplesPath.has_value();

@@ -103,6 +103,11 @@ struct AuditRequest {
 /// exceptions for a program it cannot audit.
 Report runAudit(const AuditRequest& request);
 
+struct Program;
+
+/// The audit of a program already read (request.programPath unused): the same report.
+Report runAudit(Program program, const AuditRequest& request);
+
 /// The tour of `arm`: its summary, the home target, the forward kinematics of a few joint
 /// vectors, the inverse kinematics of the first of them (every solution, the one of its
 /// configuration, the one nearest to a seed) and a circular move with its zones and
