@@ -234,6 +234,7 @@ Report run(const CLI::App& app, const Options& o) {
     }
     if (given(app, "--samples"))
       request.samplesPath = o.samplesPath;
+    request.showProgress = !o.json;
     return runAudit(request);
   }
   if (name == "tables") {
