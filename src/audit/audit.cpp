@@ -56,6 +56,9 @@ void validate(const AuditOptions& o, const RobJoint& start) {
             nonNegativeFinite(o.shoulderMarginMm);
   for (const double v : o.maxJointSpeedDeg)
     ok = ok && positiveFinite(v);
+  for (const double v : o.maxJointAccelerationDeg)
+    ok = ok && positiveFinite(v);
+  ok = ok && positiveFinite(o.maxTcpAcceleration);
   if (!ok)
     detail::throwInvalidArgument(kBadOptions);
   for (const double v : start.values)
@@ -82,33 +85,10 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
       detail::throwInvalidArgument(kBadSpeed);
   }
   for (std::size_t k = 0; k < moves.size(); ++k) {
-    MoveAudit& audit = report_.moves[k];
-    const MoveRecord& move = recordOf(moves[k]);
-    audit.type = move.moveType;
-    if (const auto* absj = std::get_if<MoveAbsJ>(&moves[k])) {
-      const RobJoint& target = absj->toJointPos.robJoint;
-      if (const int joint = jointOutsideLimits(robot_, target); joint != 0) {
-        AuditEvent e{AuditEventKind::jointLimit, k};
-        e.startFraction = e.endFraction = 1.0;
-        e.startJoints = e.endJoints = target;
-        e.joint = joint;
-        addEvent(audit, e);
-        audit.endJoints = joints_;
-        audit.endConf = ConfData::FromRobJoint(joints_, robot_);
-        continue;
-      }
-      jointMove(k, move, target);
-    } else if (std::holds_alternative<MoveJ>(moves[k])) {
-      const std::optional<RobJoint> target = checkTarget(k, move, audit);
-      if (!target) {
-        audit.endJoints = joints_;
-        audit.endConf = ConfData::FromRobJoint(joints_, robot_);
-        continue;
-      }
-      jointMove(k, move, *target);
-    } else {
-      cartesianMove(k, moves);
-    }
+    auditMove(k, moves);
+    // A stop point (or the end of a path that cannot go on) ends the path being timed.
+    if (!blendedStart_)
+      finishRun();
   }
   for (MoveAudit& m : report_.moves) {
     // In path order: the move's own path first, then the corner after it.
@@ -117,6 +97,36 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
                        return a.corner != b.corner ? b.corner : a.startFraction < b.startFraction;
                      });
     report_.duration += m.duration;
+  }
+}
+
+void Auditor::auditMove(std::size_t k, std::span<const ProgramMove> moves) {
+  MoveAudit& audit = report_.moves[k];
+  const MoveRecord& move = recordOf(moves[k]);
+  audit.type = move.moveType;
+  if (const auto* absj = std::get_if<MoveAbsJ>(&moves[k])) {
+    const RobJoint& target = absj->toJointPos.robJoint;
+    if (const int joint = jointOutsideLimits(robot_, target); joint != 0) {
+      AuditEvent e{AuditEventKind::jointLimit, k};
+      e.startFraction = e.endFraction = 1.0;
+      e.startJoints = e.endJoints = target;
+      e.joint = joint;
+      addEvent(audit, e);
+      audit.endJoints = joints_;
+      audit.endConf = ConfData::FromRobJoint(joints_, robot_);
+      return;
+    }
+    jointMove(k, move, target);
+  } else if (std::holds_alternative<MoveJ>(moves[k])) {
+    const std::optional<RobJoint> target = checkTarget(k, move, audit);
+    if (!target) {
+      audit.endJoints = joints_;
+      audit.endConf = ConfData::FromRobJoint(joints_, robot_);
+      return;
+    }
+    jointMove(k, move, *target);
+  } else {
+    cartesianMove(k, moves);
   }
 }
 
@@ -143,6 +153,7 @@ void Auditor::jointMove(std::size_t index, const MoveRecord& move, const RobJoin
   const Pose end = tcpOf(target, robot_, move);
   const double maxStep = largestStep(from, target).first;
   const std::size_t n = intervals((end.pos - start.pos).norm(), maxStep);
+  const std::size_t firstSample = report_.samples.size();
   double length = 0.0;
   Pose previous = start;
   for (std::size_t i = 0; i <= n; ++i) {
@@ -168,14 +179,10 @@ void Auditor::jointMove(std::size_t index, const MoveRecord& move, const RobJoin
       report_.samples.push_back(s);
     }
   }
-  double slowest = 0.0;
-  for (std::size_t i = 0; i < 6; ++i)
-    slowest = std::max(slowest,
-                       std::abs(target.values[i] - from.values[i]) / options_.maxJointSpeedDeg[i]);
   audit.pathLength = length;
   audit.orientationChange =
       RotationTemplate<double>::AngularDistance(start.orient, end.orient) * kDegPerRad;
-  audit.duration = std::max(slowest, length / move.speed.vTcp);
+  timeJointMove(index, from, target, firstSample);
   audit.reached = true;
   audit.endJoints = target;
   audit.endConf = ConfData::FromRobJoint(target, robot_);
@@ -226,7 +233,6 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
   const double turn = OrientationChange(*shape);
   audit.pathLength = length;
   audit.orientationChange = turn;
-  audit.duration = std::max(length / move.speed.vTcp, turn / move.speed.vOri);
   const std::optional<RobJoint> targetJoints = checkTarget(index, move, audit);
 
   // The corner into the next move, blended when both are Cartesian with the same frames.
@@ -256,7 +262,8 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
     }
   }
 
-  PathPart part{&*shape, &move.tool, &move.wobj, index, false, length, 1.0};
+  PathPart part{&*shape, &move.tool, &move.wobj,      index,          false,
+                length,  1.0,        move.speed.vTcp, move.speed.vOri};
   const std::size_t n = intervals(length * (f1 - f0), turn * (f1 - f0));
   part.sampleStep = (f1 - f0) / static_cast<double>(n);
   RobJoint joints = samplePart(part, f0, f1, n, joints_, audit);
@@ -286,7 +293,8 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
     const PathShape corner =
         CornerPath{PoseAt(*shape, f1), move.toPoint.pose.pos, PoseAt(next->first, next->second)};
     const double cornerLength = PathLength(corner);
-    PathPart cornerPart{&corner, &move.tool, &move.wobj, index, true, cornerLength, 1.0};
+    PathPart cornerPart{&corner,      &move.tool, &move.wobj,      index,          true,
+                        cornerLength, 1.0,        move.speed.vTcp, move.speed.vOri};
     const std::size_t m = intervals(cornerLength, OrientationChange(corner));
     cornerPart.sampleStep = 1.0 / static_cast<double>(m);
     joints = samplePart(cornerPart, 0.0, 1.0, m, joints, audit);

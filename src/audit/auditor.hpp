@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "audit/audit_path.hpp"
+#include "audit/timing.hpp"
 #include "detail/throwers.hpp"
 #include "zor/rob/audit.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
@@ -96,6 +97,17 @@ struct PathPart {
   double lengthPerFraction{0.0};
   /// The fraction between neighbouring samples.
   double sampleStep{1.0};
+  /// The programmed speeds along the part (mm/s, degrees/s).
+  double vTcp{0.0};
+  double vOri{0.0};
+};
+
+/// Where a point of the path being timed lies in the program.
+struct RunTag {
+  std::size_t moveIndex{0};
+  bool corner{false};
+  double fraction{0.0};
+  double arcLength{0.0};
 };
 
 class Auditor {
@@ -109,12 +121,15 @@ class Auditor {
     relaxed_.jointCoupling = 0;
     elbowDeg_ = robot.elbowOffset * 180.0 / kPi;
     wcpOffset_ = robot.getWcpZOffset();
+    limits_ = {options.maxJointSpeedDeg, options.maxJointAccelerationDeg,
+               options.maxTcpAcceleration};
   }
 
   void run(const RobJoint& start, std::span<const ProgramMove> moves);
 
  private:
   // Moves.
+  void auditMove(std::size_t index, std::span<const ProgramMove> moves);
   void jointMove(std::size_t index, const MoveRecord& move, const RobJoint& target);
   void cartesianMove(std::size_t index, std::span<const ProgramMove> moves);
   std::optional<PathShape> shapeOf(const ProgramMove& move, const Pose& start) const;
@@ -146,7 +161,15 @@ class Auditor {
                                                    PathPoint b) const;
   AuditEvent eventAt(const PathPart& part, AuditEventKind kind, const PathPoint& from,
                      const PathPoint& to) const;
+  /// Keeps the sample when asked and adds it to the path being timed.
   void keepSample(const PathPart& part, const PathPoint& p);
+
+  // Timing.
+  /// Times the path sampled since the last stop point and closes it.
+  void finishRun();
+  void timeJointMove(std::size_t index, const RobJoint& from, const RobJoint& target,
+                     std::size_t firstSample);
+  void addSpeedReduced(const std::vector<PointTiming>& timing);
 
   static Pose tcpOf(const RobJoint& j, const RobotConfig& robot, const MoveRecord& move) {
     return TargetOfFlangePose(poseOf(robot.getWristPoseInBase(j)), move.tool, move.wobj);
@@ -163,6 +186,14 @@ class Auditor {
   /// The path of the next move and the fraction where the corner joins it, when the corner
   /// into it is blended.
   std::optional<std::pair<PathShape, double>> blendedStart_{};
+  TimingLimits limits_{};
+  /// The path from the last stop point: its points, where they lie, and the index of its first
+  /// kept sample.
+  std::vector<TimingPoint> run_{};
+  std::vector<RunTag> runTags_{};
+  std::size_t runFirstSample_{0};
+  /// The time (s) at the last stop point.
+  double programTime_{0.0};
 };
 
 }  // namespace zor::rob::audit

@@ -1,4 +1,4 @@
-// The event kinds' text and the report's event count.
+// The text of the event kinds and timing limits, and the report's event count.
 
 #include <ostream>
 
@@ -32,6 +32,27 @@ std::ostream& operator<<(std::ostream& os, AuditEventKind kind) {
       return os << "no circle";
     case AuditEventKind::zoneShrunk:
       return os << "zone shrunk";
+    case AuditEventKind::speedReduced:
+      return os << "speed reduced";
+  }
+  os.setstate(std::ios_base::failbit);
+  return os;
+}
+
+std::ostream& operator<<(std::ostream& os, TimingLimit limit) {
+  switch (limit) {
+    case TimingLimit::none:
+      return os << "none";
+    case TimingLimit::tcpSpeed:
+      return os << "tcp speed";
+    case TimingLimit::orientationSpeed:
+      return os << "orientation speed";
+    case TimingLimit::jointSpeed:
+      return os << "joint speed";
+    case TimingLimit::jointAcceleration:
+      return os << "joint acceleration";
+    case TimingLimit::tcpAcceleration:
+      return os << "tcp acceleration";
   }
   os.setstate(std::ios_base::failbit);
   return os;
@@ -42,6 +63,14 @@ std::size_t AuditReport::eventCount() const {
   for (const MoveAudit& m : moves)
     n += m.events.size();
   return n;
+}
+
+bool AuditReport::clean() const {
+  for (const MoveAudit& m : moves)
+    for (const AuditEvent& e : m.events)
+      if (e.kind != AuditEventKind::speedReduced)
+        return false;
+  return true;
 }
 
 }  // namespace zor::rob

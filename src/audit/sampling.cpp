@@ -113,6 +113,11 @@ AuditEvent Auditor::eventAt(const PathPart& part, AuditEventKind kind, const Pat
 }
 
 void Auditor::keepSample(const PathPart& part, const PathPoint& p) {
+  if (run_.empty())
+    runFirstSample_ = report_.samples.size();
+  run_.push_back({p.joints, p.tcp, part.vTcp, part.vOri});
+  runTags_.push_back(
+      {part.moveIndex, part.corner, p.fraction, p.fraction * part.lengthPerFraction});
   if (!options_.keepSamples)
     return;
   AuditSample s;
