@@ -93,6 +93,8 @@ struct AuditRequest {
   std::optional<double> stepMm{};
   /// Where to write every sample as CSV.
   std::optional<std::string> samplesPath{};
+  /// Whether the JSON report carries every timed sample.
+  bool jsonSamples{false};
 };
 
 /// The audit of a program file: a table of its moves (reached, time, path, events) and the
