@@ -187,10 +187,28 @@ _LIMIT_NAMES = ("none", "tcp speed", "orientation speed", "joint speed", "joint 
 _LIMIT_COLOURS = ("#bbbbbb", "#1f77b4", "#17becf", "#ff7f0e", "#d62728", "#9467bd")
 
 
+def _timing_of(report):
+    """The timing arrays and the cycle time of an audit report or of the tool's document."""
+    if isinstance(report, dict):
+        samples = report.get("samples", [])
+        names = {name: index for index, name in enumerate(_LIMIT_NAMES)}
+        timing = {
+            "time": np.array([s["time"] for s in samples], dtype=float),
+            "tcp_speed": np.array([s["tcpSpeed"] for s in samples], dtype=float),
+            "speed_share": np.array([s["speedShare"] for s in samples], dtype=float),
+            "allowed_share": np.array([s["allowedShare"] for s in samples], dtype=float),
+            "move": np.array([s["move"] for s in samples], dtype=float),
+            "limit": np.array([names[s["limit"]] for s in samples], dtype=float),
+        }
+        return timing, float(report["duration"])
+    return report.sample_timing(), report.duration
+
+
 def speed(report, *, title=None, path=None, dpi=100):
     """Draws the speed profile of an audited program against time.
 
-    ``report`` is a :class:`zorrob.AuditReport` audited with ``keepSamples``. The upper panel
+    ``report`` is a :class:`zorrob.AuditReport` audited with ``keepSamples``, or the document
+    of ``zorrob audit --json --timed-samples`` (a dict, e.g. from ``json.load``). The upper panel
     draws the share of the programmed speed reached (the tool's speed over vTcp, or its
     reorientation over vOri; on joint moves the path speed over the joints' fastest) and the
     share the arm's limits allow, the programmed speed as the line at 1, and colours each
@@ -198,7 +216,7 @@ def speed(report, *, title=None, path=None, dpi=100):
     with the move boundaries marked in both. Returns the figure; writes it as PNG to ``path``
     when given.
     """
-    timing = report.sample_timing()
+    timing, duration = _timing_of(report)
     time = timing["time"]
     if len(time) == 0:
         raise ValueError("speed: the report keeps no samples; audit with "
@@ -228,6 +246,6 @@ def speed(report, *, title=None, path=None, dpi=100):
     bottom.set_ylabel("tool speed (mm/s)")
     bottom.set_xlabel("time (s)")
     bottom.grid(True, linewidth=0.3)
-    figure.suptitle(title or f"Speed profile, cycle time {report.duration:.3f} s")
+    figure.suptitle(title or f"Speed profile, cycle time {duration:.3f} s")
     return _finish(figure, path, dpi)
 
