@@ -80,7 +80,10 @@ AuditReport auditProgram(const RobotConfig& robot, const RobJoint& start,
 
 }  // namespace
 
-void bindAudit(py::module_& m) {
+namespace {
+
+// The enumerations and the options.
+void bindAuditTypes(py::module_& m) {
   py::enum_<CircleOriMode>(m, "CircleOriMode",
                            "How the tool orientation is interpolated along a circular move.")
       .value("cirPoint", CircleOriMode::cirPoint)
@@ -126,6 +129,12 @@ void bindAudit(py::module_& m) {
       .def_readwrite("maxJointAccelerationDeg", &AuditOptions::maxJointAccelerationDeg)
       .def_readwrite("maxTcpAcceleration", &AuditOptions::maxTcpAcceleration)
       .def_readwrite("keepSamples", &AuditOptions::keepSamples);
+}
+
+}  // namespace
+
+void bindAudit(py::module_& m) {
+  bindAuditTypes(m);
 
   py::class_<AuditEvent> event(m, "AuditEvent",
                                "One event of a move, placed by path fractions and arc lengths "
