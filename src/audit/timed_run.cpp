@@ -86,7 +86,9 @@ void Auditor::finishRun() {
 void Auditor::addSpeedReduced(const std::vector<PointTiming>& timing) {
   std::size_t i = 0;
   while (i < timing.size()) {
-    if (timing[i].allowedShare >= kFullShare) {
+    // Where two parts meet (a move and its corner), the point is sampled by both with one
+    // timing: its second copy is passed over.
+    if (timing[i].allowedShare >= kFullShare || (i > 0 && run_[i].tcp == run_[i - 1].tcp)) {
       ++i;
       continue;
     }
@@ -102,6 +104,11 @@ void Auditor::addSpeedReduced(const std::vector<PointTiming>& timing) {
       if (timing[last].allowedShare < timing[lowest].allowedShare)
         lowest = last;
       reached = std::min(reached, timing[last].speedShare);
+    }
+    // The meeting point alone is no stretch: the part it leads into tells the reduction.
+    if (last == i && i + 1 < timing.size() && run_[i].tcp == run_[i + 1].tcp) {
+      ++i;
+      continue;
     }
     AuditEvent e{AuditEventKind::speedReduced, first.moveIndex, first.corner};
     e.startFraction = first.fraction;

@@ -230,6 +230,35 @@ TEST(AuditTiming, WristTooSlowForTheProgrammedTurnIsASpeedReduction) {
   EXPECT_TRUE(r.clean());  // a reduction is no fault
 }
 
+TEST(AuditTiming, SharpCornerAtFullSpeedIsASpeedReductionOnTheCorner) {
+  // Up 150 mm, then 150 mm along +y, at 1000 mm/s through z20: on the blend of radius about
+  // 20 mm the centripetal acceleration v²/r would be 50 000 mm/s², so the joints hold the tool
+  // back there. The tool keeps moving through the zone.
+  AuditOptions o;
+  o.keepSamples = true;
+  const AuditReport r =
+      Audit({Joint({900, 0, 700}), Line({900, 0, 850}, SpeedData::v1000, ZoneData::z20),
+             Line({900, 150, 850}, SpeedData::v1000)},
+            o);
+  ASSERT_EQ(r.moves[1].events.size(), 1u);
+  const AuditEvent& e = r.moves[1].events[0];
+  EXPECT_EQ(e.kind, AuditEventKind::speedReduced);
+  EXPECT_TRUE(e.corner);
+  EXPECT_GE(e.joint, 1);
+  EXPECT_LT(e.speedShare, 0.5);
+  // Where the corner meets the next move, the shared point adds no event of its own (the
+  // move along y further on is slowed by its wrist, near the singularity, over a stretch).
+  for (const AuditEvent& x : r.moves[2].events)
+    EXPECT_GT(x.endArcLength - x.startArcLength, 1.0) << x.startArcLength;
+  EXPECT_LT(r.moves[1].lowestSpeedShare, 0.5);
+  for (const AuditSample& s : r.samples)
+    if (s.corner) {
+      EXPECT_GT(s.speedShare, 0.0);
+      EXPECT_LE(s.speedShare, s.allowedShare + 1e-9);
+    }
+  EXPECT_TRUE(r.clean());
+}
+
 TEST(AuditTiming, NewOptionsMustBePositive) {
   AuditOptions o;
   o.maxJointAccelerationDeg[2] = 0.0;
