@@ -259,6 +259,19 @@ TEST(AuditTiming, SharpCornerAtFullSpeedIsASpeedReductionOnTheCorner) {
   EXPECT_TRUE(r.clean());
 }
 
+TEST(AuditTiming, PathLeavingTheReachStillHasAFiniteTime) {
+  // The line runs out of reach at about x = 1500: the joints stay where the arm last was, so
+  // the rest of the path moves no joint and takes its length at the programmed speed.
+  AuditOptions o;
+  o.keepSamples = true;
+  const AuditReport r = Audit({Joint({900, 0, 800}), Line({2500, 0, 800}, SpeedData::v1000)}, o);
+  EXPECT_FALSE(r.clean());
+  EXPECT_TRUE(std::isfinite(r.duration));
+  EXPECT_GT(r.moves[1].duration, 1600.0 / 1000.0);
+  for (const AuditSample& s : r.samples)
+    EXPECT_TRUE(std::isfinite(s.time) && std::isfinite(s.jointAccelerations[1]));
+}
+
 TEST(AuditTiming, NewOptionsMustBePositive) {
   AuditOptions o;
   o.maxJointAccelerationDeg[2] = 0.0;
@@ -376,6 +389,7 @@ void ExpectFeasible(const Program& p, const AuditReport& r, const AuditOptions& 
       ASSERT_LE(std::abs(s.jointAccelerations[j]), o.maxJointAccelerationDeg[j] * (1 + kRel))
           << "sample " << i << " joint " << j + 1;
     }
+    ASSERT_TRUE(std::isfinite(s.time) && std::isfinite(s.tcpSpeed)) << "sample " << i;
     ASSERT_LE(s.speedShare, 1 + kRel) << "sample " << i;
     if (!IsJointMove(r.moves[s.moveIndex].type)) {
       ASSERT_LE(s.tcpSpeed, SpeedOf(p.moves[s.moveIndex]).vTcp * (1 + kRel)) << "sample " << i;
