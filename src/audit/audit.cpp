@@ -27,12 +27,8 @@ namespace zor::rob {
 namespace audit {
 
 int jointOutsideLimits(const RobotConfig& robot, const RobJoint& j) {
-  for (std::size_t i = 0; i < 6; ++i) {
-    const double other = i == 1 ? j.values[2] : j.values[1];
-    if (!robot.isJointAllowed(static_cast<int>(i), j.values[i], other))
-      return static_cast<int>(i) + 1;
-  }
-  return 0;
+  const std::optional<std::size_t> joint = robot.firstJointOutsideLimits(j);
+  return joint ? static_cast<int>(*joint) + 1 : 0;
 }
 
 namespace {
@@ -170,18 +166,14 @@ void Auditor::jointMove(std::size_t index, const MoveRecord& move, const RobJoin
       s.tcp = tcp;
       s.joints = j;
       s.conf = ConfData::FromRobJoint(j, robot_);
-      const Pose flange = poseOf(robot_.getWristPoseInBase(j));
+      const Pose flange = robot_.getWristPoseInBase(j).toPose();
       const unsigned c = singularities(j, flange);
-      s.singularity = (c & kWrist) != 0      ? SingularityType::wrist
-                      : (c & kElbow) != 0    ? SingularityType::elbow
-                      : (c & kShoulder) != 0 ? SingularityType::shoulder
-                                             : SingularityType::none;
+      s.singularity = singularityOf(c);
       report_.samples.push_back(s);
     }
   }
   audit.pathLength = length;
-  audit.orientationChange =
-      RotationTemplate<double>::AngularDistance(start.orient, end.orient) * kDegPerRad;
+  audit.orientationChange = Rotation::AngularDistance(start.orient, end.orient) * kDegPerRad;
   timeJointMove(index, from, target, firstSample);
   audit.reached = true;
   audit.endJoints = target;

@@ -32,11 +32,6 @@ inline constexpr double kLocateDeg = 1e-3;
 inline constexpr int kMaxBisections = 60;
 /// The widening (degrees) of the limits of the arm that diagnoses joint limits.
 inline constexpr double kRelaxedLimitWidening = 90.0;
-inline constexpr double kPi = 3.141592653589793;
-
-inline Pose poseOf(const Transform& t) {
-  return {t.translation.toPos(), t.rotation.toOrient()};
-}
 
 /// The largest joint difference (degrees) and the joint (0-based) where it lies.
 inline std::pair<double, std::size_t> largestStep(const RobJoint& a, const RobJoint& b) {
@@ -70,6 +65,11 @@ inline constexpr std::array<std::pair<Condition, AuditEventKind>, 5> kConditionK
     {kElbow, AuditEventKind::elbowSingularity},
     {kShoulder, AuditEventKind::shoulderSingularity},
 }};
+
+/// \returns the singularity a sample reports for the conditions `c`: the first of its bits.
+inline SingularityType singularityOf(unsigned c) {
+  return Singularities{(c & kWrist) != 0, (c & kElbow) != 0, (c & kShoulder) != 0}.first();
+}
 
 /// One solved point of a path.
 struct PathPoint {
@@ -119,8 +119,6 @@ class Auditor {
       relaxed_.jointMax[i] += kRelaxedLimitWidening;
     }
     relaxed_.jointCoupling = 0;
-    elbowDeg_ = robot.elbowOffset * 180.0 / kPi;
-    wcpOffset_ = robot.getWcpZOffset();
     limits_ = {options.maxJointSpeedDeg, options.maxJointAccelerationDeg,
                options.maxTcpAcceleration};
   }
@@ -172,7 +170,7 @@ class Auditor {
   void addSpeedReduced(const std::vector<PointTiming>& timing);
 
   static Pose tcpOf(const RobJoint& j, const RobotConfig& robot, const MoveRecord& move) {
-    return TargetOfFlangePose(poseOf(robot.getWristPoseInBase(j)), move.tool, move.wobj);
+    return TargetOfFlangePose(robot.getWristPoseInBase(j).toPose(), move.tool, move.wobj);
   }
   static void addEvent(MoveAudit& audit, AuditEvent e) { audit.events.push_back(std::move(e)); }
 
@@ -180,8 +178,6 @@ class Auditor {
   RobotConfig relaxed_;
   const AuditOptions& options_;
   AuditReport& report_;
-  double elbowDeg_{0.0};
-  double wcpOffset_{0.0};
   RobJoint joints_{};
   /// The path of the next move and the fraction where the corner joins it, when the corner
   /// into it is blended.

@@ -11,18 +11,9 @@
 namespace zor::rob::audit {
 
 unsigned Auditor::singularities(const RobJoint& j, const Pose& flange) const {
-  unsigned c = 0;
-  if (std::abs(j.values[4]) < options_.wristMarginDeg)
-    c |= kWrist;
-  if (std::abs(elbowDeg_ + j.values[2]) < options_.elbowMarginDeg)
-    c |= kElbow;
-  // The wrist centre's distance from the axis of joint 1.
-  const Vec3 wcp = flange.pos.toVec3() - flange.rotation().rotateVector({0.0, 0.0, wcpOffset_});
-  const Vec3 fromAxis = wcp - robot_.jointPoints[0].toVec3();
-  const Vec3& axis = robot_.jointAxes[0];
-  if ((fromAxis - axis * fromAxis.dot(axis)).norm() < options_.shoulderMarginMm)
-    c |= kShoulder;
-  return c;
+  const Singularities s = robot_.singularitiesOf(
+      j, flange, {options_.wristMarginDeg, options_.elbowMarginDeg, options_.shoulderMarginMm});
+  return (s.wrist ? kWrist : 0u) | (s.elbow ? kElbow : 0u) | (s.shoulder ? kShoulder : 0u);
 }
 
 PathPoint Auditor::solve(const PathPart& part, double fraction, const RobJoint& seed,
@@ -68,8 +59,7 @@ bool Auditor::jumps(const PathPoint& a, const PathPoint& b, double allowedStep) 
 
 bool Auditor::close(const PathPoint& a, const PathPoint& b) const {
   return (a.tcp.pos - b.tcp.pos).norm() <= kLocateMm &&
-         RotationTemplate<double>::AngularDistance(a.tcp.orient, b.tcp.orient) * kDegPerRad <=
-             kLocateDeg;
+         Rotation::AngularDistance(a.tcp.orient, b.tcp.orient) * kDegPerRad <= kLocateDeg;
 }
 
 std::pair<PathPoint, PathPoint> Auditor::locateCondition(const PathPart& part, unsigned bit,
@@ -129,10 +119,7 @@ void Auditor::keepSample(const PathPart& part, const PathPoint& p) {
   s.joints = p.joints;
   s.conf = p.conf;
   s.reachable = p.solved;
-  s.singularity = (p.conditions & kWrist) != 0      ? SingularityType::wrist
-                  : (p.conditions & kElbow) != 0    ? SingularityType::elbow
-                  : (p.conditions & kShoulder) != 0 ? SingularityType::shoulder
-                                                    : SingularityType::none;
+  s.singularity = singularityOf(p.conditions);
   report_.samples.push_back(s);
 }
 

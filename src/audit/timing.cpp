@@ -25,6 +25,7 @@
 #include <cmath>
 #include <limits>
 
+#include "zor/rob/angles.hpp"
 #include "zor/rob/rotation.hpp"
 
 namespace zor::rob::audit {
@@ -43,7 +44,7 @@ constexpr double kAtBound = 1e-6;
 constexpr int kMaxNewtonSteps = 64;
 /// Bisection steps at most where Newton stalls on rounding.
 constexpr int kMaxBisections = 80;
-constexpr double kDegPerRad = 180.0 / 3.141592653589793;
+constexpr double kDegPerRad = 180.0 / kPi;
 
 /// The channels differentiated along the path: six joints, the arc length, the orientation.
 constexpr std::size_t kChannels = 8;
@@ -236,8 +237,7 @@ std::vector<Node> nodesOf(std::span<const TimingPoint> points, std::vector<std::
     if (i > 0) {
       const TimingPoint& q = points[i - 1];
       const double dl = (p.tcp.pos - q.tcp.pos).norm();
-      const double dt =
-          RotationTemplate<double>::AngularDistance(q.tcp.orient, p.tcp.orient) * kDegPerRad;
+      const double dt = Rotation::AngularDistance(q.tcp.orient, p.tcp.orient) * kDegPerRad;
       const double ds = std::hypot(dl, dt * kMmPerDeg);
       if (ds <= kSamePoint) {
         // Where two parts meet, the slower programmed speeds hold.
