@@ -90,6 +90,8 @@ struct AuditRequest {
   std::optional<std::string> samplesPath{};
   /// Whether the JSON report carries every timed sample.
   bool jsonSamples{false};
+  /// Show the audit's progress on a terminal (see progress_line.hpp); off for --json.
+  bool showProgress{false};
 };
 
 /// The audit of a program file: a table of its moves (reached, time, path, events) and the
@@ -97,6 +99,11 @@ struct AuditRequest {
 /// file the reader rejects or a samples file that cannot be written, and the library's
 /// exceptions for a program it cannot audit.
 Report runAudit(const AuditRequest& request);
+
+struct Program;
+
+/// The audit of a program already read (request.programPath unused): the same report.
+Report runAudit(Program program, const AuditRequest& request);
 
 /// The tour of `arm`: its summary, the home target, the forward kinematics of a few joint
 /// vectors, the inverse kinematics of the first of them (every solution, the one of its

@@ -238,6 +238,7 @@ Report run(const CLI::App& app, const Options& o) {
     if (o.timedSamples && !o.json)
       throw UsageError("--timed-samples needs --json");
     request.jsonSamples = o.timedSamples;
+    request.showProgress = !o.json;
     return runAudit(request);
   }
   if (name == "tables") {

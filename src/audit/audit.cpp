@@ -80,12 +80,20 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
     if (!positiveFinite(move.speed.vTcp) || !positiveFinite(move.speed.vOri))
       detail::throwInvalidArgument(kBadSpeed);
   }
+  Progress progress(options_.progress, moves.size());
   for (std::size_t k = 0; k < moves.size(); ++k) {
+    if (!progress.advance(k)) {
+      report_.moves.resize(k);
+      report_.partial = true;
+      break;
+    }
     auditMove(k, moves);
     // A stop point (or the end of a path that cannot go on) ends the path being timed.
     if (!blendedStart_)
       finishRun();
   }
+  // A cancelled audit may leave a path open: it is timed to rest where its sampling stopped.
+  finishRun();
   for (MoveAudit& m : report_.moves) {
     // In path order: the move's own path first, then the corner after it.
     std::stable_sort(m.events.begin(), m.events.end(),
@@ -94,6 +102,7 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
                      });
     report_.duration += m.duration;
   }
+  progress.finish();
 }
 
 void Auditor::auditMove(std::size_t k, std::span<const ProgramMove> moves) {

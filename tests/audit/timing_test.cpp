@@ -272,6 +272,25 @@ TEST(AuditTiming, PathLeavingTheReachStillHasAFiniteTime) {
     EXPECT_TRUE(std::isfinite(s.time) && std::isfinite(s.jointAccelerations[1]));
 }
 
+TEST(AuditTiming, CancelledAuditTimesWhatItSampled) {
+  // Cancelled before move 2, with move 1 blended into it: the path sampled so far (move 1 and
+  // its corner) is timed to rest, and its samples end at the report's duration.
+  AuditOptions o;
+  o.keepSamples = true;
+  o.progress = [](double fraction) { return fraction < 0.5; };
+  const AuditReport r =
+      Audit({Joint({900, 0, 700}), Line({900, 0, 800}, SpeedData::v200, ZoneData::z10),
+             Line({900, 100, 800}, SpeedData::v200), Line({900, 100, 700}, SpeedData::v200)},
+            o);
+  ASSERT_TRUE(r.partial);
+  ASSERT_EQ(r.moves.size(), 2u);
+  EXPECT_GT(r.moves[1].duration, 100.0 / 200.0);
+  EXPECT_TRUE(std::isfinite(r.duration));
+  ASSERT_FALSE(r.samples.empty());
+  EXPECT_NEAR(r.samples.back().time, r.duration, 1e-9);
+  EXPECT_EQ(r.samples.back().speedShare, 0.0);
+}
+
 TEST(AuditTiming, NewOptionsMustBePositive) {
   AuditOptions o;
   o.maxJointAccelerationDeg[2] = 0.0;

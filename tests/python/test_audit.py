@@ -90,13 +90,13 @@ def test_timed_samples_are_numpy_arrays():
     # trapezoid 90/150 + 150/600 s, then the line up through the wrist.
     start = z.RobJoint(0, 0, 0, 0, 30, 0)
     absj = z.MoveAbsJ()
-    absj.toJointPos = z.JointTarget(z.RobJoint(90, 0, 0, 0, 30, 0))
+    absj.to_joint_pos = z.JointTarget(z.RobJoint(90, 0, 0, 0, 30, 0))
     absj.speed = z.v500
     opts = z.AuditOptions()
-    opts.keepSamples = True
+    opts.keep_samples = True
     report = z.audit_program(z.default_arm(), start, [absj], opts)
     assert report.moves[0].duration == pytest.approx(0.85, abs=1e-9)
-    assert report.moves[0].lowestSpeedShare == 1.0
+    assert report.moves[0].lowest_speed_share == 1.0
     timing = report.sample_timing()
     n = len(report.samples)
     for name in ("time", "tcp_speed", "speed_share", "allowed_share", "move", "limit",
@@ -115,8 +115,8 @@ def test_timed_samples_are_numpy_arrays():
 
 def test_acceleration_limits_are_options():
     opts = z.AuditOptions()
-    assert list(opts.maxJointAccelerationDeg) == [600, 600, 600, 1200, 1200, 1800]
-    assert opts.maxTcpAcceleration == 5000
+    assert list(opts.max_joint_acceleration_deg) == [600, 600, 600, 1200, 1200, 1800]
+    assert opts.max_tcp_acceleration == 5000
     # 200 mm up at 500 mm/s, with the tool's acceleration halved: 200/500 + 500/2500.
-    report = audit(through_the_wrist(), maxTcpAcceleration=2500.0)
+    report = audit(through_the_wrist(), max_tcp_acceleration=2500.0)
     assert report.moves[1].duration == pytest.approx(0.6, abs=1e-9)

@@ -79,13 +79,13 @@ def test_speed_profile_is_drawn_against_time(tmp_path):
     import math
     forward = z.Orient(math.sqrt(0.5), 0, math.sqrt(0.5), 0)
     j = z.MoveJ()
-    j.toPoint = z.RobTarget(z.Pose(z.Pos(800, 0, 800), forward), z.ConfData(0, 0, 0, 1))
+    j.to_point = z.RobTarget(z.Pose(z.Pos(800, 0, 800), forward), z.ConfData(0, 0, 0, 1))
     j.speed = z.v500
     line = z.MoveL()
-    line.toPoint = z.RobTarget(z.Pose(z.Pos(900, 0, 800), forward), z.ConfData(0, 0, 0, 1))
+    line.to_point = z.RobTarget(z.Pose(z.Pos(900, 0, 800), forward), z.ConfData(0, 0, 0, 1))
     line.speed = z.v500
     opts = z.AuditOptions()
-    opts.keepSamples = True
+    opts.keep_samples = True
     report = z.audit_program(z.default_arm(), z.RobJoint(0, 0, 0, 0, 30, 0), [j, line], opts)
     path = tmp_path / "speed.png"
     figure = zorrob.plot.speed(report, path=path, dpi=60)
