@@ -88,6 +88,8 @@ struct AuditRequest {
   std::optional<double> stepMm{};
   /// Where to write every sample as CSV.
   std::optional<std::string> samplesPath{};
+  /// Whether the JSON report carries every timed sample.
+  bool jsonSamples{false};
   /// Show the audit's progress on a terminal (see progress_line.hpp); off for --json.
   bool showProgress{false};
 };

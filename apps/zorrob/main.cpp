@@ -49,6 +49,7 @@ struct Options {
   std::string program{};
   std::string step{};
   std::string samplesPath{};
+  bool timedSamples{false};
 };
 
 /// \returns whether the option `name` was given on the command line (even with an empty value),
@@ -234,6 +235,9 @@ Report run(const CLI::App& app, const Options& o) {
     }
     if (given(app, "--samples"))
       request.samplesPath = o.samplesPath;
+    if (o.timedSamples && !o.json)
+      throw UsageError("--timed-samples needs --json");
+    request.jsonSamples = o.timedSamples;
     request.showProgress = !o.json;
     return runAudit(request);
   }
@@ -373,16 +377,19 @@ int Main(int argc, char** argv) {
       app, "audit", "check a program of moves on its arm",
       "Follows the moves of a program file (JSON: arm, start joints, tools, work objects and\n"
       "moves; see the README) through the arm and reports, per move, whether it is reached,\n"
-      "its estimated time, path length and orientation change, and every event: targets out\n"
+      "its time, path length and orientation change, and every event: targets out\n"
       "of reach or not reachable in their configuration, path points out of reach, wrist,\n"
       "elbow and shoulder singularities, configuration changes, joint limits, joint jumps,\n"
-      "circles that are not circles and zones shrunk to fit.\n\n"
-      "Times are estimates: a linear or circular move takes the longer of path length / TCP\n"
-      "speed and orientation change / orientation speed, a joint move the longer of its\n"
-      "slowest joint at its maximum speed and the TCP path / TCP speed; no acceleration, and\n"
-      "zones add no time.\n\n"
-      "Exit status: 0 for a clean program, 3 when there are events, 1 for a rejected program\n"
-      "file, 2 for a bad command line.\n\n"
+      "circles that are not circles, zones shrunk to fit, and stretches where the joints\n"
+      "keep the tool below its programmed speed.\n\n"
+      "Times are time-optimal under the joints' speed and acceleration limits, the programmed\n"
+      "speeds and the tool's acceleration limit (options maxJointSpeedDeg,\n"
+      "maxJointAccelerationDeg, maxTcpAcceleration): joint moves in sync from rest to rest,\n"
+      "linear and circular moves and their zones as one path between stop points. The cycle\n"
+      "time is their sum; the speed column is the lowest share of the programmed speed the\n"
+      "limits allow on the move.\n\n"
+      "Exit status: 0 for a clean program (reduced speed alone keeps it clean), 3 when there\n"
+      "are events, 1 for a rejected program file, 2 for a bad command line.\n\n"
       "Example: zorrob audit examples/audit/weld_seam.json --samples samples.csv");
   audit->add_option("program", o.program, "the program file (JSON)")
       ->type_name("PROGRAM.json")
@@ -391,6 +398,9 @@ int Main(int argc, char** argv) {
       ->type_name("MM");
   audit->add_option("--samples", o.samplesPath, "write every sample to this CSV file")
       ->type_name("FILE.csv");
+  audit->add_flag("--timed-samples", o.timedSamples,
+                  "with --json, add every sample with its time, speeds, accelerations and the "
+                  "limit that binds there");
   addJsonFlag(*audit, o);
 
   // Set last: the commands would otherwise take this footer over as their own.

@@ -1,5 +1,6 @@
 #include "program_file.hpp"
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -140,11 +141,23 @@ class ProgramReader {
     }
   }
 
+  /// Six positive numbers under `key` of the options, when given.
+  void readJointLimits(const json& o, const std::string& key, std::array<double, 6>& out) const {
+    const auto it = o.find(key);
+    if (it == o.end())
+      return;
+    out = top_.numbers<6>(*it, "options." + key);
+    for (std::size_t i = 0; i < 6; ++i)
+      if (out[i] <= 0.0)
+        top_.fail("options." + key + "[" + std::to_string(i) + "]", "must be positive");
+  }
+
   AuditOptions readOptions(const json& value) const {
     const json& o = top_.object(value, "options");
-    top_.checkKeys(o, "options",
-                   {"stepMm", "stepDeg", "jumpDeg", "wristMarginDeg", "elbowMarginDeg",
-                    "shoulderMarginMm", "circleOriMode", "maxJointSpeedDeg"});
+    top_.checkKeys(
+        o, "options",
+        {"stepMm", "stepDeg", "jumpDeg", "wristMarginDeg", "elbowMarginDeg", "shoulderMarginMm",
+         "circleOriMode", "maxJointSpeedDeg", "maxJointAccelerationDeg", "maxTcpAcceleration"});
     AuditOptions options;
     const auto positive = [&](std::string_view key, double& out, bool zeroAllowed) {
       const auto it = o.find(key);
@@ -168,12 +181,9 @@ class ProgramReader {
         top_.fail("options.circleOriMode", "must be one of \"cirpoint\", \"path\", \"object\"");
       options.circleOriMode = *mode;
     }
-    if (const auto it = o.find("maxJointSpeedDeg"); it != o.end()) {
-      options.maxJointSpeedDeg = top_.numbers<6>(*it, "options.maxJointSpeedDeg");
-      for (std::size_t i = 0; i < 6; ++i)
-        if (options.maxJointSpeedDeg[i] <= 0.0)
-          top_.fail("options.maxJointSpeedDeg[" + std::to_string(i) + "]", "must be positive");
-    }
+    readJointLimits(o, "maxJointSpeedDeg", options.maxJointSpeedDeg);
+    readJointLimits(o, "maxJointAccelerationDeg", options.maxJointAccelerationDeg);
+    positive("maxTcpAcceleration", options.maxTcpAcceleration, false);
     return options;
   }
 

@@ -22,7 +22,9 @@
 //                               "object": {"position": [0, 0, 0], "orientation": [1, 0, 0, 0]}}},
 //     "options": {"stepMm": 1, "stepDeg": 1, "jumpDeg": 10, "wristMarginDeg": 1,
 //                 "elbowMarginDeg": 1, "shoulderMarginMm": 10, "circleOriMode": "cirpoint",
-//                 "maxJointSpeedDeg": [150, 150, 150, 300, 300, 450]},    optional, each key too
+//                 "maxJointSpeedDeg": [150, 150, 150, 300, 300, 450],
+//                 "maxJointAccelerationDeg": [600, 600, 600, 1200, 1200, 1800],
+//                 "maxTcpAcceleration": 5000},          optional, each key too
 //     "moves": [
 //       {"type": "MoveAbsJ", "joints": [0, 0, 0, 0, 30, 0], "speed": "v1000", "zone": "fine"},
 //       {"type": "MoveJ", "to": TARGET, "speed": "v1000", "zone": "z10",
