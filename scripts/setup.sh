@@ -9,6 +9,7 @@ packages=(
   liborocos-kdl-dev libcli11-dev nlohmann-json3-dev
   liburdfdom-dev libkdl-parser-dev
   pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib
+  libjs-three chromium nodejs
 )
 
 missing=()
@@ -18,7 +19,17 @@ for package in "${packages[@]}"; do
   fi
 done
 
+# The browser tests drive Debian's chromium with playwright-core, pinned by its lockfile.
+install_browser_driver() {
+  local dir
+  dir="$(dirname "$0")/../tests/browser"
+  if [ ! -d "$dir/node_modules/playwright-core" ]; then
+    (cd "$dir" && npm ci --no-audit --no-fund --loglevel=error)
+  fi
+}
+
 if [ ${#missing[@]} -eq 0 ]; then
+  install_browser_driver
   exit 0
 fi
 
@@ -30,3 +41,4 @@ fi
 export DEBIAN_FRONTEND=noninteractive
 "${sudo[@]}" apt-get update -qq
 "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
+install_browser_driver

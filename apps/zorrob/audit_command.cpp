@@ -119,11 +119,13 @@ Report runAudit(const AuditRequest& request) {
   Program program = LoadProgram(request.programPath);
   if (request.stepMm)
     program.options.stepMm = *request.stepMm;
-  program.options.keepSamples = request.samplesPath.has_value();
+  program.options.keepSamples = request.samplesPath.has_value() || request.htmlPath.has_value();
   const AuditReport report =
       AuditProgram(program.arm.config, program.start, program.moves, program.options);
   if (request.samplesPath)
     writeFile(*request.samplesPath, samplesCsv(report));
+  if (request.htmlPath)
+    writeProgramPage(*request.htmlPath, program, report);
 
   Report out;
   out.status = report.clean() ? 0 : kExitEvents;
