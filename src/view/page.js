@@ -393,7 +393,7 @@
     const sx = function (x) { return left + (x - x0) / Math.max(x1 - x0, 1e-12) * (width - left - right); };
     const sy = function (y) { return top + (hi - y) / (hi - lo) * (height - top - bottom); };
     for (const e of events) {
-      if (e.sample < 0) continue;
+      if (e.sample < 0 || e.category === 0) continue;
       const a = sx(axis.xs[e.sample]), b = sx(axis.xs[e.lastSample]);
       add('rect', { x: a - 0.5, y: top, width: Math.max(b - a, 0) + 1, height: height - top - bottom,
         fill: CATEGORIES[e.category].color, 'fill-opacity': 0.25 });
