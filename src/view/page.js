@@ -1,8 +1,9 @@
 // The view page's script: reads the document the library wrote into #zorrob-data, computes the
 // arm's poses with the arm's own product of exponentials, and draws the scene (three.js), the
 // playback, the joint charts and the tables. See zor/rob/view.hpp for the test interface.
-(function () {
-  'use strict';
+'use strict';
+// One block, not a function: the page's names stay out of the global object.
+{
 
   const data = JSON.parse(document.getElementById('zorrob-data').textContent);
   const SVG = 'http://www.w3.org/2000/svg';
@@ -522,4 +523,4 @@
   resize();
   if (count > 0) goToSample(0);
   else setPose(data.joints, -1);
-})();
+}
