@@ -59,10 +59,12 @@ ZORROB_API std::string ViewPage(const RobotConfig& robot, const ViewOptions& opt
 
 /// \returns the page of `robot` running `moves` as `report` audited them: the targets, the
 /// events and, when the report kept its samples (AuditOptions::keepSamples), the path and the
-/// playback. Throws std::invalid_argument "the report does not belong to the program" when the
-/// report has another number of moves than `moves`, and "labels must be given for every move or
-/// none" when `options.labels` is neither empty nor one per move. Errors of the frames
-/// (WObjData::getPose) pass through.
+/// playback. Targets and samples are placed in the base frame through their move's work object
+/// (WObjData::getPose), which assumes a fixed work object and a robot-held tool. Throws
+/// std::invalid_argument "the report does not belong to the program" when the report has another
+/// number of moves than `moves`, and "labels must be given for every move or none" when
+/// `options.labels` is neither empty nor one per move. Errors of the frames (WObjData::getPose)
+/// pass through.
 ZORROB_API std::string ViewPage(const RobotConfig& robot, std::span<const ProgramMove> moves,
                                 const AuditReport& report, const ViewOptions& options = {});
 
