@@ -9,6 +9,7 @@
 #include "arm_file.hpp"
 #include "output.hpp"
 #include "zor/rob/audit.hpp"
+#include "zor/rob/circle.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/pose.hpp"
@@ -53,12 +54,6 @@ Report armSummary(const Arm& arm);
 /// model.
 Report runArm(const Arm& arm);
 
-/// How the tool orientation is interpolated along the circle.
-enum class OriMode { CirPoint, PathFrame, ObjectFrame };
-
-/// \returns the mode called "cirpoint", "path" or "object", or nothing.
-std::optional<OriMode> findOriMode(std::string_view name);
-
 /// The range of the number of samples along the arc.
 inline constexpr int kMinSamples = 2;
 inline constexpr int kMaxSamples = 10000;
@@ -72,7 +67,7 @@ struct CircleRequest {
   /// The zone at both ends of the arc, by name; its pzoneTcp is the zone distance.
   std::optional<std::string> zoneName{};
   /// The orientation modes to sample (the command line gives at most one, the tour all three).
-  std::vector<OriMode> oriModes{};
+  std::vector<CircleOriMode> oriModes{};
   /// Start, circle-point and end orientations (normalised before use); used with oriModes.
   std::array<Orient, 3> ori{};
 };

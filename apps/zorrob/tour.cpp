@@ -47,7 +47,7 @@ CircleRequest tourCircle() {
   c.end = {700, 300, 500};
   c.samples = 5;
   c.zoneName = "z50";
-  c.oriModes = {OriMode::CirPoint, OriMode::PathFrame, OriMode::ObjectFrame};
+  c.oriModes = {CircleOriMode::cirPoint, CircleOriMode::pathFrame, CircleOriMode::objectFrame};
   c.ori = {
       Orient{0, 0, 1, 0}, Orient{0, -0.3826834323650898, 0.9238795325112867, 0},
       Orient{0.1830127018922193, -0.6830127018922193, 0.6830127018922194, 0.18301270189221933}};

@@ -12,6 +12,7 @@
 #include <variant>
 #include <vector>
 
+#include "zor/rob/circle.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/export.hpp"
 #include "zor/rob/joints.hpp"
@@ -24,13 +25,6 @@ namespace zor::rob {
 /// One instruction of a program: a joint move to a Cartesian target, a linear move, a circular
 /// move or a joint move to a joint target.
 using ProgramMove = std::variant<MoveJ, MoveL, MoveC, MoveAbsJ>;
-
-/// How the tool orientation is interpolated along a circular move (see TPCircle).
-enum class CircleOriMode {
-  cirPoint = 0,     ///< Through the circle point's orientation (getOriInCirPointOriMode).
-  pathFrame = 1,    ///< Fixed relative to a frame turning with the path (getOriInPathFrame).
-  objectFrame = 2,  ///< Interpolated in the fixed frame (getOriInObjectFrame).
-};
 
 /// What can stop a program, or needs its author's attention.
 enum class AuditEventKind {
