@@ -91,6 +91,8 @@ struct AuditRequest {
   std::optional<std::string> samplesPath{};
   /// Where to write the page of the program and its audit (see runView).
   std::optional<std::string> htmlPath{};
+  /// Show the audit's progress on a terminal (see progress_line.hpp); off for --json.
+  bool showProgress{false};
 };
 
 /// The audit of a program file: a table of its moves (reached, time, path, events) and the
@@ -123,6 +125,8 @@ Report runView(const ViewRequest& request);
 /// InputError "page file 'PATH' cannot be written".
 std::string writeProgramPage(const std::string& path, const Program& program,
                              const AuditReport& report);
+/// The audit of a program already read (request.programPath unused): the same report.
+Report runAudit(Program program, const AuditRequest& request);
 
 /// The tour of `arm`: its summary, the home target, the forward kinematics of a few joint
 /// vectors, the inverse kinematics of the first of them (every solution, the one of its

@@ -255,6 +255,7 @@ Report run(const CLI::App& app, const Options& o) {
       request.samplesPath = o.samplesPath;
     if (given(app, "--html"))
       request.htmlPath = o.htmlPath;
+    request.showProgress = !o.json;
     return runAudit(request);
   }
   if (name == "view")

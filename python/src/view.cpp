@@ -31,12 +31,12 @@ void bindView(py::module_& m) {
              return MoveLabels{std::move(target), std::move(circlePoint), std::move(tool),
                                std::move(workObject)};
            }),
-           py::arg("target") = "", py::arg("circlePoint") = "", py::arg("tool") = "",
-           py::arg("workObject") = "")
+           py::arg("target") = "", py::arg("circle_point") = "", py::arg("tool") = "",
+           py::arg("work_object") = "")
       .def_readwrite("target", &MoveLabels::target)
-      .def_readwrite("circlePoint", &MoveLabels::circlePoint)
+      .def_readwrite("circle_point", &MoveLabels::circlePoint)
       .def_readwrite("tool", &MoveLabels::tool)
-      .def_readwrite("workObject", &MoveLabels::workObject);
+      .def_readwrite("work_object", &MoveLabels::workObject);
 
   py::class_<ViewOptions>(m, "ViewOptions", "What the view page shows besides the arm.")
       .def(py::init<>())

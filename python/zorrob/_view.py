@@ -37,7 +37,7 @@ def view(robot, report=None, program=None, *, start=None, title="zorrob", tool=N
 
     With a program and no ``report``, the program is audited from ``start`` (the arm's home
     joints by default) keeping every sample; a report given must be the audit of ``program``
-    (with ``keepSamples`` for the path and the playback). ``labels`` names each move's target,
+    (with ``keep_samples`` for the path and the playback). ``labels`` names each move's target,
     circle point, tool and work object (a list of MoveLabels, one per move). ``tool`` (a
     ToolData) and ``joints`` (a RobJoint) set the tool and the pose of the arm alone.
 
@@ -59,7 +59,7 @@ def view(robot, report=None, program=None, *, start=None, title="zorrob", tool=N
     program = list(program)
     if report is None:
         audit_options = _zorrob.AuditOptions()
-        audit_options.keepSamples = True
-        first = start if start is not None else robot.homeJoint
+        audit_options.keep_samples = True
+        first = start if start is not None else robot.home_joint
         report = _zorrob.audit_program(robot, first, program, audit_options)
     return View(_zorrob.view_page(robot, program, report, options))

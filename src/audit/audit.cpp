@@ -220,7 +220,13 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
     if (!positiveFinite(move.speed.vTcp) || !positiveFinite(move.speed.vOri))
       detail::throwInvalidArgument(kBadSpeed);
   }
+  Progress progress(options_.progress, moves.size());
   for (std::size_t k = 0; k < moves.size(); ++k) {
+    if (!progress.advance(k)) {
+      report_.moves.resize(k);
+      report_.partial = true;
+      break;
+    }
     MoveAudit& audit = report_.moves[k];
     const MoveRecord& move = recordOf(moves[k]);
     audit.type = move.moveType;
@@ -257,6 +263,7 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
                      });
     report_.duration += m.duration;
   }
+  progress.finish();
 }
 
 std::optional<RobJoint> Auditor::checkTarget(std::size_t index, const MoveRecord& move,

@@ -48,7 +48,7 @@ def test_program_is_audited_from_home_keeping_its_samples():
     robot = z.default_arm()
     data = data_of(z.view(robot, program=through_the_wrist()).html)
     options = z.AuditOptions()
-    options.keepSamples = True
+    options.keep_samples = True
     report = z.audit_program(robot, z.RobJoint(0, 0, 0, 0, 0, 0), through_the_wrist(), options)
     assert data["samples"]["count"] == len(report.samples) > 100
     kinds = sorted(e["kind"] for e in data["events"])
