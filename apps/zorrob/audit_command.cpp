@@ -150,7 +150,8 @@ Report runAudit(const AuditRequest& request) {
 Report runAudit(Program program, const AuditRequest& request) {
   if (request.stepMm)
     program.options.stepMm = *request.stepMm;
-  program.options.keepSamples = request.samplesPath.has_value() || request.jsonSamples;
+  program.options.keepSamples =
+      request.samplesPath.has_value() || request.jsonSamples || request.htmlPath.has_value();
   AuditReport report;
   {
     ProgressLine line("audit");
@@ -160,6 +161,8 @@ Report runAudit(Program program, const AuditRequest& request) {
   }
   if (request.samplesPath)
     writeFile(*request.samplesPath, samplesCsv(report));
+  if (request.htmlPath)
+    writeProgramPage(*request.htmlPath, program, report);
 
   Report out;
   out.status = report.clean() ? 0 : kExitEvents;

@@ -21,7 +21,7 @@
 namespace zor::rob::cli {
 namespace {
 
-constexpr const char* kCommandList = "fk, ik, jacobian, circle, tables, arm, audit";
+constexpr const char* kCommandList = "fk, ik, jacobian, circle, tables, arm, audit, view";
 /// Spaces per level of the JSON output.
 constexpr int kJsonIndent = 2;
 
@@ -50,6 +50,8 @@ struct Options {
   std::string step{};
   std::string samplesPath{};
   bool timedSamples{false};
+  std::string htmlPath{};
+  std::string outputPath{};
 };
 
 /// \returns whether the option `name` was given on the command line (even with an empty value),
@@ -200,6 +202,23 @@ CircleRequest circleFrom(const CLI::App& app, const Options& o) {
   return request;
 }
 
+ViewRequest viewFrom(const CLI::App& app, const Options& o) {
+  ViewRequest request;
+  request.outputPath = o.outputPath;
+  if (given(app, "--arm") || given(app, "--base") || given(app, "--tip"))
+    request.arm = armFrom(app, o);
+  if (!o.program.empty())
+    request.programPath = o.program;
+  if (given(app, "--step")) {
+    if (!request.programPath)
+      throw UsageError("--step goes with a program file");
+    request.stepMm = parseNumber(o.step, "--step");
+    if (*request.stepMm <= 0.0)
+      throw UsageError("--step must be positive, got '" + o.step + "'");
+  }
+  return request;
+}
+
 /// \returns the report of the command the parsed command line selects.
 Report run(const CLI::App& app, const Options& o) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
@@ -238,9 +257,13 @@ Report run(const CLI::App& app, const Options& o) {
     if (o.timedSamples && !o.json)
       throw UsageError("--timed-samples needs --json");
     request.jsonSamples = o.timedSamples;
+    if (given(app, "--html"))
+      request.htmlPath = o.htmlPath;
     request.showProgress = !o.json;
     return runAudit(request);
   }
+  if (name == "view")
+    return runView(viewFrom(app, o));
   if (name == "tables") {
     if (o.table == "speeds")
       return runTables(TableKind::Speeds);
@@ -401,7 +424,26 @@ int Main(int argc, char** argv) {
   audit->add_flag("--timed-samples", o.timedSamples,
                   "with --json, add every sample with its time, speeds, accelerations and the "
                   "limit that binds there");
+  audit->add_option("--html", o.htmlPath, "write the page of the program and its audit (see view)")
+      ->type_name("FILE.html");
   addJsonFlag(*audit, o);
+
+  CLI::App* view = addCommand(
+      app, "view", "the arm, a program and its audit as one browser page",
+      "Writes one self-contained HTML page (three.js inside, nothing loaded from the network):\n"
+      "the arm with its joint axes and the base, flange and tool frames; with a program file,\n"
+      "its targets, the audited path coloured by what the audit found, playback along the\n"
+      "samples, charts of the six joints and the table of events (a click moves the arm\n"
+      "there). --arm replaces the program's own arm.\n\n"
+      "Example: zorrob view examples/audit/cell.json -o cell.html");
+  view->add_option("program", o.program, "the program file (JSON)")->type_name("PROGRAM.json");
+  view->add_option("--step", o.step, "the sampling step along the path, mm (default 1)")
+      ->type_name("MM");
+  view->add_option("-o,--output", o.outputPath, "the page to write")
+      ->type_name("FILE.html")
+      ->required();
+  addArmOption(*view, o);
+  addJsonFlag(*view, o);
 
   // Set last: the commands would otherwise take this footer over as their own.
   app.footer(
@@ -457,7 +499,8 @@ int Main(int argc, char** argv) {
   try {
     const std::vector<CLI::App*> commands = app.get_subcommands();
     const bool usesArm = commands.empty() || commands.front() == fk || commands.front() == ik ||
-                         commands.front() == jacobian || commands.front() == armCommand;
+                         commands.front() == jacobian || commands.front() == armCommand ||
+                         commands.front() == view;
     if (given(app, "--arm") && !usesArm)
       throw UsageError("--arm does not apply to this command");
     const Report report = run(app, o);

@@ -62,8 +62,10 @@ class ProgramReader {
       top_.fail("moves", "must be an array of moves");
     if (moves.empty())
       top_.fail("moves", "is empty: a program needs at least one move");
-    for (std::size_t i = 0; i < moves.size(); ++i)
+    for (std::size_t i = 0; i < moves.size(); ++i) {
       program.moves.push_back(readMove(moves[i], i));
+      program.labels.push_back(readLabels(moves[i], i));
+    }
     return program;
   }
 
@@ -190,7 +192,7 @@ class ProgramReader {
   static RobTarget target(const JsonReader& in, const json& value, const std::string& path,
                           bool confRequired) {
     const json& t = in.object(value, path);
-    in.checkKeys(t, path, {"position", "orientation", "conf"});
+    in.checkKeys(t, path, {"name", "position", "orientation", "conf"});
     RobTarget target(
         Pose(position(in, in.member(t, path, "position"), path + ".position"),
              orientation(in, in.member(t, path, "orientation"), path + ".orientation")));
@@ -339,6 +341,28 @@ class ProgramReader {
         },
         move);
     return move;
+  }
+
+  /// The names of the move's target, circle point, tool and work object (read after readMove,
+  /// which has checked the move).
+  MoveLabels readLabels(const json& m, std::size_t index) const {
+    const JsonReader in(top_prefix() + ": move " + std::to_string(index));
+    MoveLabels labels;
+    const auto text = [&](const json& object, const char* key, const std::string& path) {
+      const auto it = object.find(key);
+      if (it == object.end())
+        return std::string();
+      if (!it->is_string())
+        in.fail(path, "must be a string");
+      return it->get<std::string>();
+    };
+    if (const auto it = m.find("to"); it != m.end())
+      labels.target = text(*it, "name", "to.name");
+    if (const auto it = m.find("via"); it != m.end())
+      labels.circlePoint = text(*it, "name", "via.name");
+    labels.tool = text(m, "tool", "tool");
+    labels.workObject = text(m, "wobj", "wobj");
+    return labels;
   }
 
   template <typename T>

@@ -7,6 +7,7 @@
 
 #include "arm_file.hpp"
 #include "zor/rob/audit.hpp"
+#include "zor/rob/view.hpp"
 
 // The program file of `zorrob audit`: one JSON object, written by hand or by scripts.
 //
@@ -34,9 +35,10 @@
 //     ]
 //   }
 //
-// A TARGET is {"position": [x, y, z], "orientation": [q1, q2, q3, q4], "conf": [cf1, cf4, cf6,
-// cfx]}: mm, a unit quaternion with q1 the scalar part (within 1e-3 of unit length, normalised
-// on reading), and whole numbers; "conf" may be left out for the circle point of a MoveC only.
+// A TARGET is {"name": "...", "position": [x, y, z], "orientation": [q1, q2, q3, q4], "conf":
+// [cf1, cf4, cf6, cfx]}: an optional name (any text, shown by `zorrob view`), mm, a unit
+// quaternion with q1 the scalar part (within 1e-3 of unit length, normalised on reading), and
+// whole numbers; "conf" may be left out for the circle point of a MoveC only.
 // Speeds and zones are predefined names (v5 ... v7000; fine, z0 ... z200, FINE, CNT0 ...
 // CNT100) or values: a speed {"tcp": mm/s, "ori": deg/s} with optional "leax" (mm/s, default
 // 5000) and "reax" (deg/s, default 1000); a zone {"tcp": mm} with optional "ori", "eax" (mm),
@@ -52,6 +54,8 @@ struct Program {
   Arm arm{};
   RobJoint start{};
   std::vector<ProgramMove> moves{};
+  /// The names of each move's target, circle point, tool and work object, as written.
+  std::vector<MoveLabels> labels{};
   AuditOptions options{};
 };
 

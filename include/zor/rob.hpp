@@ -21,3 +21,4 @@
 #include "zor/rob/targets.hpp"
 #include "zor/rob/triangle.hpp"
 #include "zor/rob/vectors.hpp"
+#include "zor/rob/view.hpp"
