@@ -40,7 +40,8 @@
   // point travels, else the sample number.
   const axis = (function () {
     const xs = new Float64Array(count);
-    if (samples.time) return { xs: decode(samples.time, Float64Array), label: 'time (s)', timed: true };
+    const times = samples.time ? decode(samples.time, Float64Array) : xs;
+    if (count > 1 && times[count - 1] > 0) return { xs: times, label: 'time (s)', timed: true };
     for (let i = 1; i < count; ++i) {
       const dx = sampleTcp[3 * i] - sampleTcp[3 * i - 3];
       const dy = sampleTcp[3 * i + 1] - sampleTcp[3 * i - 2];

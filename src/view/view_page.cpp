@@ -53,6 +53,8 @@ PathCategory categoryOf(AuditEventKind kind) {
       return PathCategory::singularity;
     case AuditEventKind::jointLimit:
       return PathCategory::jointLimit;
+    case AuditEventKind::speedReduced:
+      return PathCategory::speedReduced;
     case AuditEventKind::zoneShrunk:
       break;
   }
@@ -292,12 +294,14 @@ void appendLittleEndian(std::vector<unsigned char>& bytes, T value) {
     bytes.push_back(static_cast<unsigned char>((value >> (8 * b)) & 0xFFu));
 }
 
-/// The samples as compact arrays: joints as little-endian doubles (the page's kinematics needs
-/// them exact), the tool centre point in the base frame as floats (drawing), the path category
-/// of each sample as one digit, and the first sample of each move.
+/// The samples as compact arrays: joints and times (seconds from the program's start) as
+/// little-endian doubles (the page's kinematics needs the joints exact), the tool centre point in
+/// the base frame as floats (drawing), the path category of each sample as one digit, and the first
+/// sample of each move.
 void appendSamples(std::string& out, std::span<const ProgramMove> moves, const AuditReport& report,
                    const std::vector<const AuditEvent*>& events) {
   std::vector<unsigned char> joints;
+  std::vector<unsigned char> times;
   std::vector<unsigned char> tcp;
   std::string categories;
   joints.reserve(report.samples.size() * 48);
@@ -311,6 +315,7 @@ void appendSamples(std::string& out, std::span<const ProgramMove> moves, const A
     const AuditSample& s = report.samples[i];
     for (const double v : s.joints.values)
       appendLittleEndian(joints, std::bit_cast<std::uint64_t>(v));
+    appendLittleEndian(times, std::bit_cast<std::uint64_t>(s.time));
     const Pos p = s.moveIndex < objects.size() ? objects[s.moveIndex] * s.tcp.pos : s.tcp.pos;
     for (const double v : {p.x, p.y, p.z})
       appendLittleEndian(tcp, std::bit_cast<std::uint32_t>(static_cast<float>(v)));
@@ -329,6 +334,8 @@ void appendSamples(std::string& out, std::span<const ProgramMove> moves, const A
   }
   out += "{\"count\":" + std::to_string(report.samples.size()) + ",\"joints\":\"";
   view::appendBase64(out, joints);
+  out += "\",\"time\":\"";
+  view::appendBase64(out, times);
   out += "\",\"tcp\":\"";
   view::appendBase64(out, tcp);
   out += "\",\"categories\":\"" + categories + "\",\"moveStarts\":" + moveStarts + "]}";

@@ -194,6 +194,7 @@ Program HandMade() {
     s.tcp = Pose({10.0 * i, 0.1, -0.25}, {1, 0, 0, 0});
     s.joints = RobJoint(0.1 * i, -1.0 / 3.0, 2, 3, 4, 5);
     s.reachable = i != 2;
+    s.time = 0.25 * i;
     p.report.samples.push_back(s);
   }
   return p;
@@ -249,6 +250,7 @@ TEST(ViewPage, ProgramCarriesTargetsEventsAndSamples) {
   for (std::size_t i = 0; i < 3; ++i)
     for (std::size_t j = 0; j < 6; ++j)
       EXPECT_EQ(joints[6 * i + j], p.report.samples[i].joints.values[j]);
+  EXPECT_EQ(Values<double>(samples["time"]), (std::vector<double>{0.0, 0.25, 0.5}));
   // Sample 0 in the default work object; samples 1 and 2 moved by the table's user frame.
   const std::vector<float> tcp = Values<float>(samples["tcp"]);
   const std::vector<float> expected{0.0f,    0.1f,   -0.25f, 910.0f, 0.1f,
@@ -262,6 +264,7 @@ TEST(ViewPage, SamplesAreOptional) {
   const Json data = Data(ViewPage(DefaultArm(), p.moves, p.report));
   EXPECT_EQ(data["samples"]["count"], 0);
   EXPECT_EQ(data["samples"]["joints"], "");
+  EXPECT_EQ(data["samples"]["time"], "");
   EXPECT_EQ(data["events"][0]["sample"], -1);
   EXPECT_EQ(data["targets"][0]["name"], "");
 }
