@@ -86,7 +86,7 @@ try {
     checkEvents(browser, cell, cellPage));
   await check('the page of every event kind lists them all and moves the flange to them', async () => {
     const audit = await checkEvents(browser, everyEvent, everyPage);
-    assert.equal(new Set(audit.events.map((e) => e.kind)).size, 13);  // speed reduced too
+    assert.equal(new Set(audit.events.map((e) => e.kind)).size, 13);
   });
 
   await check('a screenshot shows the arm in the scene', async () => {
