@@ -53,6 +53,8 @@ PathCategory categoryOf(AuditEventKind kind) {
       return PathCategory::singularity;
     case AuditEventKind::jointLimit:
       return PathCategory::jointLimit;
+    case AuditEventKind::speedReduced:
+      return PathCategory::speedReduced;
     case AuditEventKind::zoneShrunk:
       break;
   }
