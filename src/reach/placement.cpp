@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <string>
 #include <variant>
 
@@ -23,6 +24,14 @@ constexpr std::size_t kCandidatesPerBlock = 1;
 
 std::size_t axisCount(double lo, double hi, double step) {
   return static_cast<std::size_t>(std::floor((hi - lo) / step + kStepSlack)) + 1;
+}
+
+/// \returns a whole count in digits, or in shortest form beyond what an integer holds.
+std::string countText(double count) {
+  constexpr double kLargestExact = 9007199254740992.0;  // 2^53
+  if (count <= kLargestExact)
+    return std::to_string(static_cast<std::uint64_t>(count));
+  return detail::shortest(count);
 }
 
 /// \returns the inverse of `pose`: R⁻¹ and −R⁻¹·p.
@@ -169,7 +178,7 @@ std::vector<Pose> BaseGridPoses(const BaseGrid& grid) {
                        (std::floor((grid.yMax - grid.yMin) / grid.step + kStepSlack) + 1) *
                        (std::floor((grid.turnMax - grid.turnMin) / grid.turnStep + kStepSlack) + 1);
   if (count > static_cast<double>(kMaxReachQueries))
-    detail::throwInvalidArgument(detail::msg::kBaseCapStart + detail::shortest(count) +
+    detail::throwInvalidArgument(detail::msg::kBaseCapStart + countText(count) +
                                  detail::msg::kBaseCapEnd);
   const std::size_t nx = axisCount(grid.xMin, grid.xMax, grid.step);
   const std::size_t ny = axisCount(grid.yMin, grid.yMax, grid.step);
