@@ -6,6 +6,7 @@
 // writes one line to standard error and nothing to standard output: exit status 2 for a command
 // line that cannot be run, 1 for inputs the computation or the arm loader rejects.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -21,7 +22,7 @@
 namespace zor::rob::cli {
 namespace {
 
-constexpr const char* kCommandList = "fk, ik, jacobian, circle, tables, arm, audit";
+constexpr const char* kCommandList = "fk, ik, jacobian, circle, tables, arm, audit, reach, place";
 /// Spaces per level of the JSON output.
 constexpr int kJsonIndent = 2;
 
@@ -200,10 +201,13 @@ CircleRequest circleFrom(const CLI::App& app, const Options& o) {
 }
 
 /// \returns the report of the command the parsed command line selects.
-Report run(const CLI::App& app, const Options& o) {
+Report run(const CLI::App& app, const Options& o, const std::vector<CommandHook>& hooks) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
   if (commands.empty())
     return runTour(armFrom(app, o));
+  for (const CommandHook& hook : hooks)
+    if (hook.command == commands.front())
+      return hook.run([&] { return armFrom(app, o); });
   const std::string& name = commands.front()->get_name();
   if (name == "fk") {
     SingularityTolerances tolerances;
@@ -392,6 +396,13 @@ int Main(int argc, char** argv) {
       ->type_name("FILE.csv");
   addJsonFlag(*audit, o);
 
+  const std::vector<CommandHook> hooks{AddReachCommand(app), AddPlaceCommand(app)};
+  for (const CommandHook& hook : hooks) {
+    if (hook.usesArm)
+      addArmOption(*hook.command, o);
+    addJsonFlag(*hook.command, o);
+  }
+
   // Set last: the commands would otherwise take this footer over as their own.
   app.footer(
       "Without a command, zorrob tours the arm: its summary, the home target, the forward\n"
@@ -446,10 +457,13 @@ int Main(int argc, char** argv) {
   try {
     const std::vector<CLI::App*> commands = app.get_subcommands();
     const bool usesArm = commands.empty() || commands.front() == fk || commands.front() == ik ||
-                         commands.front() == jacobian || commands.front() == armCommand;
+                         commands.front() == jacobian || commands.front() == armCommand ||
+                         std::any_of(hooks.begin(), hooks.end(), [&](const CommandHook& h) {
+                           return h.usesArm && h.command == commands.front();
+                         });
     if (given(app, "--arm") && !usesArm)
       throw UsageError("--arm does not apply to this command");
-    const Report report = run(app, o);
+    const Report report = run(app, o, hooks);
     status = report.status;
     // A file name that is not valid UTF-8 is written with replacement characters.
     output = o.json ? report.json.dump(kJsonIndent, ' ', false,
