@@ -55,4 +55,5 @@ PYBIND11_MODULE(_zorrob, m) {
   zor::rob::python::bindCircle(m);
   zor::rob::python::bindInverseKinematics(m);
   zor::rob::python::bindAudit(m);
+  zor::rob::python::bindReach(m);
 }

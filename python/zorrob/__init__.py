@@ -20,3 +20,65 @@ for _name in __all__:
         except (AttributeError, TypeError):
             pass
 del _name, _item
+
+
+# ---- Pickling, copy and deepcopy of the value types ----
+#
+# Arms, tools, programs and the other records must travel to worker processes. The extension's
+# classes are plain records whose fields are read-write properties, so one reducer serves them
+# all: the state is every read-write property's value (values that are records themselves are
+# pickled the same way), and the rebuild sets them on a default-constructed instance. The list of
+# fields is read from the class when it is pickled, so renamed fields and their aliases travel
+# too. Enumerations travel as their integer values.
+
+import copyreg as _copyreg
+import inspect as _inspect
+
+
+def _record_fields(cls):
+    return [name for name, member in _inspect.getmembers(cls)
+            if isinstance(member, property) and member.fset is not None]
+
+
+def _rebuild_record(cls, state):
+    record = cls()
+    for name, value in state:
+        setattr(record, name, value)
+    return record
+
+
+def _reduce_record(record):
+    cls = type(record)
+    return _rebuild_record, (cls, tuple((name, getattr(record, name))
+                                        for name in _record_fields(cls)))
+
+
+def _reduce_enum(value):
+    return type(value), (int(value),)
+
+
+def _picklable_types():
+    """The extension's record classes (default-constructible, with fields) and enumerations."""
+    records, enums = [], []
+    for name in __all__:
+        cls = getattr(_zorrob, name)
+        if not isinstance(cls, type):
+            continue
+        if hasattr(cls, "__members__"):
+            enums.append(cls)
+            continue
+        try:
+            cls()
+        except TypeError:
+            continue
+        if _record_fields(cls):
+            records.append(cls)
+    return records, enums
+
+
+PICKLED_RECORDS, PICKLED_ENUMS = _picklable_types()
+for _cls in PICKLED_RECORDS:
+    _copyreg.pickle(_cls, _reduce_record)
+for _cls in PICKLED_ENUMS:
+    _copyreg.pickle(_cls, _reduce_enum)
+del _cls

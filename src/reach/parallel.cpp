@@ -53,6 +53,9 @@ bool RunBlocks(std::size_t total, std::size_t block, unsigned threads,
       const std::size_t last = std::min(total, first + block);
       try {
         work(first, last, worker);
+        const std::size_t now = done.fetch_add(last - first) + (last - first);
+        if (reports && progress && !progress(static_cast<double>(now) / static_cast<double>(total)))
+          stop = true;
       } catch (...) {
         const std::scoped_lock lock(errorMutex);
         if (!error)
@@ -60,9 +63,6 @@ bool RunBlocks(std::size_t total, std::size_t block, unsigned threads,
         stop = true;
         return;
       }
-      const std::size_t now = done.fetch_add(last - first) + (last - first);
-      if (reports && progress && !progress(static_cast<double>(now) / static_cast<double>(total)))
-        stop = true;
     }
   };
 
