@@ -65,6 +65,19 @@ bool counts(const TargetConfiguration& solutions, std::size_t s,
   });
 }
 
+constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+/// Whether solution `s` differs from solution `previous` in joint 6 only. The space Jacobian
+/// does not depend on the last joint, so such a solution (the same branch a turn of joint 6
+/// away, listed next to it) has exactly the manipulability already taken.
+bool sameButJointSix(const TargetConfiguration& solutions, std::size_t s, std::size_t previous) {
+  if (previous == kNone)
+    return false;
+  const auto& a = solutions.joints[s].values;
+  const auto& b = solutions.joints[previous].values;
+  return std::equal(a.begin(), a.begin() + 5, b.begin());
+}
+
 /// The entries of one position: `cell` indexes the map's arrays.
 void reachPosition(const RobotConfig& robot, const Pos& position,
                    std::span<const Orient> orientations, const ReachOptions& options, ReachMap& map,
@@ -79,12 +92,15 @@ void reachPosition(const RobotConfig& robot, const Pos& position,
     robot.findAllJointSolutions(flange, nullptr, solutions);
     std::size_t count = 0;
     double manipulability = 0.0;
+    std::size_t previous = kNone;
     for (std::size_t s = 0; s < solutions.size(); ++s) {
       if (!counts(solutions, s, options.configurations))
         continue;
       ++count;
-      if (options.manipulability)
+      if (options.manipulability && !sameButJointSix(solutions, s, previous)) {
         manipulability = std::max(manipulability, robot.getManipulability(solutions.joints[s]));
+        previous = s;
+      }
     }
     if (!map.matrix.empty())
       map.matrix[cell * orientations.size() + o] =
