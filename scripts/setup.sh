@@ -7,7 +7,7 @@ packages=(
   g++ cmake make pkgconf clang-format git clang libclang-rt-14-dev
   libeigen3-dev libgtest-dev libgmock-dev libbenchmark-dev
   liborocos-kdl-dev libcli11-dev nlohmann-json3-dev
-  liburdfdom-dev libkdl-parser-dev
+  liburdfdom-dev libtinyxml-dev libkdl-parser-dev
   pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib
   python3-distributed python3-dask python3-tqdm
 )

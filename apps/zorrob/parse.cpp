@@ -2,6 +2,8 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
+#include <string>
 #include <system_error>
 
 #include "cli_error.hpp"
@@ -14,6 +16,23 @@ std::string quoted(std::string_view text) {
   return "'" + std::string(text) + "'";
 }
 
+// std::from_chars reports a number too small to represent (1e-400) as out of range, like one
+// too large. A number that small is zero or a subnormal to the nearest double, as the compiler
+// reads it in source; only a magnitude beyond the largest double is out of range. std::strtod
+// tells the two apart; it is asked only for text that from_chars has matched whole.
+std::from_chars_result readDouble(const char* first, const char* last, double& value) {
+  std::from_chars_result result = std::from_chars(first, last, value, std::chars_format::general);
+  if (result.ec != std::errc::result_out_of_range)
+    return result;
+  const std::string text(first, result.ptr);
+  const double nearest = std::strtod(text.c_str(), nullptr);
+  if (std::isfinite(nearest)) {
+    value = nearest;
+    result.ec = std::errc();
+  }
+  return result;
+}
+
 }  // namespace
 
 double parseNumber(std::string_view text, std::string_view what) {
@@ -24,7 +43,7 @@ double parseNumber(std::string_view text, std::string_view what) {
   double value = 0.0;
   const char* first = digits.data();
   const char* last = first + digits.size();
-  const auto [end, error] = std::from_chars(first, last, value, std::chars_format::general);
+  const auto [end, error] = readDouble(first, last, value);
   if (digits.empty() || end != last ||
       (error != std::errc() && error != std::errc::result_out_of_range))
     throw UsageError(std::string(what) + " is not a number: " + quoted(text));
@@ -67,7 +86,7 @@ std::string prepareArgument(std::string_view arg) {
     return std::string(arg);
   double value = 0.0;
   const char* last = arg.data() + arg.size();
-  const auto [end, error] = std::from_chars(arg.data(), last, value, std::chars_format::general);
+  const auto [end, error] = readDouble(arg.data(), last, value);
   if (end != last || (error != std::errc() && error != std::errc::result_out_of_range))
     return std::string(arg);  // an option name, left to the option parser
   if (error == std::errc::result_out_of_range)

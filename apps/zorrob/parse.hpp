@@ -10,7 +10,8 @@ namespace zor::rob::cli {
 
 /// \returns the number written in `text`: decimal or scientific notation with an optional sign,
 /// nothing else before or after. Throws UsageError naming `what` when the text is not a number
-/// or the number is not finite (inf, nan, or out of the range of a double).
+/// or the number is not finite (inf, nan, or beyond the largest double). A number too small to
+/// represent, such as 1e-400, reads as the nearest double: zero or a subnormal, with its sign.
 double parseNumber(std::string_view text, std::string_view what);
 
 /// \returns the numbers of `texts`, one for each of `names`. Throws UsageError naming `what`

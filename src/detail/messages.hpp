@@ -12,6 +12,8 @@ inline constexpr const char* kKinematicConfig = "KinematicConfig error";
 inline constexpr const char* kPointsCoincide = "The points coincide";
 inline constexpr const char* kPointsCollinear = "The points are collinear";
 inline constexpr const char* kAAndCSame = "A and C is the same point";
+inline constexpr const char* kPointsOutOfRange =
+    "The points' coordinates must be finite and at most 1e75 in magnitude";
 inline constexpr const char* kToolAndWorkObjectHeld =
     "tool and work object both held or both fixed";
 
@@ -42,6 +44,8 @@ inline constexpr const char* kSignValues = " must be 1 or -1";
 // URDF.
 inline constexpr const char* kUrdf = "URDF: ";
 inline constexpr const char* kUrdfUnreadable = "URDF: the document cannot be read";
+inline constexpr const char* kUrdfDefinedTwice = " is defined twice";
+inline constexpr const char* kUrdfUndefined = ", which is not defined";
 inline constexpr const char* kUrdfCannotReadFile = "URDF: cannot read file '";
 inline constexpr const char* kUrdfNoLink = "URDF: no link '";
 inline constexpr const char* kUrdfNotBelow = " is not below link '";

@@ -1,6 +1,7 @@
 // URDF robot descriptions, read by urdfdom: the chain of joints from the base link to the tip
 // link, composed at the zero of the joint values.
 #include <console_bridge/console.h>
+#include <tinyxml.h>
 #include <urdf_model/joint.h>
 #include <urdf_model/link.h>
 #include <urdf_model/model.h>
@@ -13,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -56,16 +58,59 @@ class QuietLog {
   console_bridge::LogLevel saved_;
 };
 
+/// The link an element of a joint names (`<parent link="..."/>`), or nullptr when there is none.
+const char* linkOf(const TiXmlElement& joint, const char* role) {
+  const TiXmlElement* element = joint.FirstChildElement(role);
+  return element == nullptr ? nullptr : element->Attribute("link");
+}
+
+/// Why urdfdom refused a well-formed document, where the reason is a link or joint that it
+/// names: a name given twice, or a joint whose parent or child link is missing or undefined.
+/// Any other refusal is "the document cannot be read". Runs only after a refusal.
+[[noreturn]] void failUnreadable(const std::string& text) {
+  TiXmlDocument document;
+  document.Parse(text.c_str());
+  const TiXmlElement* robot = document.Error() ? nullptr : document.FirstChildElement("robot");
+  if (robot == nullptr)
+    detail::throwInvalidArgument(detail::msg::kUrdfUnreadable);
+  std::set<std::string> links;
+  for (const TiXmlElement* link = robot->FirstChildElement("link"); link != nullptr;
+       link = link->NextSiblingElement("link")) {
+    const char* name = link->Attribute("name");
+    if (name != nullptr && !links.insert(name).second)
+      fail("link " + quoted(name) + detail::msg::kUrdfDefinedTwice);
+  }
+  std::set<std::string> joints;
+  for (const TiXmlElement* joint = robot->FirstChildElement("joint"); joint != nullptr;
+       joint = joint->NextSiblingElement("joint")) {
+    const char* name = joint->Attribute("name");
+    if (name == nullptr)
+      continue;
+    if (!joints.insert(name).second)
+      fail("joint " + quoted(name) + detail::msg::kUrdfDefinedTwice);
+    for (const char* role : {"parent", "child"}) {
+      const char* link = linkOf(*joint, role);
+      if (link == nullptr)
+        fail("joint " + quoted(name) + " names no " + role + " link");
+      if (links.count(link) == 0)
+        fail("joint " + quoted(name) + " names " + role + " link " + quoted(link) +
+             detail::msg::kUrdfUndefined);
+    }
+  }
+  detail::throwInvalidArgument(detail::msg::kUrdfUnreadable);
+}
+
 urdf::ModelInterfaceSharedPtr parse(std::string_view text) {
+  const std::string document(text);
   urdf::ModelInterfaceSharedPtr model;
   try {
     const QuietLog quiet;
-    model = urdf::parseURDF(std::string(text));
+    model = urdf::parseURDF(document);
   } catch (const std::exception&) {
     model.reset();
   }
   if (!model || !model->getRoot())
-    detail::throwInvalidArgument(detail::msg::kUrdfUnreadable);
+    failUnreadable(document);
   return model;
 }
 

@@ -29,6 +29,16 @@ constexpr double kPointTolerance = 1e-6;
 constexpr double kCollinearSquaredSine = 0.0001;
 /// Normals whose dot product is at least this in magnitude belong to parallel planes.
 constexpr double kParallelNormals = 0.999999;
+/// The largest coordinate the circle takes. The circumcentre's weights hold fourth powers of
+/// the side lengths, which stay finite for sides up to about 1e77, and the queries square the
+/// radius.
+constexpr double kMaxCoordinate = 1e75;
+
+bool withinRange(const Vec3& p) {
+  // Written so that NaN fails the test too.
+  return std::abs(p.x) <= kMaxCoordinate && std::abs(p.y) <= kMaxCoordinate &&
+         std::abs(p.z) <= kMaxCoordinate;
+}
 
 /// The one thrower of TPCircleFail.
 [[noreturn, gnu::cold]] void fail(const char* message) {
@@ -40,6 +50,8 @@ constexpr double kParallelNormals = 0.999999;
 TPCircleFail::~TPCircleFail() = default;
 
 TPCircle::TPCircle(const Vec3& start, const Vec3& via, const Vec3& end) : A(start), B(via), C(end) {
+  if (!withinRange(A) || !withinRange(B) || !withinRange(C))
+    fail(detail::msg::kPointsOutOfRange);
   const double c2 = (A - B).squaredNorm();
   const double b2 = (A - C).squaredNorm();
   const double a2 = (B - C).squaredNorm();

@@ -358,6 +358,8 @@ TEST(ZorrobCircle, PointsThatMakeNoCircleAreRejectedWithTheLibrarysMessage) {
        "The points coincide"},
       {{"--start", "5", "5", "5", "--via", "1", "2", "3", "--end", "5", "5", "5"},
        "The points coincide"},
+      {{"--start", "0", "0", "0", "--via", "1e100", "0", "0", "--end", "0", "1e100", "0"},
+       "The points' coordinates must be finite and at most 1e75 in magnitude"},
   };
   for (const auto& [points, message] : cases) {
     std::vector<std::string> args{"circle"};

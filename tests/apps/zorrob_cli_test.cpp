@@ -309,6 +309,8 @@ TEST(ZorrobUsage, EveryBadCommandLineGivesOneLineAndStatus2) {
       {{"fk", "1", "-inf", "3", "4", "5", "6"}, "zorrob fk: not a finite number: '-inf'"},
       {{"fk", "1", "2", "3", "1e999", "5", "6"},
        "zorrob fk: J4 is out of the range of a double: '1e999'"},
+      {{"fk", "1", "2", "3", "4", "5", "-.5e999"},
+       "zorrob fk: out of the range of a double: '-.5e999'"},
       {{"fk", "0", "0", "0", "0", "0", "0", "--joint-tolerance", "-1"},
        "zorrob fk: --joint-tolerance must not be negative, got '-1'"},
       {{"fk", "0", "0", "0", "0", "0", "0", "--wcp-tolerance", "abc"},
@@ -342,6 +344,15 @@ TEST(ZorrobUsage, NumbersMayCarryASignAnExponentOrNoLeadingZero) {
   const ToolResult r = RunTool({"fk", "+10", "-.5", "1e1", ".25", "-0", "2.5E+1"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(FieldValue(r.out, "joints"), "{10, -0.5, 10, 0.25, -0, 25} deg");
+}
+
+TEST(ZorrobUsage, NumbersTooSmallToRepresentReadAsTheNearestDouble) {
+  // Below half the smallest subnormal, 2^-1074 = 4.9406564584124654e-324, a number rounds to
+  // zero and keeps its sign; 4e-324 rounds up to that subnormal. "-.1e-400" is read by the
+  // step that tells negative numbers from options.
+  const ToolResult r = RunTool({"fk", "-1e-400", "1e-400", "4e-324", "-4e-324", "-.1e-400", "0"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(FieldValue(r.out, "joints"), "{-0, 0, 4.94066e-324, -4.94066e-324, -0, 0} deg");
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <stdexcept>
 #include <type_traits>
 
@@ -88,6 +89,30 @@ TYPED_TEST(Rotations, ScaledQuaternionIsNormalised) {
   EXPECT_EQ(r.x, T(0));
   const RotationTemplate<T> s(0, 0, 3, 4);
   EXPECT_TRUE(NearQ(s, 0, 0, 0.6, 0.8, this->kTol));
+}
+
+TYPED_TEST(Rotations, QuaternionWhoseSquaredNormOverflowsIsItsRotation) {
+  using T = TypeParam;
+  // Finite components whose squares overflow: w : z = 4 : 3 is still the rotation with w = 0.8
+  // and z = 0.6.
+  const T big = std::numeric_limits<T>::max() / T(8);
+  ASSERT_TRUE(std::isinf(big * big));
+  const RotationTemplate<T> r(4 * big, 0, 0, 3 * big);
+  EXPECT_TRUE(NearQ(r, 0.8, 0, 0, 0.6, this->kTol));
+  const RotationTemplate<T> largest(std::numeric_limits<T>::max(), 0, 0, 0);
+  EXPECT_EQ(largest.w, T(1));
+  EXPECT_EQ(largest.x, T(0));
+  const T m = std::numeric_limits<T>::max();
+  const RotationTemplate<T> all(m, -m, m, -m);
+  EXPECT_EQ(all.w, T(0.5));
+  EXPECT_EQ(all.x, T(-0.5));
+  EXPECT_EQ(all.y, T(0.5));
+  EXPECT_EQ(all.z, T(-0.5));
+  RotationTemplate<T> inPlace = RotationTemplate<T>::raw(0, big, 0, big);
+  inPlace.normalize();
+  EXPECT_TRUE(NearQ(inPlace, std::sqrt(0.5), 0, std::sqrt(0.5), 0, this->kTol));
+  const RotationTemplate<T> eigenStyle = RotationTemplate<T>::raw(0, 0, 3 * big, 4 * big);
+  EXPECT_TRUE(NearQ(eigenStyle.normalizedUnlessZero(), 0.8, 0, 0, 0.6, this->kTol));
 }
 
 TYPED_TEST(Rotations, NearlyUnitQuaternionIsLeftAlone) {

@@ -118,6 +118,35 @@ TEST(Urdf, RejectsTextThatIsNotADescription) {
                    "URDF: the document cannot be read");
 }
 
+TEST(Urdf, RejectsANameGivenTwiceNamingIt) {
+  EXPECT_THROW_MSG(ArmFromUrdf(replaced(test::kSmallArmUrdf, R"(<link name="camera"/>)",
+                                        R"(<link name="camera"/><link name="link_2"/>)"),
+                               "world", "tool0"),
+                   std::invalid_argument, "URDF: link 'link_2' is defined twice");
+  EXPECT_THROW_MSG(ArmFromUrdf(replaced(test::kSmallArmUrdf, R"(<joint name="camera_mount")",
+                                        R"(<joint name="joint_2")"),
+                               "world", "tool0"),
+                   std::invalid_argument, "URDF: joint 'joint_2' is defined twice");
+}
+
+TEST(Urdf, RejectsAJointWithAMissingLinkNamingBoth) {
+  EXPECT_THROW_MSG(ArmFromUrdf(replaced(test::kSmallArmUrdf, R"(<child link="link_2"/>)",
+                                        R"(<child link="link_9"/>)"),
+                               "world", "tool0"),
+                   std::invalid_argument,
+                   "URDF: joint 'joint_2' names child link 'link_9', which is not defined");
+  EXPECT_THROW_MSG(ArmFromUrdf(replaced(test::kSmallArmUrdf, R"(<parent link="link_2"/>)",
+                                        R"(<parent link="Link_2"/>)"),
+                               "world", "tool0"),
+                   std::invalid_argument,
+                   "URDF: joint 'joint_3' names parent link 'Link_2', which is not defined");
+  EXPECT_THROW_MSG(DefaultUrdfChain(replaced(test::kSmallArmUrdf, R"(<child link="link_2"/>)", "")),
+                   std::invalid_argument, "URDF: joint 'joint_2' names no child link");
+  EXPECT_THROW_MSG(
+      DefaultUrdfChain(replaced(test::kSmallArmUrdf, R"(<parent link="link_1"/>)", R"(<parent/>)")),
+      std::invalid_argument, "URDF: joint 'joint_2' names no parent link");
+}
+
 TEST(Urdf, RejectsAMissingBaseOrTipLink) {
   EXPECT_THROW_MSG(ArmFromUrdf(test::kSmallArmUrdf, "nowhere", "tool0"), std::invalid_argument,
                    "URDF: no link 'nowhere'");

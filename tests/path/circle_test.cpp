@@ -5,6 +5,7 @@
 #include <Eigen/Dense>
 #include <cmath>
 #include <iostream>
+#include <limits>
 #include <numbers>
 #include <sstream>
 #include <stdexcept>
@@ -137,6 +138,44 @@ TEST(TPCircle, PointsJustFartherApartThanTheToleranceDoNotCoincide) {
   const TPCircle c(Vec3{0, 0, 0}, Vec3{1.1e-6, 0, 0}, Vec3{0, 0.2, 0});
   EXPECT_TRUE(near(c.R, {0.55e-6, 0.1, 0}, 1e-6));
   EXPECT_NEAR(c.r, 0.1, 1e-6);
+}
+
+TEST(TPCircle, CoordinatesUpTo1e75AreTakenAndGiveAFiniteCircle) {
+  // A right angle at A: the centre is the middle of the hypotenuse BC and the radius half of it.
+  // Seen from the centre A lies at 135°, B at 45° and C at 225°: the arc turns clockwise through
+  // 270°, B a third of the way.
+  const double big = 1e75;
+  const TPCircle c(Vec3{0, 0, 0}, Vec3{big, 0, 0}, Vec3{0, -big, 0});
+  EXPECT_TRUE(near(c.R, {big / 2, -big / 2, 0}, big * 1e-15));
+  EXPECT_NEAR(c.r, big * std::sqrt(0.5), big * 1e-15);
+  EXPECT_NEAR(c.arcRad, 1.5 * kPi, 1e-12);
+  EXPECT_NEAR(c.arcLen, 1.5 * kPi * big * std::sqrt(0.5), big * 1e-12);
+  EXPECT_NEAR(c.cirPointFraction, 1.0 / 3.0, 1e-12);
+}
+
+TEST(TPCircle, NonFiniteOrHugeCoordinatesFail) {
+  const char* const message =
+      "The points' coordinates must be finite and at most 1e75 in magnitude";
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double inf = std::numeric_limits<double>::infinity();
+  const Vec3 a{0, 0, 0};
+  const Vec3 b{1, 0, 0};
+  const Vec3 c{0, 1, 0};
+  for (const double bad : {nan, inf, -inf, 1e77, -1e153, 1e300, std::nextafter(1e75, 2e75)}) {
+    SCOPED_TRACE(bad);
+    EXPECT_THROW_MSG(TPCircle(Vec3{bad, 0, 0}, b, c), TPCircleFail, message);
+    EXPECT_THROW_MSG(TPCircle(a, Vec3{1, bad, 0}, c), TPCircleFail, message);
+    EXPECT_THROW_MSG(TPCircle(a, b, Vec3{0, 1, bad}), TPCircleFail, message);
+  }
+  // The scaled triangles that gave a NaN centre: sizes from 1e77 to 1e153.
+  for (const double scale : {1e77, 1e100, 1e153}) {
+    SCOPED_TRACE(scale);
+    EXPECT_THROW_MSG(TPCircle(a, b * scale, c * scale), TPCircleFail, message);
+  }
+  const PosTemplate<float> fa{0, 0, 0};
+  const PosTemplate<float> fb{1, 0, 0};
+  const float fnan = std::numeric_limits<float>::quiet_NaN();
+  EXPECT_THROW_MSG(TPCircle(fa, fb, PosTemplate<float>{fnan, 1, 0}), TPCircleFail, message);
 }
 
 TEST(TPCircle, TPCircleFailIsARuntimeError) {

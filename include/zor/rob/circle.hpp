@@ -55,12 +55,14 @@ struct ZORROB_API TPCircle {
 
   /// Builds the arc from `start` through `via` to `end`.
   ///
-  /// Throws TPCircleFail with "The points coincide" when two of the points are closer than
-  /// 1e-6, with "The points are collinear" when the sine of the angle between B - A and C - A,
-  /// or between B - A and C - B, is below 0.01, and with "A and C is the same point" when the
-  /// cosine of the angle between A - R and C - R is at least 1. Throws std::overflow_error
-  /// "0-length vector cannot be normalized." when (B - A) × (C - B) is at most 1e-7 long (a
-  /// valid but tiny triangle).
+  /// Throws TPCircleFail with "The points' coordinates must be finite and at most 1e75 in
+  /// magnitude" for a NaN, infinite or larger coordinate (sizes far beyond any cell, where the
+  /// squared lengths of the computation would overflow), with "The points coincide" when two of
+  /// the points are closer than 1e-6, with "The points are collinear" when the sine of the
+  /// angle between B - A and C - A, or between B - A and C - B, is below 0.01, and with "A and
+  /// C is the same point" when the cosine of the angle between A - R and C - R is at least 1.
+  /// Throws std::overflow_error "0-length vector cannot be normalized." when (B - A) × (C - B)
+  /// is at most 1e-7 long (a valid but tiny triangle).
   TPCircle(const Vec3& start, const Vec3& via, const Vec3& end);
   /// The same from positions.
   TPCircle(const Pos& start, const Pos& via, const Pos& end);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Geometry>
+#include <algorithm>
 #include <cmath>
 #include <concepts>
 #include <string>
@@ -89,6 +90,10 @@ struct ZORROB_API RotationTemplate {
     // A nearly unit quaternion is left alone so that repeated normalisation does not drift it.
     if (std::abs(sqd - 1.0) < kUnitSquaredNormTolerance)
       return;
+    if (std::isinf(sq)) {
+      *this = scaledToLargestComponent().normalizedUnlessZero();
+      return;
+    }
     const T n = std::sqrt(sq);
     x /= n;
     y /= n;
@@ -103,6 +108,8 @@ struct ZORROB_API RotationTemplate {
     const T sq = dot(*this);
     if (!(sq > T(0)))
       return *this;
+    if (std::isinf(sq))
+      return scaledToLargestComponent().normalizedUnlessZero();
     const T n = std::sqrt(sq);
     return raw(x / n, y / n, z / n, w / n);
   }
@@ -228,6 +235,15 @@ struct ZORROB_API RotationTemplate {
   static constexpr double kIdentityTolerance = 0.001;
 
  private:
+  /// The quaternion divided by its largest component in magnitude: the same rotation, with a
+  /// squared norm in [1, 4]. For finite components whose squared norm overflows (any finite,
+  /// non-zero quaternion stands for a rotation); infinite or NaN components stay NaN.
+  RotationTemplate scaledToLargestComponent() const {
+    using std::abs;
+    const T m = std::max(std::max(abs(x), abs(y)), std::max(abs(z), abs(w)));
+    return raw(x / m, y / m, z / m, w / m);
+  }
+
   void setAngleAxis(T angle, T ux, T uy, T uz) {
     const T half = angle * T(0.5);
     const T s = std::sin(half);
