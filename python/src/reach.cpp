@@ -183,46 +183,8 @@ py::dict rankWithProgress(PlacementOptions& options, const py::object& progress,
   return resultDict(result);
 }
 
-}  // namespace
-
-void bindReach(py::module_& m) {
-  m.def(
-      "sphere_orientations",
-      [](std::size_t directions, std::size_t turns) {
-        const std::vector<Orient> o = SphereOrientations(directions, turns);
-        std::vector<double> q;
-        q.reserve(o.size() * 4);
-        for (const Orient& r : o)
-          q.insert(q.end(), {r.q1, r.q2, r.q3, r.q4});
-        return arrayOf(q, {static_cast<py::ssize_t>(o.size()), 4});
-      },
-      py::arg("directions"), py::arg("turns") = 1,
-      "`directions` tool-axis directions spread evenly over the sphere (a Fibonacci lattice) "
-      "times `turns` turns about each, direction-major: an (N, 4) array of quaternions, scalar "
-      "first.");
-  m.def(
-      "reach_grid_shape",
-      [](const py::object& boxMin, const py::object& boxMax, const py::object& step,
-         const py::object& points) {
-        const auto s = gridOf(boxMin, boxMax, step, points).shape();
-        return py::make_tuple(s[0], s[1], s[2]);
-      },
-      py::kw_only(), py::arg("box_min") = py::none(), py::arg("box_max") = py::none(),
-      py::arg("step") = py::none(), py::arg("points") = py::none(),
-      "The shape (nx, ny, nz) of a reach grid: a box (z fastest) or (N, 1, 1) for points.");
-  m.def("reach_map", &reachMap, py::arg("robot"), py::arg("orientations"), py::kw_only(),
-        py::arg("box_min") = py::none(), py::arg("box_max") = py::none(),
-        py::arg("step") = py::none(), py::arg("points") = py::none(), py::arg("tool") = py::none(),
-        py::arg("configurations") = std::vector<ConfData>{}, py::arg("keep_matrix") = false,
-        py::arg("manipulability") = true, py::arg("begin") = 0, py::arg("end") = py::none(),
-        py::arg("threads") = 1, py::arg("progress") = py::none(), py::arg("allow_large") = false,
-        "The reach map of the arm over the positions [begin, end) of a grid (a box from box_min "
-        "to box_max by step, mm, z fastest; or points, an (N, 3) array), with the tool centre "
-        "point in each orientation ((M, 4) quaternions). Returns a dict: shape, begin, end, "
-        "orientation_count, reachable (uint32), index, best_manipulability, "
-        "worst_manipulability (float64), one entry per position of the range; matrix ((n, M) "
-        "uint8 solution counts, or None); cancelled. progress(fraction) is called on this "
-        "thread and may return False to cancel. Runs without the GIL.");
+/// The base placement calls (kept apart from the reach maps' to keep each binding short).
+void bindPlacement(py::module_& m) {
   m.def(
       "base_grid_poses",
       [](double xMin, double xMax, double yMin, double yMax, double step, double turnMin,
@@ -293,6 +255,49 @@ void bindReach(py::module_& m) {
       },
       py::arg("scores"),
       "The score dicts of rank_base_placements (from several chunks) in ranking order.");
+}
+
+}  // namespace
+
+void bindReach(py::module_& m) {
+  m.def(
+      "sphere_orientations",
+      [](std::size_t directions, std::size_t turns) {
+        const std::vector<Orient> o = SphereOrientations(directions, turns);
+        std::vector<double> q;
+        q.reserve(o.size() * 4);
+        for (const Orient& r : o)
+          q.insert(q.end(), {r.q1, r.q2, r.q3, r.q4});
+        return arrayOf(q, {static_cast<py::ssize_t>(o.size()), 4});
+      },
+      py::arg("directions"), py::arg("turns") = 1,
+      "`directions` tool-axis directions spread evenly over the sphere (a Fibonacci lattice) "
+      "times `turns` turns about each, direction-major: an (N, 4) array of quaternions, scalar "
+      "first.");
+  m.def(
+      "reach_grid_shape",
+      [](const py::object& boxMin, const py::object& boxMax, const py::object& step,
+         const py::object& points) {
+        const auto s = gridOf(boxMin, boxMax, step, points).shape();
+        return py::make_tuple(s[0], s[1], s[2]);
+      },
+      py::kw_only(), py::arg("box_min") = py::none(), py::arg("box_max") = py::none(),
+      py::arg("step") = py::none(), py::arg("points") = py::none(),
+      "The shape (nx, ny, nz) of a reach grid: a box (z fastest) or (N, 1, 1) for points.");
+  m.def("reach_map", &reachMap, py::arg("robot"), py::arg("orientations"), py::kw_only(),
+        py::arg("box_min") = py::none(), py::arg("box_max") = py::none(),
+        py::arg("step") = py::none(), py::arg("points") = py::none(), py::arg("tool") = py::none(),
+        py::arg("configurations") = std::vector<ConfData>{}, py::arg("keep_matrix") = false,
+        py::arg("manipulability") = true, py::arg("begin") = 0, py::arg("end") = py::none(),
+        py::arg("threads") = 1, py::arg("progress") = py::none(), py::arg("allow_large") = false,
+        "The reach map of the arm over the positions [begin, end) of a grid (a box from box_min "
+        "to box_max by step, mm, z fastest; or points, an (N, 3) array), with the tool centre "
+        "point in each orientation ((M, 4) quaternions). Returns a dict: shape, begin, end, "
+        "orientation_count, reachable (uint32), index, best_manipulability, "
+        "worst_manipulability (float64), one entry per position of the range; matrix ((n, M) "
+        "uint8 solution counts, or None); cancelled. progress(fraction) is called on this "
+        "thread and may return False to cancel. Runs without the GIL.");
+  bindPlacement(m);
 }
 
 }  // namespace zor::rob::python
