@@ -134,14 +134,6 @@ bool listed(const TargetConfiguration& all, const RobJoint& j) {
   return false;
 }
 
-bool insideLimits(const RobotConfig& arm, const RobJoint& j) {
-  for (int i = 0; i < 6; ++i)
-    if (!arm.isJointAllowed(i, j.values[static_cast<std::size_t>(i)],
-                            i == 1 ? j.values[2] : j.values[1]))
-      return false;
-  return true;
-}
-
 /// Checks one arm; \returns how many KDL solutions inside the limits were compared.
 std::size_t check(const char* name, ArmFixture& f, bool mustContainSample) {
   KDL::ChainIkSolverPos_LMA lma(f.chain, kKdlWeights, kKdlEps, kKdlMaxIterations);
@@ -157,7 +149,7 @@ std::size_t check(const char* name, ArmFixture& f, bool mustContainSample) {
     if (lma.CartToJnt(f.kdlSeeds[s], f.kdlPoses[s], out) < 0)
       continue;
     const RobJoint kdl = FromKdlJoints(out);
-    if (!insideLimits(f.robot, kdl))
+    if (f.robot.firstJointOutsideLimits(kdl))
       continue;
     ++compared;
     if (!listed(all, kdl)) {

@@ -33,14 +33,14 @@ def main():
     print(arm.get_space_jacobian(joints))
 
     rng = np.random.default_rng(7)
-    batch = rng.uniform(arm.jointMin[:6], arm.jointMax[:6], size=(100_000, 6))
+    batch = rng.uniform(arm.joint_min[:6], arm.joint_max[:6], size=(100_000, 6))
     positions, quaternions = arm.forward_kinematics(batch)
     print("reach of 100000 random joint vectors: %.1f .. %.1f mm from the base" %
           (np.linalg.norm(positions, axis=1).min(), np.linalg.norm(positions, axis=1).max()))
 
     arc = z.TPCircle(z.Vec3(0, 0, 0), z.Vec3(100, 100, 0), z.Vec3(200, 0, 0))
     print("circle       ", arc)
-    print("z10 entry    ", arc.get_start_zone_point(z.z10.pzoneTcp))
+    print("z10 entry    ", arc.get_start_zone_point(z.z10.pzone_tcp))
     oris = (z.Orient(1, 0, 0, 0), z.Orient(0.92388, 0, 0, 0.382683),
             z.Orient(0.707107, 0, 0, 0.707107))
     print("object-frame orientation at t = 0, 0.5, 1:")

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the build, the tests, the benchmarks and the tool need,
 # when they are missing. Idempotent and non-interactive; runs apt-get update at most once.
+# Prints nothing when everything is there, one line naming what it installs otherwise, and on a
+# failure the name of the file that keeps apt-get's whole output.
 set -euo pipefail
 
 packages=(
@@ -8,8 +10,8 @@ packages=(
   libeigen3-dev libgtest-dev libgmock-dev libbenchmark-dev
   liborocos-kdl-dev libcli11-dev nlohmann-json3-dev
   liburdfdom-dev libtinyxml-dev libkdl-parser-dev
-  pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib
-  python3-distributed python3-dask python3-tqdm
+  pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib python3-tqdm
+  python3-distributed python3-dask
 )
 
 missing=()
@@ -23,11 +25,17 @@ if [ ${#missing[@]} -eq 0 ]; then
   exit 0
 fi
 
-echo "setup: installing ${missing[*]}"
+echo "setup: installing the Debian packages ${missing[*]}"
 sudo=()
 if [ "$(id -u)" -ne 0 ]; then
   sudo=(sudo)
 fi
 export DEBIAN_FRONTEND=noninteractive
-"${sudo[@]}" apt-get update -qq
-"${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
+# Quiet on success; on failure the whole apt-get output stays in the log, which is named.
+log=$(mktemp "${TMPDIR:-/tmp}/zorrob-setup.XXXXXX.log")
+if ! { "${sudo[@]}" apt-get update -qq &&
+  "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+  echo "setup: installing failed; the full log is in $log" >&2
+  exit 1
+fi
+rm -f "$log"

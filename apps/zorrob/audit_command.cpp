@@ -8,6 +8,7 @@
 #include "cli_error.hpp"
 #include "commands.hpp"
 #include "program_file.hpp"
+#include "progress_line.hpp"
 #include "zor/rob/audit.hpp"
 
 namespace zor::rob::cli {
@@ -116,12 +117,20 @@ void writeFile(const std::string& path, const std::string& content) {
 }  // namespace
 
 Report runAudit(const AuditRequest& request) {
-  Program program = LoadProgram(request.programPath);
+  return runAudit(LoadProgram(request.programPath), request);
+}
+
+Report runAudit(Program program, const AuditRequest& request) {
   if (request.stepMm)
     program.options.stepMm = *request.stepMm;
   program.options.keepSamples = request.samplesPath.has_value();
-  const AuditReport report =
-      AuditProgram(program.arm.config, program.start, program.moves, program.options);
+  AuditReport report;
+  {
+    ProgressLine line("audit");
+    if (request.showProgress)
+      program.options.progress = line.callback();
+    report = AuditProgram(program.arm.config, program.start, program.moves, program.options);
+  }
   if (request.samplesPath)
     writeFile(*request.samplesPath, samplesCsv(report));
 

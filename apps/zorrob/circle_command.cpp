@@ -19,36 +19,17 @@ namespace zor::rob::cli {
 
 namespace {
 
-struct ModeInfo {
-  OriMode mode;
-  std::string_view name;         // on the command line and in JSON
-  std::string_view description;  // in the text output
-};
-
-constexpr std::array kModes{
-    ModeInfo{OriMode::CirPoint, "cirpoint", "circle-point mode"},
-    ModeInfo{OriMode::PathFrame, "path", "path-frame mode"},
-    ModeInfo{OriMode::ObjectFrame, "object", "object-frame mode"},
-};
-
-const ModeInfo& info(OriMode mode) {
-  for (const ModeInfo& m : kModes)
-    if (m.mode == mode)
-      return m;
-  return kModes.front();
-}
-
-Orient orientationAt(const TPCircle& circle, OriMode mode, double t,
-                     const std::array<Orient, 3>& ori) {
+/// \returns how the text output names `mode`.
+std::string_view description(CircleOriMode mode) {
   switch (mode) {
-    case OriMode::CirPoint:
-      return circle.getOriInCirPointOriMode(t, ori[0], ori[1], ori[2]);
-    case OriMode::PathFrame:
-      return circle.getOriInPathFrame(t, ori[0], ori[1], ori[2]);
-    case OriMode::ObjectFrame:
-      return circle.getOriInObjectFrame(t, ori[0], ori[1], ori[2]);
+    case CircleOriMode::pathFrame:
+      return "path-frame mode";
+    case CircleOriMode::objectFrame:
+      return "object-frame mode";
+    case CircleOriMode::cirPoint:
+      break;
   }
-  return ori[0];
+  return "circle-point mode";
 }
 
 /// The three programmed orientations normalised, each named in the error of a zero quaternion.
@@ -68,13 +49,6 @@ std::array<Orient, 3> normalizedOrientations(const std::array<Orient, 3>& given)
 
 }  // namespace
 
-std::optional<OriMode> findOriMode(std::string_view name) {
-  for (const ModeInfo& m : kModes)
-    if (m.name == name)
-      return m.mode;
-  return std::nullopt;
-}
-
 Report runCircle(const CircleRequest& request) {
   const ZoneData* zone = nullptr;
   if (request.zoneName) {
@@ -84,7 +58,7 @@ Report runCircle(const CircleRequest& request) {
                        "' (one of fine, z0 ... z200, FINE, CNT0 ... CNT100; see zorrob tables "
                        "zones)");
   }
-  const std::vector<OriMode>& modes = request.oriModes;
+  const std::vector<CircleOriMode>& modes = request.oriModes;
   const std::array<Orient, 3> ori =
       modes.empty() ? request.ori : normalizedOrientations(request.ori);
   const int samples = request.samples;
@@ -158,8 +132,9 @@ Report runCircle(const CircleRequest& request) {
     nlohmann::ordered_json sample{{"t", t}, {"point", toJson(p)}, {"tangent", toJson(tangent)}};
     if (!modes.empty()) {
       auto& orientations = sample["orientation"];
-      for (const OriMode mode : modes)
-        orientations[std::string(info(mode).name)] = toJson(orientationAt(circle, mode, t, ori));
+      for (const CircleOriMode mode : modes)
+        orientations[std::string(CircleOriModeName(mode))] =
+            toJson(circle.getOri(t, mode, ori[0], ori[1], ori[2]));
     }
     samplesJson.push_back(std::move(sample));
   }
@@ -173,17 +148,16 @@ Report runCircle(const CircleRequest& request) {
                    "              via   " + fixedOrient(ori[1], kUnitDecimals) + "\n" +
                    "              end   " + fixedOrient(ori[2], kUnitDecimals) + "\n";
   }
-  for (const OriMode mode : modes) {
+  for (const CircleOriMode mode : modes) {
     Table table(std::vector<Align>(5, Align::Right));
     table.addRow({"t", "q1", "q2", "q3", "q4"});
     for (const double t : fractions) {
-      const Orient o = orientationAt(circle, mode, t, ori);
+      const Orient o = circle.getOri(t, mode, ori[0], ori[1], ori[2]);
       table.addRow({fixed(t, kSampleFractionDecimals), fixed(o.q1, kUnitDecimals),
                     fixed(o.q2, kUnitDecimals), fixed(o.q3, kUnitDecimals),
                     fixed(o.q4, kUnitDecimals)});
     }
-    report.text +=
-        "\norientation in " + std::string(info(mode).description) + "\n" + table.render("  ");
+    report.text += "\norientation in " + std::string(description(mode)) + "\n" + table.render("  ");
   }
   return report;
 }

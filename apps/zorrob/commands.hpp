@@ -9,6 +9,7 @@
 
 #include "arm_file.hpp"
 #include "output.hpp"
+#include "zor/rob/circle.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/pose.hpp"
@@ -57,12 +58,6 @@ Report armSummary(const Arm& arm);
 /// model.
 Report runArm(const Arm& arm);
 
-/// How the tool orientation is interpolated along the circle.
-enum class OriMode { CirPoint, PathFrame, ObjectFrame };
-
-/// \returns the mode called "cirpoint", "path" or "object", or nothing.
-std::optional<OriMode> findOriMode(std::string_view name);
-
 /// The range of the number of samples along the arc.
 inline constexpr int kMinSamples = 2;
 inline constexpr int kMaxSamples = 10000;
@@ -76,7 +71,7 @@ struct CircleRequest {
   /// The zone at both ends of the arc, by name; its pzoneTcp is the zone distance.
   std::optional<std::string> zoneName{};
   /// The orientation modes to sample (the command line gives at most one, the tour all three).
-  std::vector<OriMode> oriModes{};
+  std::vector<CircleOriMode> oriModes{};
   /// Start, circle-point and end orientations (normalised before use); used with oriModes.
   std::array<Orient, 3> ori{};
 };
@@ -98,6 +93,8 @@ struct AuditRequest {
   std::optional<double> stepMm{};
   /// Where to write every sample as CSV.
   std::optional<std::string> samplesPath{};
+  /// Show the audit's progress on a terminal (see progress_line.hpp); off for --json.
+  bool showProgress{false};
 };
 
 /// The audit of a program file: a table of its moves (reached, time, path, events) and the
@@ -105,6 +102,11 @@ struct AuditRequest {
 /// file the reader rejects or a samples file that cannot be written, and the library's
 /// exceptions for a program it cannot audit.
 Report runAudit(const AuditRequest& request);
+
+struct Program;
+
+/// The audit of a program already read (request.programPath unused): the same report.
+Report runAudit(Program program, const AuditRequest& request);
 
 /// The tour of `arm`: its summary, the home target, the forward kinematics of a few joint
 /// vectors, the inverse kinematics of the first of them (every solution, the one of its

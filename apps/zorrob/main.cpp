@@ -183,7 +183,7 @@ CircleRequest circleFrom(const CLI::App& app, const Options& o) {
         "--ori-mode and --ori go together: the mode and the start, circle-point "
         "and end orientations");
   if (given(app, "--ori-mode")) {
-    const std::optional<OriMode> mode = findOriMode(o.oriMode);
+    const std::optional<CircleOriMode> mode = FindCircleOriMode(o.oriMode);
     if (!mode)
       throw UsageError("unknown orientation mode '" + o.oriMode +
                        "' (one of cirpoint, path, object)");
@@ -238,6 +238,7 @@ Report run(const CLI::App& app, const Options& o, const std::vector<CommandHook>
     }
     if (given(app, "--samples"))
       request.samplesPath = o.samplesPath;
+    request.showProgress = !o.json;
     return runAudit(request);
   }
   if (name == "tables") {

@@ -8,7 +8,7 @@
 #include "commands.hpp"
 #include "parse.hpp"
 #include "program_file.hpp"
-#include "progress_bar.hpp"
+#include "progress_line.hpp"
 #include "zor/rob/reach.hpp"
 
 namespace zor::rob::cli {
@@ -87,7 +87,8 @@ Report runPlace(const PlaceArgs& a) {
   options.audit = program.options;
   options.threads = static_cast<unsigned>(
       parseWholeNumber(a.threads, 0, static_cast<int>(kMaxReachThreads), "--threads"));
-  options.progress = TerminalProgressBar("place");
+  ProgressLine line("place");
+  options.progress = line.callback();
   const PlacementResult result =
       RankProgramPlacements(program.arm.config, program.start, program.moves, bases, options);
   const auto top = static_cast<std::size_t>(parseWholeNumber(a.top, 1, 1'000'000, "--top"));
@@ -105,7 +106,7 @@ CommandHook AddPlaceCommand(CLI::App& app) {
       "from each base and ranks the bases: most moves reached, then fewest audit events, then\n"
       "the largest worst manipulability along the path, then the shortest time. Work objects\n"
       "and stationary tools stay where the program puts them in the world.\n"
-      "A progress bar is drawn on standard error when it is a terminal.\n\n"
+      "A progress line is drawn on standard error when it is a terminal.\n\n"
       "Example: zorrob place examples/audit/cell.json --x -200 200 --y -200 200 --step 100");
   place->add_option("program", args->program, "the program file (JSON)")
       ->type_name("PROGRAM.json")

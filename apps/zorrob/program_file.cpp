@@ -162,13 +162,11 @@ class ProgramReader {
     positive("elbowMarginDeg", options.elbowMarginDeg, true);
     positive("shoulderMarginMm", options.shoulderMarginMm, true);
     if (const auto it = o.find("circleOriMode"); it != o.end()) {
-      const std::optional<OriMode> mode =
-          it->is_string() ? findOriMode(it->get<std::string>()) : std::nullopt;
+      const std::optional<CircleOriMode> mode =
+          it->is_string() ? FindCircleOriMode(it->get<std::string>()) : std::nullopt;
       if (!mode)
         top_.fail("options.circleOriMode", "must be one of \"cirpoint\", \"path\", \"object\"");
-      options.circleOriMode = *mode == OriMode::PathFrame     ? CircleOriMode::pathFrame
-                              : *mode == OriMode::ObjectFrame ? CircleOriMode::objectFrame
-                                                              : CircleOriMode::cirPoint;
+      options.circleOriMode = *mode;
     }
     if (const auto it = o.find("maxJointSpeedDeg"); it != o.end()) {
       options.maxJointSpeedDeg = top_.numbers<6>(*it, "options.maxJointSpeedDeg");

@@ -9,7 +9,7 @@
 #include "commands.hpp"
 #include "npy_file.hpp"
 #include "parse.hpp"
-#include "progress_bar.hpp"
+#include "progress_line.hpp"
 #include "zor/rob/reach.hpp"
 
 namespace zor::rob::cli {
@@ -135,7 +135,8 @@ Report runReach(const Arm& arm, const ReachArgs& a) {
     options.tool = toolOf(a.tool);
   options.keepMatrix = a.matrix;
   options.allowLarge = a.allowLarge;
-  options.progress = TerminalProgressBar("reach");
+  ProgressLine line("reach");
+  options.progress = line.callback();
   const ReachMap map = ComputeReachMap(arm.config, ReachGrid{box}, orientations, options);
   if (endsWith(a.out, ".npy"))
     writeBinary(a.out,
@@ -158,7 +159,7 @@ CommandHook AddReachCommand(CLI::App& app) {
       "arrays reachable, index, best_manipulability, worst_manipulability (each shaped nx, ny,\n"
       "nz with z fastest), orientations, grid (min x, y, z and step) and with --matrix the\n"
       "solution count of every position and orientation. Prints a summary (--json for JSON).\n"
-      "A progress bar is drawn on standard error when it is a terminal.\n\n"
+      "A progress line is drawn on standard error when it is a terminal.\n\n"
       "Example: zorrob reach --min 0 -1000 0 --max 1500 1000 1500 --step 100 --out map.npz");
   reach->add_option("--min", args->min, "the box's lower corner X Y Z (mm)")
       ->type_name("X Y Z")

@@ -56,10 +56,6 @@ Json screwJson(const ScrewAxis& s) {
   return {s.w.x, s.w.y, s.w.z, s.v.x, s.v.y, s.v.z};
 }
 
-Pose transformPose(const Transform& t) {
-  return Pose(t.translation.toPos(), t.rotation.toOrient());
-}
-
 /// The table of six screw axes, one row per joint.
 std::string screwTable(const std::array<ScrewAxis, 6>& axes) {
   Table table(std::vector<Align>(7, Align::Right));
@@ -86,9 +82,7 @@ LimitVerdict checkLimits(const RobotConfig& c, const RobJoint& joints) {
   LimitVerdict verdict;
   std::vector<std::string> outside;
   for (std::size_t i = 0; i < 6; ++i) {
-    // For joints 2 and 3 the other joint of the pair matters when the limits are coupled.
-    const double other = i == 1 ? v[2] : (i == 2 ? v[1] : 0.0);
-    verdict.joints[i] = c.isJointAllowed(static_cast<int>(i), v[i], other);
+    verdict.joints[i] = c.isJointAllowedIn(joints, i);
     if (!verdict.joints[i] && !(c.jointMin[i] - RobotConfig::kJointLimitTolerance < v[i] &&
                                 v[i] < c.jointMax[i] + RobotConfig::kJointLimitTolerance)) {
       outside.push_back("joint " + std::to_string(i + 1) + " = " + shortestNumber(v[i]) +
@@ -160,7 +154,7 @@ Report armSummary(const Arm& arm) {
   }
   json["flangeMoved"] = flangeMoved(arm);
   if (flangeMoved(arm)) {
-    const Pose described = transformPose(arm.userFlange);
+    const Pose described = arm.userFlange.toPose();
     json["userFlange"] = {{"position", toJson(described.pos)},
                           {"orientation", toJson(described.orient)}};
     fields.add("flange", "moved to the wrist centre; the described flange is " +
@@ -180,7 +174,7 @@ Report armSummary(const Arm& arm) {
                              ? std::string("on, joint 2 + joint 3 within ") +
                                    range(c.jointMin[6], c.jointMax[6])
                              : std::string("off, the joint 2 + joint 3 limits do not apply"));
-  const Pose flange = transformPose(c.flangeHome);
+  const Pose flange = c.flangeHome.toPose();
   json["flangeHome"] = {{"position", toJson(flange.pos)}, {"orientation", toJson(flange.orient)}};
   fields.add("flange home", flange.toString());
   const RobTarget home = c.getHomeTarget();
@@ -293,7 +287,7 @@ Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances
         {"stream", streamText(conf)}}},
   };
   if (flangeMoved(arm)) {
-    const Pose described = transformPose(config.getWristPoseInBase(joints) * arm.userFlange);
+    const Pose described = (config.getWristPoseInBase(joints) * arm.userFlange).toPose();
     json["describedFlange"] = {{"position", toJson(described.pos)},
                                {"orientation", toJson(described.orient)}};
   }
@@ -318,7 +312,7 @@ Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances
   fields.add("  stream", streamText(conf));
   if (flangeMoved(arm))
     fields.add("described flange",
-               transformPose(config.getWristPoseInBase(joints) * arm.userFlange).toString());
+               (config.getWristPoseInBase(joints) * arm.userFlange).toPose().toString());
   fields.add("wrist centre", fixedTriple(wcp.toVec3(), kLengthDecimals) + " mm");
   fields.add("singularity", streamText(singularity));
   fields.add("limits", limits.text);

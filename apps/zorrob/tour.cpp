@@ -4,6 +4,8 @@
 #include <vector>
 
 #include "commands.hpp"
+#include "program_file.hpp"
+#include "tour_cell.hpp"
 #include "zor/rob/angles.hpp"
 
 namespace zor::rob::cli {
@@ -47,7 +49,7 @@ CircleRequest tourCircle() {
   c.end = {700, 300, 500};
   c.samples = 5;
   c.zoneName = "z50";
-  c.oriModes = {OriMode::CirPoint, OriMode::PathFrame, OriMode::ObjectFrame};
+  c.oriModes = {CircleOriMode::cirPoint, CircleOriMode::pathFrame, CircleOriMode::objectFrame};
   c.ori = {
       Orient{0, 0, 1, 0}, Orient{0, -0.3826834323650898, 0.9238795325112867, 0},
       Orient{0.1830127018922193, -0.6830127018922193, 0.6830127018922194, 0.18301270189221933}};
@@ -109,6 +111,16 @@ Report runTour(const Arm& arm) {
   const Report circle = runCircle(tourCircle());
   json["circle"] = circle.json;
   report.text += heading("A circular move through three points, zone z50") + indented(circle.text);
+
+  // The audit of the example cell, with the audit command's own tables. Its events make the
+  // audit command exit with 3; the tour itself succeeds.
+  const Report audit =
+      runAudit(ProgramFromText(kTourCellText, kTourCellSource,
+                               [](const std::string& path) { return loadArm(path); }),
+               AuditRequest{});
+  json["audit"] = audit.json;
+  report.text +=
+      heading(std::string("An audit of the program ") + kTourCellSource) + indented(audit.text);
   return report;
 }
 

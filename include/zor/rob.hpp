@@ -13,6 +13,7 @@
 #include "zor/rob/line.hpp"
 #include "zor/rob/moves.hpp"
 #include "zor/rob/pose.hpp"
+#include "zor/rob/progress.hpp"
 #include "zor/rob/reach.hpp"
 #include "zor/rob/robot_config.hpp"
 #include "zor/rob/rotation.hpp"

@@ -33,7 +33,19 @@ py::array_t<double> sampleJoints(const AuditReport& report) {
 }
 
 AuditReport auditProgram(const RobotConfig& robot, const RobJoint& start,
-                         const std::vector<ProgramMove>& moves, const AuditOptions& options) {
+                         const std::vector<ProgramMove>& moves, AuditOptions options,
+                         const py::object& progress) {
+  if (!progress.is_none()) {
+    // The audit runs without the GIL; the callable is called with it. The lambda holds a
+    // pointer, so that copies of the options never touch a Python reference count unlocked.
+    const py::object* callable = &progress;
+    options.progress = [callable](double fraction) {
+      py::gil_scoped_acquire acquire;
+      const py::object result = (*callable)(fraction);
+      // Only False cancels: a bar's update() returns None and goes on.
+      return !(py::isinstance<py::bool_>(result) && !result.cast<bool>());
+    };
+  }
   py::gil_scoped_release release;
   return AuditProgram(robot, start, moves, options);
 }
@@ -121,6 +133,9 @@ void bindAudit(py::module_& m) {
       .def_readwrite("samples", &AuditReport::samples,
                      "Every sample when AuditOptions.keepSamples is set (a copy as a list).")
       .def_readwrite("duration", &AuditReport::duration, "Estimated duration, seconds.")
+      .def_readwrite("partial", &AuditReport::partial,
+                     "True when the progress callable cancelled the audit: moves holds the moves "
+                     "audited before that.")
       .def("event_count", &AuditReport::eventCount, "The number of events over all moves.")
       .def("clean", &AuditReport::clean, "True when no move has an event.")
       .def(
@@ -136,16 +151,20 @@ void bindAudit(py::module_& m) {
            "The joints of every kept sample as an (N, 6) numpy array (degrees).");
   report.def("__repr__", [](const AuditReport& r) {
     std::ostringstream out;
-    out << "<zorrob.AuditReport " << r.moves.size() << " moves, " << r.eventCount() << " events, "
-        << r.duration << " s>";
+    out << "<zorrob.AuditReport " << (r.partial ? "partial, " : "") << r.moves.size() << " moves, "
+        << r.eventCount() << " events, " << r.duration << " s>";
     return out.str();
   });
 
   m.def("audit_program", &auditProgram, py::arg("robot"), py::arg("start"), py::arg("moves"),
-        py::arg("options") = AuditOptions{},
+        py::arg("options") = AuditOptions{}, py::arg("progress") = py::none(),
         "Audits a program (a list of MoveJ, MoveL, MoveC and MoveAbsJ) run on the arm from "
         "the start joints; returns an AuditReport. ValueError for options, start joints or "
-        "speeds that are not positive and finite. Runs without the GIL.");
+        "speeds that are not positive and finite. Runs without the GIL. progress: a callable "
+        "given the fraction of the moves audited (0 first, in order, 1 last), called with the "
+        "GIL; returning False cancels the audit, which returns the moves audited so far with "
+        "partial set; an exception it raises leaves the audit. With tqdm: "
+        "bar = tqdm(total=1.0); progress=lambda f: bar.update(f - bar.n).");
 }
 
 }  // namespace zor::rob::python

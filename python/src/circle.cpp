@@ -3,6 +3,7 @@
 
 #include <pybind11/iostream.h>
 
+#include <optional>
 #include <string>
 
 #include "bindings.hpp"
@@ -14,7 +15,6 @@ namespace {
 
 using V3 = Vec3Template<double>;
 using O = OrientTemplate<double>;
-using OriMode = O (TPCircle::*)(double, const O&, const O&, const O&) const;
 
 constexpr const char* kFractionsDoc =
     "t: an (N,) array of arc fractions (any real dtype and layout is converted to float64; "
@@ -42,20 +42,16 @@ py::array_t<double> sampleVectors(const TPCircle& circle, const py::handle& frac
   return out;
 }
 
-OriMode oriMode(const std::string& mode) {
-  if (mode == "cirpoint")
-    return &TPCircle::getOriInCirPointOriMode;
-  if (mode == "path")
-    return &TPCircle::getOriInPathFrame;
-  if (mode == "object")
-    return &TPCircle::getOriInObjectFrame;
+CircleOriMode oriMode(const std::string& mode) {
+  if (const std::optional<CircleOriMode> found = FindCircleOriMode(mode))
+    return *found;
   throw py::value_error("mode: expected 'cirpoint', 'path' or 'object', got '" + mode + "'");
 }
 
 py::array_t<double> sampleOrientations(const TPCircle& circle, const std::string& mode,
                                        const py::handle& fractions, const O& start, const O& cir,
                                        const O& end) {
-  const OriMode query = oriMode(mode);
+  const CircleOriMode query = oriMode(mode);
   const auto in = valuesOf(fractions, "t");
   const py::ssize_t n = in.shape(0);
   py::array_t<double> out = newArray({n, 4});
@@ -65,7 +61,7 @@ py::array_t<double> sampleOrientations(const TPCircle& circle, const std::string
   {
     py::gil_scoped_release release;
     for (py::ssize_t k = 0; k < n; ++k, q += 4) {
-      const O o = (arc.*query)(t[k], start, cir, end);
+      const O o = arc.getOri(t[k], query, start, cir, end);
       q[0] = o.q1;
       q[1] = o.q2;
       q[2] = o.q3;

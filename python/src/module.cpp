@@ -36,7 +36,8 @@ PYBIND11_MODULE(_zorrob, m) {
   m.doc() =
       "Motion programming and planning for six-axis serial robot arms: geometry, screw motion, "
       "the robot's records and their text forms, the arm model with forward kinematics and "
-      "Jacobians, the inverse kinematics, the circle of a circular move and the program audit. "
+      "Jacobians, the inverse kinematics, the circle of a circular move, the program audit and the "
+      "arm importers. "
       "Lengths in mm, joint values in degrees.";
 
   static py::exception<zor::rob::TPCircleFail> circleErrorType(m, "CircleError",
@@ -55,5 +56,6 @@ PYBIND11_MODULE(_zorrob, m) {
   zor::rob::python::bindCircle(m);
   zor::rob::python::bindInverseKinematics(m);
   zor::rob::python::bindAudit(m);
+  zor::rob::python::bindArmImport(m);
   zor::rob::python::bindReach(m);
 }

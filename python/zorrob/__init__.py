@@ -3,11 +3,16 @@
 The classes and functions come from the compiled extension ``zorrob._zorrob``; ``zorrob.plot``
 draws joint paths and circular moves with matplotlib. Lengths are in mm, joint values and joint
 limits in degrees, angles of rotations in radians.
+
+Names follow PEP 8: functions, methods and attributes in snake_case (``RobotConfig.joint_max``),
+constants in capitals (``RobotConfig.JOINT_LIMIT_TOLERANCE``). The camelCase attribute names and
+kName constants of earlier releases (``jointMax``, ``kJointLimitTolerance``) still work, are
+deprecated and go in the next release.
 """
 
 from ._zorrob import *  # noqa: F401,F403
 from ._zorrob import __doc__ as _extension_doc  # noqa: F401
-from . import _zorrob
+from . import _naming, _zorrob
 
 __all__ = [name for name in dir(_zorrob) if not name.startswith("_")]
 
@@ -19,7 +24,9 @@ for _name in __all__:
             _item.__module__ = __name__
         except (AttributeError, TypeError):
             pass
+        _naming.rename_class(_item)
 del _name, _item
+__all__ += _naming.rename_module(globals())
 
 
 # ---- Pickling, copy and deepcopy of the value types ----
@@ -36,8 +43,16 @@ import inspect as _inspect
 
 
 def _record_fields(cls):
-    return [name for name, member in _inspect.getmembers(cls)
-            if isinstance(member, property) and member.fset is not None]
+    """The read-write properties of `cls`, without the deprecated aliases of renamed ones."""
+    fields = []
+    for name, member in _inspect.getmembers(cls):
+        if not isinstance(member, property) or member.fset is None:
+            continue
+        new = _naming.snake_name(name)
+        if new != name and isinstance(getattr(cls, new, None), property):
+            continue
+        fields.append(name)
+    return fields
 
 
 def _rebuild_record(cls, state):
@@ -61,7 +76,7 @@ def _picklable_types():
     """The extension's record classes (default-constructible, with fields) and enumerations."""
     records, enums = [], []
     for name in __all__:
-        cls = getattr(_zorrob, name)
+        cls = globals()[name]
         if not isinstance(cls, type):
             continue
         if hasattr(cls, "__members__"):

@@ -38,8 +38,8 @@ def _report_marks(report):
     marks = []
     for event in report.events():
         for index, sample in enumerate(samples):
-            if (sample.moveIndex == event.moveIndex and sample.corner == event.corner
-                    and sample.fraction >= event.startFraction):
+            if (sample.move_index == event.move_index and sample.corner == event.corner
+                    and sample.fraction >= event.start_fraction):
                 marks.append((index, event.kind.to_string()))
                 break
     return marks
@@ -52,7 +52,7 @@ def _joint_samples(report_or_samples):
         values = report_or_samples.sample_joints()
         if len(values) == 0:
             raise ValueError("joints: the report keeps no samples; audit with "
-                             "AuditOptions.keepSamples = True")
+                             "AuditOptions.keep_samples = True")
         return values, _report_marks(report_or_samples)
     samples = getattr(report_or_samples, "joints", report_or_samples)
     events = getattr(report_or_samples, "events", None) or []
@@ -99,7 +99,7 @@ def joints(report_or_samples, robot=None, *, events=None, x=None, title=None, pa
     axes = figure.subplots(3, 2, sharex=True)
     for joint, ax in enumerate(axes.flat):
         if robot is not None:
-            low, high = robot.jointMin[joint], robot.jointMax[joint]
+            low, high = robot.joint_min[joint], robot.joint_max[joint]
             ax.axhspan(low, high, color=_PATH_COLOUR, alpha=0.08, label="allowed range")
             for bound in (low, high):
                 ax.axhline(bound, color=_LIMIT_COLOUR, linewidth=1, linestyle="--")
@@ -150,7 +150,7 @@ def circle(arc, *, zone=None, orientations=None, mode="object", samples=200, fra
         ax.scatter(*[[c] for c in point], marker=marker, s=40, label=name)
 
     if zone is not None:
-        distance = zone.pzoneTcp if hasattr(zone, "pzoneTcp") else float(zone)
+        distance = zone.pzone_tcp if hasattr(zone, "pzone_tcp") else float(zone)
         entry, exit_ = arc.get_start_zone_point(distance), arc.get_end_zone_point(distance)
         ax.scatter([entry.x, exit_.x], [entry.y, exit_.y], [entry.z, exit_.z], color=_LIMIT_COLOUR,
                    marker="D", s=30, label=f"zone {distance:g} mm")

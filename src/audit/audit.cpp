@@ -51,7 +51,6 @@ constexpr double kLocateDeg = 1e-3;
 constexpr int kMaxBisections = 60;
 /// The widening (degrees) of the limits of the arm that diagnoses joint limits.
 constexpr double kRelaxedLimitWidening = 90.0;
-constexpr double kPi = 3.141592653589793;
 
 bool positiveFinite(double v) {
   return std::isfinite(v) && v > 0.0;
@@ -73,10 +72,6 @@ void validate(const AuditOptions& o, const RobJoint& start) {
       detail::throwInvalidArgument(kBadStart);
 }
 
-Pose poseOf(const Transform& t) {
-  return {t.translation.toPos(), t.rotation.toOrient()};
-}
-
 /// The largest joint difference (degrees) and the joint (0-based) where it lies.
 std::pair<double, std::size_t> largestStep(const RobJoint& a, const RobJoint& b) {
   double step = 0.0;
@@ -93,12 +88,8 @@ std::pair<double, std::size_t> largestStep(const RobJoint& a, const RobJoint& b)
 
 /// \returns the first joint (1-based) of `j` outside the limits of `robot`, or 0.
 int jointOutsideLimits(const RobotConfig& robot, const RobJoint& j) {
-  for (std::size_t i = 0; i < 6; ++i) {
-    const double other = i == 1 ? j.values[2] : j.values[1];
-    if (!robot.isJointAllowed(static_cast<int>(i), j.values[i], other))
-      return static_cast<int>(i) + 1;
-  }
-  return 0;
+  const std::optional<std::size_t> joint = robot.firstJointOutsideLimits(j);
+  return joint ? static_cast<int>(*joint) + 1 : 0;
 }
 
 /// The conditions that last over stretches of a path, one bit each.
@@ -116,6 +107,11 @@ constexpr std::array<std::pair<Condition, AuditEventKind>, 5> kConditionKinds{{
     {kElbow, AuditEventKind::elbowSingularity},
     {kShoulder, AuditEventKind::shoulderSingularity},
 }};
+
+/// \returns the singularity a sample reports for the conditions `c`: the first of its bits.
+SingularityType singularityOf(unsigned c) {
+  return Singularities{(c & kWrist) != 0, (c & kElbow) != 0, (c & kShoulder) != 0}.first();
+}
 
 /// One solved point of a path.
 struct PathPoint {
@@ -154,8 +150,6 @@ class Auditor {
       relaxed_.jointMax[i] += kRelaxedLimitWidening;
     }
     relaxed_.jointCoupling = 0;
-    elbowDeg_ = robot.elbowOffset * 180.0 / kPi;
-    wcpOffset_ = robot.getWcpZOffset();
   }
 
   void run(const RobJoint& start, std::span<const ProgramMove> moves);
@@ -196,7 +190,7 @@ class Auditor {
   void keepSample(const PathPart& part, const PathPoint& p);
 
   static Pose tcpOf(const RobJoint& j, const RobotConfig& robot, const MoveRecord& move) {
-    return TargetOfFlangePose(poseOf(robot.getWristPoseInBase(j)), move.tool, move.wobj);
+    return TargetOfFlangePose(robot.getWristPoseInBase(j).toPose(), move.tool, move.wobj);
   }
   static void addEvent(MoveAudit& audit, AuditEvent e) { audit.events.push_back(std::move(e)); }
 
@@ -204,8 +198,6 @@ class Auditor {
   RobotConfig relaxed_;
   const AuditOptions& options_;
   AuditReport& report_;
-  double elbowDeg_{0.0};
-  double wcpOffset_{0.0};
   RobJoint joints_{};
   /// The path of the next move and the fraction where the corner joins it, when the corner
   /// into it is blended.
@@ -228,7 +220,13 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
     if (!positiveFinite(move.speed.vTcp) || !positiveFinite(move.speed.vOri))
       detail::throwInvalidArgument(kBadSpeed);
   }
+  Progress progress(options_.progress, moves.size());
   for (std::size_t k = 0; k < moves.size(); ++k) {
+    if (!progress.advance(k)) {
+      report_.moves.resize(k);
+      report_.partial = true;
+      break;
+    }
     MoveAudit& audit = report_.moves[k];
     const MoveRecord& move = recordOf(moves[k]);
     audit.type = move.moveType;
@@ -265,6 +263,7 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
                      });
     report_.duration += m.duration;
   }
+  progress.finish();
 }
 
 std::optional<RobJoint> Auditor::checkTarget(std::size_t index, const MoveRecord& move,
@@ -306,12 +305,9 @@ void Auditor::jointMove(std::size_t index, const MoveRecord& move, const RobJoin
       s.tcp = tcp;
       s.joints = j;
       s.conf = ConfData::FromRobJoint(j, robot_);
-      const Pose flange = poseOf(robot_.getWristPoseInBase(j));
+      const Pose flange = robot_.getWristPoseInBase(j).toPose();
       const unsigned c = singularities(j, flange);
-      s.singularity = (c & kWrist) != 0      ? SingularityType::wrist
-                      : (c & kElbow) != 0    ? SingularityType::elbow
-                      : (c & kShoulder) != 0 ? SingularityType::shoulder
-                                             : SingularityType::none;
+      s.singularity = singularityOf(c);
       report_.samples.push_back(s);
     }
   }
@@ -320,8 +316,7 @@ void Auditor::jointMove(std::size_t index, const MoveRecord& move, const RobJoin
     slowest = std::max(slowest,
                        std::abs(target.values[i] - from.values[i]) / options_.maxJointSpeedDeg[i]);
   audit.pathLength = length;
-  audit.orientationChange =
-      RotationTemplate<double>::AngularDistance(start.orient, end.orient) * audit::kDegPerRad;
+  audit.orientationChange = Rotation::AngularDistance(start.orient, end.orient) * audit::kDegPerRad;
   audit.duration = std::max(slowest, length / move.speed.vTcp);
   audit.reached = true;
   audit.endJoints = target;
@@ -441,18 +436,9 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
 }
 
 unsigned Auditor::singularities(const RobJoint& j, const Pose& flange) const {
-  unsigned c = 0;
-  if (std::abs(j.values[4]) < options_.wristMarginDeg)
-    c |= kWrist;
-  if (std::abs(elbowDeg_ + j.values[2]) < options_.elbowMarginDeg)
-    c |= kElbow;
-  // The wrist centre's distance from the axis of joint 1.
-  const Vec3 wcp = flange.pos.toVec3() - flange.rotation().rotateVector({0.0, 0.0, wcpOffset_});
-  const Vec3 fromAxis = wcp - robot_.jointPoints[0].toVec3();
-  const Vec3& axis = robot_.jointAxes[0];
-  if ((fromAxis - axis * fromAxis.dot(axis)).norm() < options_.shoulderMarginMm)
-    c |= kShoulder;
-  return c;
+  const Singularities s = robot_.singularitiesOf(
+      j, flange, {options_.wristMarginDeg, options_.elbowMarginDeg, options_.shoulderMarginMm});
+  return (s.wrist ? kWrist : 0u) | (s.elbow ? kElbow : 0u) | (s.shoulder ? kShoulder : 0u);
 }
 
 PathPoint Auditor::solve(const PathPart& part, double fraction, const RobJoint& seed,
@@ -498,9 +484,7 @@ bool Auditor::jumps(const PathPoint& a, const PathPoint& b, double allowedStep) 
 
 bool Auditor::close(const PathPoint& a, const PathPoint& b) const {
   return (a.tcp.pos - b.tcp.pos).norm() <= kLocateMm &&
-         RotationTemplate<double>::AngularDistance(a.tcp.orient, b.tcp.orient) *
-                 audit::kDegPerRad <=
-             kLocateDeg;
+         Rotation::AngularDistance(a.tcp.orient, b.tcp.orient) * audit::kDegPerRad <= kLocateDeg;
 }
 
 std::pair<PathPoint, PathPoint> Auditor::locateCondition(const PathPart& part, unsigned bit,
@@ -555,10 +539,7 @@ void Auditor::keepSample(const PathPart& part, const PathPoint& p) {
   s.joints = p.joints;
   s.conf = p.conf;
   s.reachable = p.solved;
-  s.singularity = (p.conditions & kWrist) != 0      ? SingularityType::wrist
-                  : (p.conditions & kElbow) != 0    ? SingularityType::elbow
-                  : (p.conditions & kShoulder) != 0 ? SingularityType::shoulder
-                                                    : SingularityType::none;
+  s.singularity = singularityOf(p.conditions);
   report_.samples.push_back(s);
 }
 

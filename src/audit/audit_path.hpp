@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <variant>
 
+#include "zor/rob/angles.hpp"
 #include "zor/rob/audit.hpp"
 #include "zor/rob/circle.hpp"
 #include "zor/rob/pose.hpp"
@@ -19,7 +20,7 @@ namespace zor::rob::audit {
 /// Pieces over which the orientation change of an arc and the length of a corner are summed.
 inline constexpr int kSummedPieces = 64;
 
-inline constexpr double kDegPerRad = 180.0 / 3.141592653589793;
+inline constexpr double kDegPerRad = 180.0 / kPi;
 
 /// The straight line of a linear move: position by linear interpolation, orientation by
 /// shortest-path slerp, both uniform in the fraction.
@@ -29,12 +30,12 @@ struct LinePath {
 
   Pose at(double f) const {
     const Vec3 d = to.pos - from.pos;
-    return {from.pos + d * f, RotationTemplate<double>::Slerp(from.orient, to.orient, f)};
+    return {from.pos + d * f, Rotation::Slerp(from.orient, to.orient, f)};
   }
   double length() const { return (to.pos - from.pos).norm(); }
   /// Degrees.
   double orientationChange() const {
-    return RotationTemplate<double>::AngularDistance(from.orient, to.orient) * kDegPerRad;
+    return Rotation::AngularDistance(from.orient, to.orient) * kDegPerRad;
   }
 };
 
@@ -47,17 +48,7 @@ struct ArcPath {
   Orient oriEnd{};
   CircleOriMode mode{CircleOriMode::cirPoint};
 
-  Orient orientationAt(double f) const {
-    switch (mode) {
-      case CircleOriMode::pathFrame:
-        return circle.getOriInPathFrame(f, oriStart, oriCir, oriEnd);
-      case CircleOriMode::objectFrame:
-        return circle.getOriInObjectFrame(f, oriStart, oriCir, oriEnd);
-      case CircleOriMode::cirPoint:
-        break;
-    }
-    return circle.getOriInCirPointOriMode(f, oriStart, oriCir, oriEnd);
-  }
+  Orient orientationAt(double f) const { return circle.getOri(f, mode, oriStart, oriCir, oriEnd); }
   Pose at(double f) const { return {circle.getPoint(f).toPos(), orientationAt(f)}; }
   double length() const { return circle.arcLen; }
   /// Degrees: the orientation modes turn about the arc normal and may take the long way, so
@@ -67,7 +58,7 @@ struct ArcPath {
     Orient previous = orientationAt(0.0);
     for (int i = 1; i <= kSummedPieces; ++i) {
       const Orient next = orientationAt(static_cast<double>(i) / kSummedPieces);
-      sum += RotationTemplate<double>::AngularDistance(previous, next);
+      sum += Rotation::AngularDistance(previous, next);
       previous = next;
     }
     return sum * kDegPerRad;
@@ -89,7 +80,7 @@ struct CornerPath {
     const Pos p{a * entry.pos.x + b * corner.x + c * exit.pos.x,
                 a * entry.pos.y + b * corner.y + c * exit.pos.y,
                 a * entry.pos.z + b * corner.z + c * exit.pos.z};
-    return {p, RotationTemplate<double>::Slerp(entry.orient, exit.orient, u)};
+    return {p, Rotation::Slerp(entry.orient, exit.orient, u)};
   }
   /// The sum of kSummedPieces chords (mm); arc lengths on the corner are this times the
   /// fraction.
@@ -104,7 +95,7 @@ struct CornerPath {
     return sum;
   }
   double orientationChange() const {
-    return RotationTemplate<double>::AngularDistance(entry.orient, exit.orient) * kDegPerRad;
+    return Rotation::AngularDistance(entry.orient, exit.orient) * kDegPerRad;
   }
 };
 

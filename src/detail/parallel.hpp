@@ -20,8 +20,9 @@ void CheckQueryCount(std::size_t items, std::size_t perItem, bool allowLarge, co
 
 /// Runs `work(first, last, worker)` over the blocks [first, last) of `block` items that cover
 /// [0, total), on `threads` threads: the calling thread (worker 0) and threads − 1 others.
-/// `progress`, when set, is called on the calling thread after each of its blocks with the share
-/// done, and once with 1 at the end; when it returns false no further block starts. \returns
+/// `progress`, when set, is driven through a Progress on the calling thread after each of its
+/// blocks, with the share done, and finished at the end; when it cancels no further block
+/// starts. \returns
 /// false when cancelled. The first exception thrown by `work` or `progress` stops the run and
 /// is rethrown.
 bool RunBlocks(std::size_t total, std::size_t block, unsigned threads,

@@ -24,12 +24,12 @@
 #include <cstddef>
 
 #include "ik/lanes.hpp"
+#include "zor/rob/angles.hpp"
 
 namespace zor::rob::detail {
 
 namespace atan2_impl {
 
-inline constexpr double kPi = 3.141592653589793;
 inline constexpr unsigned long long kSignBit = 0x8000000000000000ULL;
 /// tan((2j − 1)π/32): the bounds between the sectors of the centres (j − 1)π/16 and jπ/16.
 inline constexpr std::array<double, 4> kSectorBound{0.09849140335716425, 0.3033466836073424,

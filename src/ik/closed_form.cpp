@@ -103,7 +103,7 @@ ClosedFormArm MakeClosedFormArm(const RobotConfig& robot) {
     return arm;
 
   const Transform& m = robot.flangeHome;
-  const RotationTemplate<double>& mr = m.rotation;
+  const Rotation& mr = m.rotation;
   const Mat3 homeRotation = rotationMatrix(mr.w, mr.x, mr.y, mr.z);
   arm.wristInFlange = homeRotation.transposeTimes(wrist - m.translation);
   arm.axis5InFlange = homeRotation.transposeTimes(k[4]);

@@ -43,6 +43,7 @@
 
 #include "ik/atan2.hpp"
 #include "ik/lanes.hpp"
+#include "zor/rob/angles.hpp"
 #include "zor/rob/robot_config.hpp"
 #include "zor/rob/vectors.hpp"
 
@@ -247,7 +248,7 @@ struct ClosedFormAngles {
 /// \returns θ − π for a positive θ, θ + π otherwise: within (−π, π] for θ within [−π, π].
 /// Without a branch: the sign of a joint is as likely one way as the other.
 inline double halfTurnFrom(double theta) {
-  return theta + 3.141592653589793 * (1.0 - 2.0 * oneIf(theta > 0.0));
+  return theta + kPi * (1.0 - 2.0 * oneIf(theta > 0.0));
 }
 
 /// \returns the unit direction per lane; (1, 0) for a zero one.
@@ -398,7 +399,7 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
       const CosSin2 atSingularity{select(bent, zero.c, -zero.c), select(bent, zero.s, -zero.s)};
       joint5 = {select(singular, atSingularity.c, joint5.c),
                 select(singular, atSingularity.s, joint5.s)};
-      wristAngle[i3] = select(bent, splat(0.0), splat(3.141592653589793));
+      wristAngle[i3] = select(bent, splat(0.0), splat(kPi));
     }
     // Joint 6 from the chosen joints 4 and 5, so that the three always compose to Rw, even
     // where joint 4 is poorly determined near the wrist singularity; its (y, x) pair comes
@@ -411,13 +412,12 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
   std::array<double, Slot::kCount> theta;
   atan2s<AtanWidth>(angles.y, angles.x, theta);
   // Joint 3 per arm branch: ± (β + γ) and ± (β − γ), wrapped into (−π, π].
-  constexpr double pi = 3.141592653589793;
   std::array<Double2, 2> joint3;
   const Double2 gamma{theta[Slot::kElbowOffset], theta[Slot::kElbowOffset + 1]};
   for (std::size_t i3 = 0; i3 < 2; ++i3) {
     const Double2 phi = arm.linkAngle + (i3 == 0 ? gamma : -gamma);
     const Double2 wrapped =
-        select(phi > pi, phi - 2.0 * pi, select(phi <= -pi, phi + 2.0 * pi, phi));
+        select(phi > kPi, phi - 2.0 * kPi, select(phi <= -kPi, phi + 2.0 * kPi, phi));
     joint3[i3] = arm.axis3Sign * wrapped;
   }
   for (std::size_t i1 = 0; i1 < n1; ++i1) {

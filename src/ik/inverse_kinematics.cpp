@@ -129,7 +129,7 @@ struct Target {
 Target targetOf(const RobotConfig& robot, const Pose& pose) {
   const OrientTemplate<double>& o = pose.orient;
   // The library's rule for a zero orientation record; the matrix is then exact for any length.
-  (void)RotationTemplate<double>(o.q1, o.q2, o.q3, o.q4);
+  (void)Rotation(o.q1, o.q2, o.q3, o.q4);
   Target t;
   t.rotation = rotationMatrix(o.q1, o.q2, o.q3, o.q4);
   t.position = pose.pos.toVec3();
@@ -505,26 +505,13 @@ JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
   return result;
 }
 
-/// \returns the transform of a pose, its rotation normalised exactly (throws for a zero record).
-Transform transformOf(const Pose& pose) {
-  const OrientTemplate<double>& o = pose.orient;
-  (void)RotationTemplate<double>(o.q1, o.q2, o.q3, o.q4);
-  const double n = std::sqrt(o.q1 * o.q1 + o.q2 * o.q2 + o.q3 * o.q3 + o.q4 * o.q4);
-  return {RotationTemplate<double>::raw(o.q2 / n, o.q3 / n, o.q4 / n, o.q1 / n), pose.pos.toVec3()};
-}
-
-Pose poseOf(const Transform& t) {
-  const RotationTemplate<double>& r = t.rotation;
-  return {t.translation.toPos(), {r.w, r.x, r.y, r.z}};
-}
-
 [[noreturn]] [[gnu::cold]] void throwToolAndWorkObject() {
   throw std::invalid_argument(msg::kToolAndWorkObjectHeld);
 }
 
 /// The user frame times the object frame of `wobj`.
 Transform workObjectFrame(const WObjData& wobj) {
-  return transformOf(wobj.uframe) * transformOf(wobj.oframe);
+  return Transform::FromPose(wobj.uframe) * Transform::FromPose(wobj.oframe);
 }
 
 }  // namespace
@@ -549,22 +536,22 @@ std::ostream& operator<<(std::ostream& os, IkStatus status) {
 Pose FlangePoseOfTarget(const Pose& target, const ToolData& tool, const WObjData& wobj) {
   if (tool.robhold == wobj.robhold)
     detail::throwToolAndWorkObject();
-  const Transform object = detail::workObjectFrame(wobj) * detail::transformOf(target);
-  const Transform toolFrame = detail::transformOf(tool.tframe);
+  const Transform object = detail::workObjectFrame(wobj) * Transform::FromPose(target);
+  const Transform toolFrame = Transform::FromPose(tool.tframe);
   if (tool.robhold)
-    return detail::poseOf(object * toolFrame.inverse());
-  return detail::poseOf(toolFrame * object.inverse());
+    return (object * toolFrame.inverse()).toPose();
+  return (toolFrame * object.inverse()).toPose();
 }
 
 Pose TargetOfFlangePose(const Pose& flange, const ToolData& tool, const WObjData& wobj) {
   if (tool.robhold == wobj.robhold)
     detail::throwToolAndWorkObject();
   const Transform objectInverse = detail::workObjectFrame(wobj).inverse();
-  const Transform flangeFrame = detail::transformOf(flange);
-  const Transform toolFrame = detail::transformOf(tool.tframe);
+  const Transform flangeFrame = Transform::FromPose(flange);
+  const Transform toolFrame = Transform::FromPose(tool.tframe);
   if (tool.robhold)
-    return detail::poseOf(objectInverse * flangeFrame * toolFrame);
-  return detail::poseOf(objectInverse * flangeFrame.inverse() * toolFrame);
+    return (objectInverse * flangeFrame * toolFrame).toPose();
+  return (objectInverse * flangeFrame.inverse() * toolFrame).toPose();
 }
 
 IkStatus RobotConfig::findAllJointSolutions(const Pose& flangePose, const RobJoint* seed,

@@ -67,7 +67,7 @@ PoseError poseError(const RobotConfig& robot, const std::array<double, 6>& joint
   RobJoint j;
   j.values = joints;
   const Transform t = flangePose(robot, j);
-  const RotationTemplate<double>& q = t.rotation;
+  const Rotation& q = t.rotation;
   return {rotationVector(r, rotationMatrix(q.w, q.x, q.y, q.z)), p - t.translation};
 }
 

@@ -14,15 +14,15 @@ namespace zor::rob {
 namespace {
 
 Transform rotZ(double degrees) {
-  return {RotationTemplate<double>(DegToRad(degrees), Vec3{0.0, 0.0, 1.0}), {}};
+  return {Rotation(DegToRad(degrees), Vec3{0.0, 0.0, 1.0}), {}};
 }
 
 Transform rotX(double degrees) {
-  return {RotationTemplate<double>(DegToRad(degrees), Vec3{1.0, 0.0, 0.0}), {}};
+  return {Rotation(DegToRad(degrees), Vec3{1.0, 0.0, 0.0}), {}};
 }
 
 Transform along(double x, double z) {
-  return {RotationTemplate<double>::Identity(), {x, 0.0, z}};
+  return {Rotation::Identity(), {x, 0.0, z}};
 }
 
 void checkRow(const DhRow& row, std::size_t i) {

@@ -156,10 +156,7 @@ Transform ImportedArm::userFlangePose(const RobJoint& joints) const {
 }
 
 Pose ImportedArm::flangePoseOfUserFlange(const Pose& userPose) const {
-  const Orient& q = userPose.orient;
-  const Transform user(RotationTemplate<double>(q.q1, q.q2, q.q3, q.q4), userPose.pos.toVec3());
-  const Transform flange = user * userFlange.inverse();
-  return Pose(flange.translation.toPos(), flange.rotation.toOrient());
+  return (Transform::FromPose(userPose) * userFlange.inverse()).toPose();
 }
 
 }  // namespace zor::rob

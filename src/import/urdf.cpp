@@ -188,7 +188,7 @@ Transform origin(const urdf::Joint& joint) {
   const urdf::Pose& pose = joint.parent_to_joint_origin_transform;
   const urdf::Rotation& r = pose.rotation;
   const urdf::Vector3& p = pose.position;
-  return {RotationTemplate<double>(r.w, r.x, r.y, r.z), Vec3{p.x, p.y, p.z} * kMillimetresPerMetre};
+  return {Rotation(r.w, r.x, r.y, r.z), Vec3{p.x, p.y, p.z} * kMillimetresPerMetre};
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 #include <Eigen/Geometry>
+#include <array>
 #include <cmath>
 #include <optional>
+#include <string_view>
+#include <utility>
 
 #include "zor/rob/angles.hpp"
 #include "zor/rob/circle.hpp"
@@ -165,6 +168,43 @@ Orient TPCircle::getOriInObjectFrame(double t, const Orient& oriStart, const Ori
   // exact arithmetic.
   const bool cirNoFarther = alphaCir - alphaStart <= kObjectFrameEqualAngles;
   return (bothNear || cirNoFarther ? slerp(start, end, t) : longWay(start, end, t)).rawOrient();
+}
+
+Orient TPCircle::getOri(double t, CircleOriMode mode, const Orient& oriStart, const Orient& oriCir,
+                        const Orient& oriEnd) const {
+  switch (mode) {
+    case CircleOriMode::pathFrame:
+      return getOriInPathFrame(t, oriStart, oriCir, oriEnd);
+    case CircleOriMode::objectFrame:
+      return getOriInObjectFrame(t, oriStart, oriCir, oriEnd);
+    case CircleOriMode::cirPoint:
+      break;
+  }
+  return getOriInCirPointOriMode(t, oriStart, oriCir, oriEnd);
+}
+
+namespace {
+
+constexpr std::array<std::pair<CircleOriMode, std::string_view>, 3> kModeNames{{
+    {CircleOriMode::cirPoint, "cirpoint"},
+    {CircleOriMode::pathFrame, "path"},
+    {CircleOriMode::objectFrame, "object"},
+}};
+
+}  // namespace
+
+std::string_view CircleOriModeName(CircleOriMode mode) {
+  for (const auto& [m, name] : kModeNames)
+    if (m == mode)
+      return name;
+  return {};
+}
+
+std::optional<CircleOriMode> FindCircleOriMode(std::string_view name) {
+  for (const auto& [m, n] : kModeNames)
+    if (n == name)
+      return m;
+  return std::nullopt;
 }
 
 }  // namespace zor::rob

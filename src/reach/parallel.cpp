@@ -10,6 +10,7 @@
 
 #include "detail/messages.hpp"
 #include "detail/throwers.hpp"
+#include "zor/rob/progress.hpp"
 #include "zor/rob/reach.hpp"
 
 namespace zor::rob::detail {
@@ -40,6 +41,7 @@ bool RunBlocks(std::size_t total, std::size_t block, unsigned threads,
   std::atomic<bool> stop{false};
   std::exception_ptr error;
   std::mutex errorMutex;
+  Progress tracker(progress, total);
 
   // Takes blocks until none is left or the run stops.
   const auto runWorker = [&](unsigned worker, bool reports) {
@@ -78,8 +80,8 @@ bool RunBlocks(std::size_t total, std::size_t block, unsigned threads,
   if (error)
     std::rethrow_exception(error);
   const bool cancelled = stop.load() && done.load() < total;
-  if (!cancelled && progress)
-    progress(1.0);
+  if (!cancelled)
+    tracker.finish();
   return !cancelled;
 }
 

@@ -1,7 +1,6 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <ostream>
 
 #include "robot/arm_kinematics.hpp"
 #include "zor/rob/robot_config.hpp"
@@ -87,33 +86,6 @@ Vec3 RobotConfig::getTcpVelocityInSpace(const Vec3& point, const RobJoint& joint
   rates.values = speeds.values;
   const Twist twist = getSpaceJacobian(joints) * rates;
   return twist.v + twist.w.cross(point);
-}
-
-SingularityType RobotConfig::isConfSingular(const RobJoint& joints, const Pose& flangePose,
-                                            double jointTolerance, double wcpTolerance) {
-  if (std::abs(joints.values[4]) < jointTolerance)
-    return SingularityType::wrist;
-  if (std::abs(RadToDeg(elbowOffset) + joints.values[2]) < jointTolerance)
-    return SingularityType::elbow;
-  const Pos wcp = tcpToWcp(flangePose);
-  if (std::abs(wcp.x) < wcpTolerance && std::abs(wcp.y) < wcpTolerance)
-    return SingularityType::shoulder;
-  return SingularityType::none;
-}
-
-std::ostream& operator<<(std::ostream& os, SingularityType type) {
-  switch (type) {
-    case SingularityType::none:
-      return os << "none";
-    case SingularityType::wrist:
-      return os << "wrist";
-    case SingularityType::elbow:
-      return os << "elbow";
-    case SingularityType::shoulder:
-      return os << "shoulder";
-  }
-  os.setstate(std::ios_base::failbit);
-  return os;
 }
 
 }  // namespace zor::rob

@@ -39,7 +39,7 @@ RobTarget RobotConfig::getRobTarget(const RobJoint& joints) const {
   // The flange pose serves both the target's pose and its configuration: computed once.
   detail::HalfAngleSinCos joint1;
   const Transform flange = detail::flangePose(*this, joints, joint1);
-  RobTarget target(Pose(flange.translation.toPos(), flange.rotation.rawOrient()));
+  RobTarget target(flange.toPose());
   target.robConf = detail::confFromFlangePose(joints, *this, flange, joint1);
   return target;
 }

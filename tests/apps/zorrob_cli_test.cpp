@@ -26,6 +26,8 @@ std::string Fixed(double v, int decimals) {
 
 // ---- the tour ---------------------------------------------------------------------------
 
+const std::string kTourAuditHeading = "\n== An audit of the program examples/audit/cell.json ==\n";
+
 TEST(ZorrobTour, ToursTheDefaultArm) {
   const ToolResult r = RunTool({});
   ASSERT_EQ(r.status, 0) << r.err;
@@ -124,12 +126,41 @@ TEST(ZorrobTour, ArmFileReplacesTheEmbeddedArm) {
   const ToolResult embedded = RunTool({});
   const ToolResult shipped = RunTool({"--arm", kDefaultArmFile});
   ASSERT_EQ(shipped.status, 0) << shipped.err;
-  std::string expected = embedded.out;
+  // The audit at the end runs the example cell on its own arm, whatever the tour's arm.
+  const std::size_t auditAt = embedded.out.find(kTourAuditHeading);
+  ASSERT_NE(auditAt, std::string::npos);
+  std::string expected = embedded.out.substr(0, auditAt);
   const std::string label = "default (embedded)";
   for (std::size_t at = expected.find(label); at != std::string::npos;
        at = expected.find(label, at))
     expected.replace(at, label.size(), "default (" + kDefaultArmFile + ")");
-  EXPECT_EQ(shipped.out, expected);
+  EXPECT_EQ(shipped.out, expected + embedded.out.substr(auditAt));
+}
+
+TEST(ZorrobTour, EndsWithTheAuditCommandsReportOfTheExampleCell) {
+  const ToolResult tour = RunTool({});
+  ASSERT_EQ(tour.status, 0) << tour.err;
+  const std::string cell = std::string(ZORROB_SOURCE_DIR) + "/examples/audit/cell.json";
+  const ToolResult audit = RunTool({"audit", cell});
+  ASSERT_EQ(audit.status, 3) << audit.err;
+  // The audit command's text, indented by two spaces, with the program named as in the repo.
+  std::string expected = kTourAuditHeading;
+  bool lineStart = true;
+  for (const char ch : audit.out) {
+    if (lineStart && ch != '\n')
+      expected += "  ";
+    expected += ch;
+    lineStart = ch == '\n';
+  }
+  expected.replace(expected.find(cell), cell.size(), "examples/audit/cell.json");
+  ASSERT_GE(tour.out.size(), expected.size());
+  EXPECT_EQ(tour.out.substr(tour.out.size() - expected.size()), expected);
+  EXPECT_NE(expected.find("#  move      reached"), std::string::npos);
+  EXPECT_NE(expected.find("wrist singularity"), std::string::npos);
+  const json j = RunToolJson({"--json"});
+  EXPECT_EQ(j["audit"]["program"], "examples/audit/cell.json");
+  EXPECT_EQ(j["audit"]["moves"].size(), 7u);
+  EXPECT_EQ(j["audit"]["clean"], false);
 }
 
 // ---- tables -----------------------------------------------------------------------------

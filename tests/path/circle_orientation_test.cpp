@@ -3,6 +3,7 @@
 #include <Eigen/Geometry>
 #include <cmath>
 #include <numbers>
+#include <optional>
 
 #include "support/random_unit.hpp"
 #include "support/test_support.hpp"
@@ -583,6 +584,41 @@ TEST(TPCircleOrientation, ObjectFrameAwayFromTiesKeepsTheStrictRule) {
   EXPECT_GT(shortWays, kTieSamples / 10);
   EXPECT_GT(longWays, kTieSamples / 10);
   EXPECT_GT(bothNear, kTieSamples / 100);
+}
+
+// ---- One query for every mode ----
+
+TEST(CircleOriMode, NamesAndTheirInverse) {
+  EXPECT_EQ(CircleOriModeName(CircleOriMode::cirPoint), "cirpoint");
+  EXPECT_EQ(CircleOriModeName(CircleOriMode::pathFrame), "path");
+  EXPECT_EQ(CircleOriModeName(CircleOriMode::objectFrame), "object");
+  EXPECT_EQ(CircleOriModeName(static_cast<CircleOriMode>(3)), "");
+  EXPECT_EQ(FindCircleOriMode("cirpoint"), CircleOriMode::cirPoint);
+  EXPECT_EQ(FindCircleOriMode("path"), CircleOriMode::pathFrame);
+  EXPECT_EQ(FindCircleOriMode("object"), CircleOriMode::objectFrame);
+  EXPECT_EQ(FindCircleOriMode("Path"), std::nullopt);
+  EXPECT_EQ(FindCircleOriMode(""), std::nullopt);
+  EXPECT_EQ(FindCircleOriMode("cirPoint"), std::nullopt);
+}
+
+TEST(TPCircleGetOri, EachModeIsItsOwnQuery) {
+  const TPCircle c = tiltedArc();
+  const Orient start = toOrient(aboutX(0.3));
+  const Orient cir = toOrient(aboutZ(2.5) * aboutX(-0.7));
+  const Orient end = toOrient(about(1.9, {1, 2, 3}));
+  const double t = 0.4;
+  const Orient byCirPoint = c.getOriInCirPointOriMode(t, start, cir, end);
+  const Orient byPath = c.getOriInPathFrame(t, start, cir, end);
+  const Orient byObject = c.getOriInObjectFrame(t, start, cir, end);
+  // The three modes differ here, so a mode sent to the wrong query shows.
+  ASSERT_NE(byCirPoint, byPath);
+  ASSERT_NE(byCirPoint, byObject);
+  ASSERT_NE(byPath, byObject);
+  EXPECT_EQ(c.getOri(t, CircleOriMode::cirPoint, start, cir, end), byCirPoint);
+  EXPECT_EQ(c.getOri(t, CircleOriMode::pathFrame, start, cir, end), byPath);
+  EXPECT_EQ(c.getOri(t, CircleOriMode::objectFrame, start, cir, end), byObject);
+  // A value outside the enumeration counts as the circle-point mode.
+  EXPECT_EQ(c.getOri(t, static_cast<CircleOriMode>(7), start, cir, end), byCirPoint);
 }
 
 }  // namespace

@@ -62,7 +62,7 @@ def test_batch_audits_equal_the_single_audits(client, arm):
     programs = []
     for x in (700, 800, 900, 2500):
         move = zorrob.MoveL()
-        move.toPoint = zorrob.RobTarget(zorrob.Pose(zorrob.Pos(x, 0, 800),
+        move.to_point = zorrob.RobTarget(zorrob.Pose(zorrob.Pos(x, 0, 800),
                                                     zorrob.Orient(0, 0, 1, 0)))
         move.speed = zorrob.SpeedData.v500
         programs.append([move])

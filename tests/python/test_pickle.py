@@ -12,8 +12,11 @@ import zorrob
 
 
 def fields(cls):
-    return [name for name in dir(cls)
-            if isinstance(getattr(cls, name, None), property) and getattr(cls, name).fset]
+    """The read-write properties, without the deprecated camelCase aliases."""
+    names = [name for name in dir(cls)
+             if isinstance(getattr(cls, name, None), property) and getattr(cls, name).fset]
+    return [name for name in names if zorrob._naming.snake_name(name) == name
+            or zorrob._naming.snake_name(name) not in names]
 
 
 def fill(record, rng, depth=0):

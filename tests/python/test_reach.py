@@ -91,8 +91,7 @@ def test_the_base_the_targets_came_from_ranks_first(arm):
     for _ in range(8):
         joints = zorrob.RobJoint(*rng.uniform(-60, 60, 6))
         target = arm.get_rob_target(joints)
-        targets.append((best * target.pose, target.rob_conf if hasattr(target, "rob_conf")
-                        else target.robConf))
+        targets.append((best * target.pose, target.rob_conf))
     bases = zorrob.base_grid_poses(-2400, 600, -300, -300, 1500, 40, 40, 1)
     assert str(bases[-1]) == str(best)
     r = zorrob.rank_base_placements(arm, targets, bases, threads=2)

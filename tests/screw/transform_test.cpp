@@ -384,5 +384,32 @@ TEST(SkewSymmetric, TimesAVectorIsTheCrossProduct) {
   }
 }
 
+// ---- Pose <-> Transform ----
+
+TEST(TransformFromPose, DividesTheRecordByItsLength) {
+  // |(3, 0, 4, 0)| = 5 exactly: the record becomes (0.6, 0, 0.8, 0), each the nearest double.
+  const Transform t = Transform::FromPose(Pose({1, 2, 3}, {3, 0, 4, 0}));
+  EXPECT_EQ(t.rotation.w, 0.6);
+  EXPECT_EQ(t.rotation.x, 0.0);
+  EXPECT_EQ(t.rotation.y, 0.8);
+  EXPECT_EQ(t.rotation.z, 0.0);
+  EXPECT_EQ(t.translation, (Vec3{1, 2, 3}));
+  const Transform identity = Transform::FromPose(Pose({-4, 5, -6}, {2, 0, 0, 0}));
+  EXPECT_EQ(identity.rotation.rawOrient(), (Orient{1, 0, 0, 0}));
+  EXPECT_EQ(identity.translation, (Vec3{-4, 5, -6}));
+}
+
+TEST(TransformFromPose, ZeroRecordThrows) {
+  EXPECT_THROW_MSG(Transform::FromPose(Pose({1, 2, 3}, {0, 0, 0, 0})), std::logic_error,
+                   "normalize quaternion of 0 magnitude");
+}
+
+TEST(TransformToPose, KeepsTheComponentsAsTheyAre) {
+  const Transform t(Rotation::raw(0.1, 0.2, 0.3, 0.4), {7, 8, 9});
+  const Pose p = t.toPose();
+  EXPECT_EQ(p.pos, (Pos{7, 8, 9}));
+  EXPECT_EQ(p.orient, (Orient{0.4, 0.1, 0.2, 0.3}));
+}
+
 }  // namespace
 }  // namespace zor::rob::test

@@ -12,11 +12,13 @@
 #include <variant>
 #include <vector>
 
+#include "zor/rob/circle.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/export.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/moves.hpp"
 #include "zor/rob/pose.hpp"
+#include "zor/rob/progress.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob {
@@ -24,13 +26,6 @@ namespace zor::rob {
 /// One instruction of a program: a joint move to a Cartesian target, a linear move, a circular
 /// move or a joint move to a joint target.
 using ProgramMove = std::variant<MoveJ, MoveL, MoveC, MoveAbsJ>;
-
-/// How the tool orientation is interpolated along a circular move (see TPCircle).
-enum class CircleOriMode {
-  cirPoint = 0,     ///< Through the circle point's orientation (getOriInCirPointOriMode).
-  pathFrame = 1,    ///< Fixed relative to a frame turning with the path (getOriInPathFrame).
-  objectFrame = 2,  ///< Interpolated in the fixed frame (getOriInObjectFrame).
-};
 
 /// What can stop a program, or needs its author's attention.
 enum class AuditEventKind {
@@ -84,6 +79,9 @@ struct ZORROB_API AuditOptions {
   std::array<double, 6> maxJointSpeedDeg{150.0, 150.0, 150.0, 300.0, 300.0, 450.0};
   /// Keep every sample in the report (for plotting).
   bool keepSamples{false};
+  /// Told the fraction of the moves audited before each move; returning false cancels the
+  /// audit, which then returns the moves audited so far in a report marked partial.
+  ProgressCallback progress{};
 };
 
 /// One event of a move. Places are given as path fractions (of the programmed move's geometry:
@@ -154,6 +152,9 @@ struct ZORROB_API AuditReport {
   std::vector<AuditSample> samples{};
   /// The sum of the moves' durations (seconds).
   double duration{0.0};
+  /// True when AuditOptions::progress cancelled the audit: `moves` (and `samples`) then hold
+  /// the moves audited before the cancel, and the rest of the program was not audited.
+  bool partial{false};
 
   /// \returns the number of events over all moves.
   std::size_t eventCount() const;

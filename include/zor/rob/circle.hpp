@@ -3,12 +3,25 @@
 #include <cmath>
 #include <optional>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 #include "zor/rob/export.hpp"
 #include "zor/rob/vectors.hpp"
 
 namespace zor::rob {
+
+/// How the tool orientation is interpolated along a circular move (see TPCircle::getOri).
+enum class CircleOriMode {
+  cirPoint = 0,     ///< Through the circle point's orientation (getOriInCirPointOriMode).
+  pathFrame = 1,    ///< Fixed relative to a frame turning with the path (getOriInPathFrame).
+  objectFrame = 2,  ///< Interpolated in the fixed frame (getOriInObjectFrame).
+};
+
+/// \returns the name of `mode`: "cirpoint", "path" or "object"; "" for any other value.
+ZORROB_API std::string_view CircleOriModeName(CircleOriMode mode);
+/// \returns the mode whose CircleOriModeName is `name`, or nothing.
+ZORROB_API std::optional<CircleOriMode> FindCircleOriMode(std::string_view name);
 
 /// Thrown when three points do not define a circle. The message is one of "The points
 /// coincide", "The points are collinear" and "A and C is the same point".
@@ -148,6 +161,11 @@ struct ZORROB_API TPCircle {
   /// equal up to sign (|dot| >= 0.999999) for every t.
   Orient getOriInObjectFrame(double t, const Orient& oriStart, const Orient& oriCir,
                              const Orient& oriEnd) const;
+  /// \returns the orientation at fraction t in `mode`: getOriInCirPointOriMode,
+  /// getOriInPathFrame or getOriInObjectFrame; a value outside the enumeration counts as
+  /// cirPoint.
+  Orient getOri(double t, CircleOriMode mode, const Orient& oriStart, const Orient& oriCir,
+                const Orient& oriEnd) const;
   /// \returns the interpolation from q0 (t = 0) to q1 the long way round the great circle
   /// through them, normalised; q0 itself when |q0·q1| >= 0.999999. t is not clamped.
   Orient longSlerp(const Orient& q0, const Orient& q1, double t) const;

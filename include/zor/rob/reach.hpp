@@ -22,15 +22,12 @@
 #include "zor/rob/export.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/pose.hpp"
+#include "zor/rob/progress.hpp"
 #include "zor/rob/robot_config.hpp"
 #include "zor/rob/targets.hpp"
 #include "zor/rob/vectors.hpp"
 
 namespace zor::rob {
-
-/// Called with the fraction of the work done, in [0, 1], from the calling thread only; return
-/// false to cancel. The last call, once everything is done, passes 1.
-using ProgressCallback = std::function<bool(double)>;
 
 /// The largest number of queries (positions times orientations, or candidates times targets)
 /// a call accepts unless its options allow more.
@@ -93,7 +90,7 @@ struct ZORROB_API ReachOptions {
   std::size_t end{static_cast<std::size_t>(-1)};
   /// Threads to run on, the calling one included; 0 for one per processor.
   unsigned threads{1};
-  /// Told of the progress; may cancel.
+  /// Told of the progress (see Progress), on the calling thread only; may cancel.
   ProgressCallback progress{};
   /// Accept more than kMaxReachQueries queries.
   bool allowLarge{false};

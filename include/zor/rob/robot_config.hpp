@@ -30,6 +30,29 @@ enum class SingularityType {
 /// the stream's failbit.
 ZORROB_API std::ostream& operator<<(std::ostream& os, SingularityType type);
 
+/// How close to each singularity a configuration counts as near it (strict comparisons).
+struct SingularityMargins {
+  double wristDeg{1.0};     ///< |joint 5| below this (degrees): near the wrist singularity.
+  double elbowDeg{1.0};     ///< |elbowOffset · 180/π + joint 3| below this (degrees): elbow.
+  double shoulderMm{10.0};  ///< Wrist centre nearer than this (mm) to joint 1's axis: shoulder.
+};
+
+/// The singularities a configuration is near, each tested on its own: several may hold at once.
+struct Singularities {
+  bool wrist{false};
+  bool elbow{false};
+  bool shoulder{false};
+
+  /// \returns the first that holds in the order wrist, elbow, shoulder; none when none does.
+  constexpr SingularityType first() const {
+    return wrist ? SingularityType::wrist
+                 : (elbow ? SingularityType::elbow
+                          : (shoulder ? SingularityType::shoulder : SingularityType::none));
+  }
+
+  constexpr bool operator==(const Singularities&) const = default;
+};
+
 /// The kinematic model of a six-joint serial arm with revolute joints, in product-of-exponentials
 /// form: each joint is a screw axis given in the base frame at the home position (all joints at
 /// zero), and the flange pose is e^[S1]θ1 · … · e^[S6]θ6 · M with M = `flangeHome`.
@@ -122,6 +145,12 @@ struct ZORROB_API RobotConfig {
   /// by 1e-6 (a value on the widened bound passes). In every case `value` must then lie strictly
   /// inside jointMin[i] − 1e-6 .. jointMax[i] + 1e-6. `otherValue` is ignored otherwise.
   bool isJointAllowed(int i, double value, double otherValue) const;
+  /// \returns isJointAllowed for joint `i` (0-based, 0..5; false above) of `joints`, the other
+  /// joint of the pair 2/3 taken from `joints`.
+  bool isJointAllowedIn(const RobJoint& joints, std::size_t i) const;
+  /// \returns the first joint (0-based) of `joints` that isJointAllowedIn rejects, or none when
+  /// all six are allowed (the sum limit of joints 2 and 3 included when jointCoupling is 1).
+  std::optional<std::size_t> firstJointOutsideLimits(const RobJoint& joints) const;
 
   // Set-up; call once after the user members are filled, in this order.
 
@@ -158,8 +187,20 @@ struct ZORROB_API RobotConfig {
   /// |elbowOffset · 180/π + joint 3| < jointTolerance; shoulder when the wrist centre of
   /// `flangePose` (the flange pose belonging to `joints`) has |x| and |y| below `wcpTolerance`
   /// (mm); none otherwise. Changes nothing, though not declared const.
+  ///
+  /// Its shoulder test is a square about the base z axis, not singularitiesOf's distance from
+  /// the axis of joint 1: it is this query's published contract (a point at (0.2, −0.2) mm is
+  /// shoulder-singular for a 0.25 mm tolerance), kept for its callers. The two agree for arms
+  /// whose joint 1 turns about the base z axis, up to the corners of the square.
   SingularityType isConfSingular(const RobJoint& joints, const Pose& flangePose,
                                  double jointTolerance, double wcpTolerance);
+  /// \returns every singularity `joints` is near within `margins`: wrist when |joint 5| <
+  /// wristDeg; elbow when |elbowOffset · 180/π + joint 3| < elbowDeg; shoulder when the wrist
+  /// centre of `flangePose` (the flange pose belonging to `joints`) lies nearer than shoulderMm
+  /// to the axis of joint 1 (its line through jointPoints[0] along jointAxes[0]; not computed for
+  /// a margin of zero or less, which no distance is below).
+  Singularities singularitiesOf(const RobJoint& joints, const Pose& flangePose,
+                                const SingularityMargins& margins) const;
 
   // Inverse kinematics.
   //

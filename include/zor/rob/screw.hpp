@@ -6,6 +6,7 @@
 #include <cstddef>
 
 #include "zor/rob/export.hpp"
+#include "zor/rob/pose.hpp"
 #include "zor/rob/rotation.hpp"
 #include "zor/rob/vectors.hpp"
 
@@ -121,6 +122,15 @@ struct ZORROB_API Transform {
   /// The identity.
   constexpr Transform() = default;
   constexpr Transform(const Rotation& r, const Vec3& t) : rotation(r), translation(t) {}
+
+  /// \returns the transform of a pose: its position as the translation and its orientation
+  /// record divided exactly by its length as the rotation. Throws std::logic_error "normalize
+  /// quaternion of 0 magnitude" for a record whose squared length is below 1e-6.
+  static Transform FromPose(const Pose& pose);
+
+  /// \returns the pose of this transform: the translation as the position and the rotation's
+  /// components as the orientation record, as they are (the rotation is a unit quaternion).
+  constexpr Pose toPose() const { return {translation.toPos(), rotation.rawOrient()}; }
 
   /// \returns the inverse: the conjugate rotation (normalised by the rotation's rule) and the
   /// translation -(R⁻¹ t). Throws std::logic_error "normalize quaternion of 0 magnitude" when

@@ -4,6 +4,9 @@
 
 namespace zor::rob::detail {
 
+// Internal: installed only because the inline code of vectors.hpp and rotation.hpp calls these;
+// not part of the library's interface, and free to change.
+//
 // Cold, out-of-line throws keep the inline hot paths (normalisation, rotation) small.
 
 /// Throws std::logic_error "normalize quaternion of 0 magnitude".
