@@ -56,6 +56,8 @@ def _record_fields(cls):
 
 
 def _rebuild_record(cls, state):
+    if cls in _BUILT_FROM_FIELDS:
+        return cls(**dict(state))
     record = cls()
     for name, value in state:
         setattr(record, name, value)
@@ -72,6 +74,9 @@ def _reduce_enum(value):
     return type(value), (int(value),)
 
 
+_BUILT_FROM_FIELDS = set()
+
+
 def _picklable_types():
     """The extension's record classes (default-constructible, with fields) and enumerations."""
     records, enums = [], []
@@ -82,12 +87,18 @@ def _picklable_types():
         if hasattr(cls, "__members__"):
             enums.append(cls)
             continue
+        fields = _record_fields(cls)
+        if not fields:
+            continue
         try:
             cls()
         except TypeError:
-            continue
-        if _record_fields(cls):
-            records.append(cls)
+            # Records without a default take their fields as the constructor's keywords.
+            doc = cls.__init__.__doc__ or ""
+            if not all(f" {name}: " in doc for name in fields):
+                continue
+            _BUILT_FROM_FIELDS.add(cls)
+        records.append(cls)
     return records, enums
 
 
