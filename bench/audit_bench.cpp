@@ -1,15 +1,18 @@
 // Timings of the program audit: audited path samples per second on a long program of linear and
 // circular moves on the default arm, against the work each sample cannot avoid, measured in the
 // same run: one nearest joint solution (the inverse kinematics from the previous sample's
-// joints) and one forward kinematics.
+// joints) and one forward kinematics. Also the view page of the audited program, against the
+// audit.
 
 #include <benchmark/benchmark.h>
 
 #include <cmath>
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "zor/rob/audit.hpp"
+#include "zor/rob/view.hpp"
 
 namespace {
 
@@ -123,6 +126,27 @@ void ForwardKinematicsPerSample(benchmark::State& state) {
   state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()));
 }
 BENCHMARK(ForwardKinematicsPerSample);
+
+/// The view page of the long program with every sample: the cost of writing it against the
+/// audit that found the samples (AuditLongProgram, same run).
+void ViewPageOfLongProgram(benchmark::State& state) {
+  const RobotConfig arm = DefaultArm();
+  const std::vector<ProgramMove> moves = LongProgram();
+  AuditOptions options;
+  options.keepSamples = true;
+  const AuditReport report = AuditProgram(arm, kStart, moves, options);
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    std::string page = ViewPage(arm, moves, report);
+    bytes = page.size();
+    benchmark::DoNotOptimize(page);
+  }
+  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) *
+                          static_cast<std::int64_t>(report.samples.size()));
+  state.counters["samples"] = static_cast<double>(report.samples.size());
+  state.counters["bytes"] = static_cast<double>(bytes);
+}
+BENCHMARK(ViewPageOfLongProgram)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -29,6 +29,7 @@
 
 #include "kdl_reference.hpp"
 #include "zor/rob/angles.hpp"
+#include "zor/rob/arm_import.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace {
@@ -112,6 +113,76 @@ ArmFixture& closedForm() {
 ArmFixture& numerical() {
   static ArmFixture f(offsetWristArm(kWristOffset));
   return f;
+}
+
+/// An arm timed without KDL (its axes need not lie along base axes): ours, the samples and their
+/// poses.
+struct PoseFixture {
+  RobotConfig robot;
+  std::vector<RobJoint> joints;
+  std::vector<Pose> poses;
+
+  explicit PoseFixture(RobotConfig arm) : robot(std::move(arm)) {
+    std::mt19937_64 engine(20261124);
+    for (std::size_t s = 0; s < kSamples; ++s) {
+      RobJoint j;
+      for (std::size_t k = 0; k < 6; ++k)
+        j.values[k] =
+            std::uniform_real_distribution<double>(robot.jointMin[k], robot.jointMax[k])(engine);
+      joints.push_back(j);
+      poses.push_back(robot.getRobTarget(j).pose);
+    }
+  }
+};
+
+/// \returns the arm of the classic Denavit-Hartenberg rows, limits ±180 degrees.
+RobotConfig dhArm(const std::array<zor::rob::DhRow, 6>& rows) {
+  zor::rob::DhTable table;
+  table.rows = rows;
+  zor::rob::ArmLimits limits;
+  limits.jointMin = {-180, -180, -180, -180, -180, -180, -360};
+  limits.jointMax = {180, 180, 180, 180, 180, 180, 360};
+  return zor::rob::ArmFromDh(table, limits).robot;
+}
+
+/// A collaborative arm of the 5 kg class: joints 2 to 4 parallel, the three-parallel closed form.
+PoseFixture& collaborative() {
+  static PoseFixture f(dhArm({{{0, 90, 89.159, 0},
+                               {-425, 0, 0, 0},
+                               {-392.25, 0, 0, 0},
+                               {0, 90, 109.15, 0},
+                               {0, -90, 94.65, 0},
+                               {0, 0, 82.3, 0}}}));
+  return f;
+}
+
+/// A made-up arm with nothing parallel or perpendicular beyond joints 2 and 3 and the meeting
+/// axes 5 and 6: the search.
+PoseFixture& madeUp() {
+  static PoseFixture f(dhArm({{{30, 80, 300, 0},
+                               {400, 0, 40, 10},
+                               {50, 70, 20, 0},
+                               {10, 60, 350, 0},
+                               {0, -60, 60, 0},
+                               {0, 0, 80, 0}}}));
+  return f;
+}
+
+/// \returns how many of the samples' lists contain the sampled joints.
+std::size_t recall(const PoseFixture& f) {
+  std::size_t listed = 0;
+  for (std::size_t s = 0; s < kSamples; ++s) {
+    const TargetConfiguration all = f.robot.getAllJointSolutions(f.poses[s]);
+    bool found = false;
+    for (const RobJoint& j : all.joints) {
+      double d = 0.0;
+      for (std::size_t k = 0; k < 6; ++k)
+        d = std::max(d, std::abs(j.values[k] - f.joints[s].values[k]));
+      found = found || d < 1e-6;
+    }
+    listed += found ? 1 : 0;
+  }
+  return listed;
 }
 
 [[noreturn]] void fail(const char* arm, std::size_t sample, const std::string& what) {
@@ -252,6 +323,40 @@ void BM_KdlLmaFrom10DegreesOffsetWrist(benchmark::State& state) {
 }
 BENCHMARK(BM_KdlLmaFrom10DegreesOffsetWrist);
 
+void BM_RobTargetCollaborative(benchmark::State& state) {
+  const PoseFixture& f = collaborative();
+  std::size_t s = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(f.robot.getRobTarget(f.joints[s]));
+    s = (s + 1) % kSamples;
+  }
+}
+BENCHMARK(BM_RobTargetCollaborative);
+
+/// Every labelled solution of a pose of an arm timed without KDL, the list kept.
+void allSolutionsOf(benchmark::State& state, const PoseFixture& f) {
+  TargetConfiguration all;
+  std::size_t s = 0;
+  std::size_t solutions = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(f.robot.findAllJointSolutions(f.poses[s], nullptr, all));
+    solutions += all.size();
+    s = (s + 1) % kSamples;
+  }
+  state.counters["solutions"] =
+      benchmark::Counter(static_cast<double>(solutions), benchmark::Counter::kAvgIterations);
+}
+
+void BM_AllSolutionsCollaborative(benchmark::State& state) {
+  allSolutionsOf(state, collaborative());
+}
+BENCHMARK(BM_AllSolutionsCollaborative);
+
+void BM_AllSolutionsSearchMadeUp(benchmark::State& state) {
+  allSolutionsOf(state, madeUp());
+}
+BENCHMARK(BM_AllSolutionsSearchMadeUp);
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -262,5 +367,9 @@ int main(int argc, char** argv) {
         "ik_bench: every KDL solution inside the limits is listed (%zu on the default arm, %zu "
         "on the offset-wrist arm, of %zu samples each)\n",
         closed, offset, kSamples);
+    std::printf(
+        "ik_bench: the sampled joints are listed for %zu of %zu poses on the collaborative arm "
+        "and %zu on the made-up arm\n",
+        recall(collaborative()), kSamples, recall(madeUp()));
   });
 }

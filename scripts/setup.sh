@@ -12,6 +12,7 @@ packages=(
   liburdfdom-dev libtinyxml-dev libkdl-parser-dev
   pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib python3-tqdm
   python3-distributed python3-dask
+  libjs-three chromium nodejs
 )
 
 missing=()
@@ -21,7 +22,24 @@ for package in "${packages[@]}"; do
   fi
 done
 
+# The browser tests drive Debian's chromium with playwright-core, pinned by its lockfile.
+install_browser_driver() {
+  local dir
+  dir="$(dirname "$0")/../tests/browser"
+  if [ ! -d "$dir/node_modules/playwright-core" ]; then
+    echo "setup: installing playwright-core for the browser tests (npm ci in tests/browser)"
+    local npm_log
+    npm_log=$(mktemp "${TMPDIR:-/tmp}/zorrob-setup-npm.XXXXXX.log")
+    if ! (cd "$dir" && npm ci --no-audit --no-fund) >"$npm_log" 2>&1; then
+      echo "setup: npm ci failed; the full log is in $npm_log" >&2
+      exit 1
+    fi
+    rm -f "$npm_log"
+  fi
+}
+
 if [ ${#missing[@]} -eq 0 ]; then
+  install_browser_driver
   exit 0
 fi
 
@@ -39,3 +57,4 @@ if ! { "${sudo[@]}" apt-get update -qq &&
   exit 1
 fi
 rm -f "$log"
+install_browser_driver

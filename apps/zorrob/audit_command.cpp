@@ -18,7 +18,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Align = Table::Align;
 
-constexpr const char* kTimingNote = "estimated: no acceleration, zones add no time";
+/// Shares of the programmed speed are printed in percent with this many decimals.
+constexpr int kShareDecimals = 1;
 
 template <typename T>
 std::string streamText(const T& value) {
@@ -68,7 +69,8 @@ Json eventJson(const AuditEvent& e) {
           {"endArcLength", e.endArcLength},
           {"startJoints", e.startJoints.values},
           {"endJoints", e.endJoints.values},
-          {"joint", e.joint}};
+          {"joint", e.joint},
+          {"speedShare", e.speedShare}};
 }
 
 Json moveJson(std::size_t index, const MoveAudit& m) {
@@ -76,12 +78,37 @@ Json moveJson(std::size_t index, const MoveAudit& m) {
           {"type", moveTypeName(m.type)},
           {"reached", m.reached},
           {"duration", m.duration},
+          {"lowestSpeedShare", m.lowestSpeedShare},
           {"pathLength", m.pathLength},
           {"orientationChange", m.orientationChange},
           {"zoneDistance", m.zoneDistance},
           {"endJoints", m.endJoints.values},
           {"endConf", {m.endConf.cf1, m.endConf.cf4, m.endConf.cf6, m.endConf.cfx}},
           {"events", m.events.size()}};
+}
+
+/// Every sample with its timing, for plotting the speed profile.
+Json timedSamplesJson(const AuditReport& report) {
+  Json out = Json::array();
+  for (const AuditSample& s : report.samples)
+    out.push_back({{"move", s.moveIndex},
+                   {"corner", s.corner},
+                   {"fraction", s.fraction},
+                   {"arcLength", s.arcLength},
+                   {"time", s.time},
+                   {"tcpSpeed", s.tcpSpeed},
+                   {"speedShare", s.speedShare},
+                   {"allowedShare", s.allowedShare},
+                   {"joints", s.joints.values},
+                   {"jointSpeeds", s.jointSpeeds},
+                   {"jointAccelerations", s.jointAccelerations},
+                   {"limit", streamText(s.limit)},
+                   {"limitJoint", s.limitJoint}});
+  return out;
+}
+
+std::string percent(double share) {
+  return fixed(100.0 * share, kShareDecimals);
 }
 
 /// One CSV line per sample, numbers in shortest round-trip form.
@@ -123,7 +150,8 @@ Report runAudit(const AuditRequest& request) {
 Report runAudit(Program program, const AuditRequest& request) {
   if (request.stepMm)
     program.options.stepMm = *request.stepMm;
-  program.options.keepSamples = request.samplesPath.has_value();
+  program.options.keepSamples =
+      request.samplesPath.has_value() || request.jsonSamples || request.htmlPath.has_value();
   AuditReport report;
   {
     ProgressLine line("audit");
@@ -133,6 +161,8 @@ Report runAudit(Program program, const AuditRequest& request) {
   }
   if (request.samplesPath)
     writeFile(*request.samplesPath, samplesCsv(report));
+  if (request.htmlPath)
+    writeProgramPage(*request.htmlPath, program, report);
 
   Report out;
   out.status = report.clean() ? 0 : kExitEvents;
@@ -140,30 +170,32 @@ Report runAudit(Program program, const AuditRequest& request) {
   head.add("program", program.source);
   head.add("arm", program.arm.name + " (" + program.arm.source + ")");
   head.add("moves", std::to_string(report.moves.size()));
-  head.add("duration", fixed(report.duration, kLengthDecimals) + " s (" + kTimingNote + ")");
+  head.add("cycle time", fixed(report.duration, kLengthDecimals) + " s");
   head.add("events", report.clean() ? "none" : std::to_string(report.eventCount()));
   out.text = head.render();
 
   Table moves({Align::Right, Align::Left, Align::Left, Align::Right, Align::Right, Align::Right,
-               Align::Right, Align::Right});
-  moves.addRow(
-      {"#", "move", "reached", "time (s)", "length (mm)", "turn (deg)", "zone (mm)", "events"});
+               Align::Right, Align::Right, Align::Right});
+  moves.addRow({"#", "move", "reached", "time (s)", "speed (%)", "length (mm)", "turn (deg)",
+                "zone (mm)", "events"});
   Json movesJson = Json::array();
   Json eventsJson = Json::array();
-  Table events({Align::Right, Align::Left, Align::Left, Align::Left, Align::Left, Align::Left});
-  events.addRow({"move", "event", "on", "fraction", "arc length (mm)", "joint"});
+  Table events(
+      {Align::Right, Align::Left, Align::Left, Align::Left, Align::Left, Align::Left, Align::Left});
+  events.addRow({"move", "event", "on", "fraction", "arc length (mm)", "joint", "speed (%)"});
   for (std::size_t i = 0; i < report.moves.size(); ++i) {
     const MoveAudit& m = report.moves[i];
     moves.addRow({std::to_string(i), moveTypeName(m.type), m.reached ? "yes" : "no",
-                  fixed(m.duration, kLengthDecimals), fixed(m.pathLength, kLengthDecimals),
-                  fixed(m.orientationChange, kLengthDecimals),
+                  fixed(m.duration, kLengthDecimals), percent(m.lowestSpeedShare),
+                  fixed(m.pathLength, kLengthDecimals), fixed(m.orientationChange, kLengthDecimals),
                   fixed(m.zoneDistance, kLengthDecimals), std::to_string(m.events.size())});
     movesJson.push_back(moveJson(i, m));
     for (const AuditEvent& e : m.events) {
       events.addRow({std::to_string(i), streamText(e.kind), placeOf(e),
                      range(e.startFraction, e.endFraction, kUnitDecimals),
                      range(e.startArcLength, e.endArcLength, kLengthDecimals),
-                     e.joint == 0 ? "-" : std::to_string(e.joint)});
+                     e.joint == 0 ? "-" : std::to_string(e.joint),
+                     e.kind == AuditEventKind::speedReduced ? percent(e.speedShare) : "-"});
       eventsJson.push_back(eventJson(e));
     }
   }
@@ -177,6 +209,8 @@ Report runAudit(Program program, const AuditRequest& request) {
               {"clean", report.clean()},
               {"moves", std::move(movesJson)},
               {"events", std::move(eventsJson)}};
+  if (request.jsonSamples)
+    out.json["samples"] = timedSamplesJson(report);
   return out;
 }
 

@@ -9,6 +9,7 @@
 
 #include "arm_file.hpp"
 #include "output.hpp"
+#include "zor/rob/audit.hpp"
 #include "zor/rob/circle.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/joints.hpp"
@@ -93,6 +94,10 @@ struct AuditRequest {
   std::optional<double> stepMm{};
   /// Where to write every sample as CSV.
   std::optional<std::string> samplesPath{};
+  /// Whether the JSON report carries every timed sample.
+  bool jsonSamples{false};
+  /// Where to write the page of the program and its audit (see runView).
+  std::optional<std::string> htmlPath{};
   /// Show the audit's progress on a terminal (see progress_line.hpp); off for --json.
   bool showProgress{false};
 };
@@ -105,6 +110,28 @@ Report runAudit(const AuditRequest& request);
 
 struct Program;
 
+/// What `zorrob view` is asked for: a page of an arm alone, or of a program audited on its arm.
+struct ViewRequest {
+  /// The arm instead of the default one, or instead of the program's own.
+  std::optional<Arm> arm{};
+  /// The program file; the page shows the arm alone without one.
+  std::optional<std::string> programPath{};
+  /// The sampling step (mm) instead of the program's own.
+  std::optional<double> stepMm{};
+  /// Where the page goes.
+  std::string outputPath{};
+};
+
+/// Writes the page of the arm alone or of the program with its audit (every sample kept) to
+/// `request.outputPath`; reports what it holds and its size. Throws InputError for a program
+/// file the reader rejects or a page that cannot be written, and the library's exceptions for a
+/// program it cannot audit.
+Report runView(const ViewRequest& request);
+
+/// Writes the page of `program` and its audit `report` to `path` and returns it. Throws
+/// InputError "page file 'PATH' cannot be written".
+std::string writeProgramPage(const std::string& path, const Program& program,
+                             const AuditReport& report);
 /// The audit of a program already read (request.programPath unused): the same report.
 Report runAudit(Program program, const AuditRequest& request);
 

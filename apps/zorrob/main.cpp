@@ -22,7 +22,8 @@
 namespace zor::rob::cli {
 namespace {
 
-constexpr const char* kCommandList = "fk, ik, jacobian, circle, tables, arm, audit, reach, place";
+constexpr const char* kCommandList =
+    "fk, ik, jacobian, circle, tables, arm, audit, view, reach, place";
 /// Spaces per level of the JSON output.
 constexpr int kJsonIndent = 2;
 
@@ -50,6 +51,9 @@ struct Options {
   std::string program{};
   std::string step{};
   std::string samplesPath{};
+  bool timedSamples{false};
+  std::string htmlPath{};
+  std::string outputPath{};
 };
 
 /// \returns whether the option `name` was given on the command line (even with an empty value),
@@ -200,6 +204,23 @@ CircleRequest circleFrom(const CLI::App& app, const Options& o) {
   return request;
 }
 
+ViewRequest viewFrom(const CLI::App& app, const Options& o) {
+  ViewRequest request;
+  request.outputPath = o.outputPath;
+  if (given(app, "--arm") || given(app, "--base") || given(app, "--tip"))
+    request.arm = armFrom(app, o);
+  if (!o.program.empty())
+    request.programPath = o.program;
+  if (given(app, "--step")) {
+    if (!request.programPath)
+      throw UsageError("--step goes with a program file");
+    request.stepMm = parseNumber(o.step, "--step");
+    if (*request.stepMm <= 0.0)
+      throw UsageError("--step must be positive, got '" + o.step + "'");
+  }
+  return request;
+}
+
 /// \returns the report of the command the parsed command line selects.
 Report run(const CLI::App& app, const Options& o, const std::vector<CommandHook>& hooks) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
@@ -238,9 +259,16 @@ Report run(const CLI::App& app, const Options& o, const std::vector<CommandHook>
     }
     if (given(app, "--samples"))
       request.samplesPath = o.samplesPath;
+    if (o.timedSamples && !o.json)
+      throw UsageError("--timed-samples needs --json");
+    request.jsonSamples = o.timedSamples;
+    if (given(app, "--html"))
+      request.htmlPath = o.htmlPath;
     request.showProgress = !o.json;
     return runAudit(request);
   }
+  if (name == "view")
+    return runView(viewFrom(app, o));
   if (name == "tables") {
     if (o.table == "speeds")
       return runTables(TableKind::Speeds);
@@ -377,16 +405,19 @@ int Main(int argc, char** argv) {
       app, "audit", "check a program of moves on its arm",
       "Follows the moves of a program file (JSON: arm, start joints, tools, work objects and\n"
       "moves; see the README) through the arm and reports, per move, whether it is reached,\n"
-      "its estimated time, path length and orientation change, and every event: targets out\n"
+      "its time, path length and orientation change, and every event: targets out\n"
       "of reach or not reachable in their configuration, path points out of reach, wrist,\n"
       "elbow and shoulder singularities, configuration changes, joint limits, joint jumps,\n"
-      "circles that are not circles and zones shrunk to fit.\n\n"
-      "Times are estimates: a linear or circular move takes the longer of path length / TCP\n"
-      "speed and orientation change / orientation speed, a joint move the longer of its\n"
-      "slowest joint at its maximum speed and the TCP path / TCP speed; no acceleration, and\n"
-      "zones add no time.\n\n"
-      "Exit status: 0 for a clean program, 3 when there are events, 1 for a rejected program\n"
-      "file, 2 for a bad command line.\n\n"
+      "circles that are not circles, zones shrunk to fit, and stretches where the joints\n"
+      "keep the tool below its programmed speed.\n\n"
+      "Times are time-optimal under the joints' speed and acceleration limits, the programmed\n"
+      "speeds and the tool's acceleration limit (options maxJointSpeedDeg,\n"
+      "maxJointAccelerationDeg, maxTcpAcceleration): joint moves in sync from rest to rest,\n"
+      "linear and circular moves and their zones as one path between stop points. The cycle\n"
+      "time is their sum; the speed column is the lowest share of the programmed speed the\n"
+      "limits allow on the move.\n\n"
+      "Exit status: 0 for a clean program (reduced speed alone keeps it clean), 3 when there\n"
+      "are events, 1 for a rejected program file, 2 for a bad command line.\n\n"
       "Example: zorrob audit examples/audit/weld_seam.json --samples samples.csv");
   audit->add_option("program", o.program, "the program file (JSON)")
       ->type_name("PROGRAM.json")
@@ -395,7 +426,29 @@ int Main(int argc, char** argv) {
       ->type_name("MM");
   audit->add_option("--samples", o.samplesPath, "write every sample to this CSV file")
       ->type_name("FILE.csv");
+  audit->add_flag("--timed-samples", o.timedSamples,
+                  "with --json, add every sample with its time, speeds, accelerations and the "
+                  "limit that binds there");
+  audit->add_option("--html", o.htmlPath, "write the page of the program and its audit (see view)")
+      ->type_name("FILE.html");
   addJsonFlag(*audit, o);
+
+  CLI::App* view = addCommand(
+      app, "view", "the arm, a program and its audit as one browser page",
+      "Writes one self-contained HTML page (three.js inside, nothing loaded from the network):\n"
+      "the arm with its joint axes and the base, flange and tool frames; with a program file,\n"
+      "its targets, the audited path coloured by what the audit found, playback along the\n"
+      "samples, charts of the six joints and the table of events (a click moves the arm\n"
+      "there). --arm replaces the program's own arm.\n\n"
+      "Example: zorrob view examples/audit/cell.json -o cell.html");
+  view->add_option("program", o.program, "the program file (JSON)")->type_name("PROGRAM.json");
+  view->add_option("--step", o.step, "the sampling step along the path, mm (default 1)")
+      ->type_name("MM");
+  view->add_option("-o,--output", o.outputPath, "the page to write")
+      ->type_name("FILE.html")
+      ->required();
+  addArmOption(*view, o);
+  addJsonFlag(*view, o);
 
   const std::vector<CommandHook> hooks{AddReachCommand(app), AddPlaceCommand(app)};
   for (const CommandHook& hook : hooks) {
@@ -459,6 +512,7 @@ int Main(int argc, char** argv) {
     const std::vector<CLI::App*> commands = app.get_subcommands();
     const bool usesArm = commands.empty() || commands.front() == fk || commands.front() == ik ||
                          commands.front() == jacobian || commands.front() == armCommand ||
+                         commands.front() == view ||
                          std::any_of(hooks.begin(), hooks.end(), [&](const CommandHook& h) {
                            return h.usesArm && h.command == commands.front();
                          });

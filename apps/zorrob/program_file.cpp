@@ -1,5 +1,6 @@
 #include "program_file.hpp"
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -61,8 +62,10 @@ class ProgramReader {
       top_.fail("moves", "must be an array of moves");
     if (moves.empty())
       top_.fail("moves", "is empty: a program needs at least one move");
-    for (std::size_t i = 0; i < moves.size(); ++i)
+    for (std::size_t i = 0; i < moves.size(); ++i) {
       program.moves.push_back(readMove(moves[i], i));
+      program.labels.push_back(readLabels(moves[i], i));
+    }
     return program;
   }
 
@@ -140,11 +143,23 @@ class ProgramReader {
     }
   }
 
+  /// Six positive numbers under `key` of the options, when given.
+  void readJointLimits(const json& o, const std::string& key, std::array<double, 6>& out) const {
+    const auto it = o.find(key);
+    if (it == o.end())
+      return;
+    out = top_.numbers<6>(*it, "options." + key);
+    for (std::size_t i = 0; i < 6; ++i)
+      if (out[i] <= 0.0)
+        top_.fail("options." + key + "[" + std::to_string(i) + "]", "must be positive");
+  }
+
   AuditOptions readOptions(const json& value) const {
     const json& o = top_.object(value, "options");
-    top_.checkKeys(o, "options",
-                   {"stepMm", "stepDeg", "jumpDeg", "wristMarginDeg", "elbowMarginDeg",
-                    "shoulderMarginMm", "circleOriMode", "maxJointSpeedDeg"});
+    top_.checkKeys(
+        o, "options",
+        {"stepMm", "stepDeg", "jumpDeg", "wristMarginDeg", "elbowMarginDeg", "shoulderMarginMm",
+         "circleOriMode", "maxJointSpeedDeg", "maxJointAccelerationDeg", "maxTcpAcceleration"});
     AuditOptions options;
     const auto positive = [&](std::string_view key, double& out, bool zeroAllowed) {
       const auto it = o.find(key);
@@ -168,19 +183,16 @@ class ProgramReader {
         top_.fail("options.circleOriMode", "must be one of \"cirpoint\", \"path\", \"object\"");
       options.circleOriMode = *mode;
     }
-    if (const auto it = o.find("maxJointSpeedDeg"); it != o.end()) {
-      options.maxJointSpeedDeg = top_.numbers<6>(*it, "options.maxJointSpeedDeg");
-      for (std::size_t i = 0; i < 6; ++i)
-        if (options.maxJointSpeedDeg[i] <= 0.0)
-          top_.fail("options.maxJointSpeedDeg[" + std::to_string(i) + "]", "must be positive");
-    }
+    readJointLimits(o, "maxJointSpeedDeg", options.maxJointSpeedDeg);
+    readJointLimits(o, "maxJointAccelerationDeg", options.maxJointAccelerationDeg);
+    positive("maxTcpAcceleration", options.maxTcpAcceleration, false);
     return options;
   }
 
   static RobTarget target(const JsonReader& in, const json& value, const std::string& path,
                           bool confRequired) {
     const json& t = in.object(value, path);
-    in.checkKeys(t, path, {"position", "orientation", "conf"});
+    in.checkKeys(t, path, {"name", "position", "orientation", "conf"});
     RobTarget target(
         Pose(position(in, in.member(t, path, "position"), path + ".position"),
              orientation(in, in.member(t, path, "orientation"), path + ".orientation")));
@@ -329,6 +341,28 @@ class ProgramReader {
         },
         move);
     return move;
+  }
+
+  /// The names of the move's target, circle point, tool and work object (read after readMove,
+  /// which has checked the move).
+  MoveLabels readLabels(const json& m, std::size_t index) const {
+    const JsonReader in(top_prefix() + ": move " + std::to_string(index));
+    MoveLabels labels;
+    const auto text = [&](const json& object, const char* key, const std::string& path) {
+      const auto it = object.find(key);
+      if (it == object.end())
+        return std::string();
+      if (!it->is_string())
+        in.fail(path, "must be a string");
+      return it->get<std::string>();
+    };
+    if (const auto it = m.find("to"); it != m.end())
+      labels.target = text(*it, "name", "to.name");
+    if (const auto it = m.find("via"); it != m.end())
+      labels.circlePoint = text(*it, "name", "via.name");
+    labels.tool = text(m, "tool", "tool");
+    labels.workObject = text(m, "wobj", "wobj");
+    return labels;
   }
 
   template <typename T>

@@ -7,6 +7,7 @@
 
 #include "arm_file.hpp"
 #include "zor/rob/audit.hpp"
+#include "zor/rob/view.hpp"
 
 // The program file of `zorrob audit`: one JSON object, written by hand or by scripts.
 //
@@ -22,7 +23,9 @@
 //                               "object": {"position": [0, 0, 0], "orientation": [1, 0, 0, 0]}}},
 //     "options": {"stepMm": 1, "stepDeg": 1, "jumpDeg": 10, "wristMarginDeg": 1,
 //                 "elbowMarginDeg": 1, "shoulderMarginMm": 10, "circleOriMode": "cirpoint",
-//                 "maxJointSpeedDeg": [150, 150, 150, 300, 300, 450]},    optional, each key too
+//                 "maxJointSpeedDeg": [150, 150, 150, 300, 300, 450],
+//                 "maxJointAccelerationDeg": [600, 600, 600, 1200, 1200, 1800],
+//                 "maxTcpAcceleration": 5000},          optional, each key too
 //     "moves": [
 //       {"type": "MoveAbsJ", "joints": [0, 0, 0, 0, 30, 0], "speed": "v1000", "zone": "fine"},
 //       {"type": "MoveJ", "to": TARGET, "speed": "v1000", "zone": "z10",
@@ -32,9 +35,10 @@
 //     ]
 //   }
 //
-// A TARGET is {"position": [x, y, z], "orientation": [q1, q2, q3, q4], "conf": [cf1, cf4, cf6,
-// cfx]}: mm, a unit quaternion with q1 the scalar part (within 1e-3 of unit length, normalised
-// on reading), and whole numbers; "conf" may be left out for the circle point of a MoveC only.
+// A TARGET is {"name": "...", "position": [x, y, z], "orientation": [q1, q2, q3, q4], "conf":
+// [cf1, cf4, cf6, cfx]}: an optional name (any text, shown by `zorrob view`), mm, a unit
+// quaternion with q1 the scalar part (within 1e-3 of unit length, normalised on reading), and
+// whole numbers; "conf" may be left out for the circle point of a MoveC only.
 // Speeds and zones are predefined names (v5 ... v7000; fine, z0 ... z200, FINE, CNT0 ...
 // CNT100) or values: a speed {"tcp": mm/s, "ori": deg/s} with optional "leax" (mm/s, default
 // 5000) and "reax" (deg/s, default 1000); a zone {"tcp": mm} with optional "ori", "eax" (mm),
@@ -50,6 +54,8 @@ struct Program {
   Arm arm{};
   RobJoint start{};
   std::vector<ProgramMove> moves{};
+  /// The names of each move's target, circle point, tool and work object, as written.
+  std::vector<MoveLabels> labels{};
   AuditOptions options{};
 };
 

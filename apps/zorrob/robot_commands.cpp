@@ -166,6 +166,8 @@ Report armSummary(const Arm& arm) {
                                              " mm behind the flange"
                                        : "not spherical (the axes of joints 4 to 6 do not meet "
                                          "in one point)");
+  json["ikMethod"] = streamText(c.ikMethod());
+  fields.add("inverse kinematics", streamText(c.ikMethod()));
   json["elbowOffset"] = c.elbowOffset;
   fields.add("elbow", "stretched at joint 3 = " + fixed(RadToDeg(-c.elbowOffset), kDegreeDecimals) +
                           " deg (elbow offset " + fixed(c.elbowOffset, kUnitDecimals) + " rad)");
@@ -370,6 +372,8 @@ Report runIk(const Arm& arm, const IkRequest& request) {
   Fields fields;
   fields.add("arm", armLabel(arm));
   fields.add("flange pose", pose.toString());
+  json["method"] = streamText(config.ikMethod());
+  fields.add("method", streamText(config.ikMethod()));
 
   TargetConfiguration solutions;
   IkStatus status = IkStatus::found;

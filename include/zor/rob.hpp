@@ -8,6 +8,7 @@
 #include "zor/rob/audit.hpp"
 #include "zor/rob/circle.hpp"
 #include "zor/rob/conf_data.hpp"
+#include "zor/rob/ik_results.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/line.hpp"
@@ -21,3 +22,4 @@
 #include "zor/rob/targets.hpp"
 #include "zor/rob/triangle.hpp"
 #include "zor/rob/vectors.hpp"
+#include "zor/rob/view.hpp"

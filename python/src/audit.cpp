@@ -1,6 +1,7 @@
 // The program audit: its options, events, samples and report, and AuditProgram, which runs
 // without the GIL.
 
+#include <array>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -32,6 +33,45 @@ py::array_t<double> sampleJoints(const AuditReport& report) {
   return out;
 }
 
+/// One column of the kept samples as a 1-D array.
+template <typename Get>
+py::array_t<double> sampleColumn(const AuditReport& report, Get get) {
+  py::array_t<double> out = newArray({static_cast<py::ssize_t>(report.samples.size())});
+  double* v = out.mutable_data();
+  for (const AuditSample& s : report.samples)
+    *v++ = get(s);
+  return out;
+}
+
+/// Six values per kept sample as an (N, 6) array.
+py::array_t<double> sampleRows(const AuditReport& report,
+                               std::array<double, 6> AuditSample::*field) {
+  py::array_t<double> out = newArray({static_cast<py::ssize_t>(report.samples.size()), 6});
+  double* v = out.mutable_data();
+  for (const AuditSample& s : report.samples)
+    for (const double value : s.*field)
+      *v++ = value;
+  return out;
+}
+
+// The timed samples as numpy arrays, one entry per quantity.
+py::dict sampleTiming(const AuditReport& report) {
+  py::dict d;
+  d["time"] = sampleColumn(report, [](const AuditSample& s) { return s.time; });
+  d["tcp_speed"] = sampleColumn(report, [](const AuditSample& s) { return s.tcpSpeed; });
+  d["speed_share"] = sampleColumn(report, [](const AuditSample& s) { return s.speedShare; });
+  d["allowed_share"] = sampleColumn(report, [](const AuditSample& s) { return s.allowedShare; });
+  d["move"] =
+      sampleColumn(report, [](const AuditSample& s) { return static_cast<double>(s.moveIndex); });
+  d["limit"] =
+      sampleColumn(report, [](const AuditSample& s) { return static_cast<double>(s.limit); });
+  d["limit_joint"] =
+      sampleColumn(report, [](const AuditSample& s) { return static_cast<double>(s.limitJoint); });
+  d["joint_speeds"] = sampleRows(report, &AuditSample::jointSpeeds);
+  d["joint_accelerations"] = sampleRows(report, &AuditSample::jointAccelerations);
+  return d;
+}
+
 AuditReport auditProgram(const RobotConfig& robot, const RobJoint& start,
                          const std::vector<ProgramMove>& moves, AuditOptions options,
                          const py::object& progress) {
@@ -52,7 +92,10 @@ AuditReport auditProgram(const RobotConfig& robot, const RobJoint& start,
 
 }  // namespace
 
-void bindAudit(py::module_& m) {
+namespace {
+
+// The enumerations and the options.
+void bindAuditTypes(py::module_& m) {
   py::enum_<CircleOriMode>(m, "CircleOriMode",
                            "How the tool orientation is interpolated along a circular move.")
       .value("cirPoint", CircleOriMode::cirPoint)
@@ -72,8 +115,18 @@ void bindAudit(py::module_& m) {
       .value("jointJump", AuditEventKind::jointJump)
       .value("noCircle", AuditEventKind::noCircle)
       .value("zoneShrunk", AuditEventKind::zoneShrunk)
+      .value("speedReduced", AuditEventKind::speedReduced)
       .def("to_string", &streamText<AuditEventKind>,
            "The library's text, e.g. 'wrist singularity'.");
+
+  py::enum_<TimingLimit>(m, "TimingLimit", "The limit that decides the timing at a sample.")
+      .value("none", TimingLimit::none)
+      .value("tcpSpeed", TimingLimit::tcpSpeed)
+      .value("orientationSpeed", TimingLimit::orientationSpeed)
+      .value("jointSpeed", TimingLimit::jointSpeed)
+      .value("jointAcceleration", TimingLimit::jointAcceleration)
+      .value("tcpAcceleration", TimingLimit::tcpAcceleration)
+      .def("to_string", &streamText<TimingLimit>, "The library's text, e.g. 'joint speed'.");
 
   py::class_<AuditOptions>(m, "AuditOptions", "What the audit checks and how finely.")
       .def(py::init<>())
@@ -85,7 +138,15 @@ void bindAudit(py::module_& m) {
       .def_readwrite("shoulderMarginMm", &AuditOptions::shoulderMarginMm)
       .def_readwrite("circleOriMode", &AuditOptions::circleOriMode)
       .def_readwrite("maxJointSpeedDeg", &AuditOptions::maxJointSpeedDeg)
+      .def_readwrite("maxJointAccelerationDeg", &AuditOptions::maxJointAccelerationDeg)
+      .def_readwrite("maxTcpAcceleration", &AuditOptions::maxTcpAcceleration)
       .def_readwrite("keepSamples", &AuditOptions::keepSamples);
+}
+
+}  // namespace
+
+void bindAudit(py::module_& m) {
+  bindAuditTypes(m);
 
   py::class_<AuditEvent> event(m, "AuditEvent",
                                "One event of a move, placed by path fractions and arc lengths "
@@ -100,7 +161,8 @@ void bindAudit(py::module_& m) {
       .def_readwrite("endArcLength", &AuditEvent::endArcLength)
       .def_readwrite("startJoints", &AuditEvent::startJoints)
       .def_readwrite("endJoints", &AuditEvent::endJoints)
-      .def_readwrite("joint", &AuditEvent::joint);
+      .def_readwrite("joint", &AuditEvent::joint)
+      .def_readwrite("speedShare", &AuditEvent::speedShare);
   addTextForms(event, "AuditEvent", eventText);
 
   py::class_<AuditSample>(m, "AuditSample", "One sample of the audited path.")
@@ -113,7 +175,15 @@ void bindAudit(py::module_& m) {
       .def_readwrite("joints", &AuditSample::joints)
       .def_readwrite("conf", &AuditSample::conf)
       .def_readwrite("singularity", &AuditSample::singularity)
-      .def_readwrite("reachable", &AuditSample::reachable);
+      .def_readwrite("reachable", &AuditSample::reachable)
+      .def_readwrite("time", &AuditSample::time)
+      .def_readwrite("tcpSpeed", &AuditSample::tcpSpeed)
+      .def_readwrite("speedShare", &AuditSample::speedShare)
+      .def_readwrite("allowedShare", &AuditSample::allowedShare)
+      .def_readwrite("jointSpeeds", &AuditSample::jointSpeeds)
+      .def_readwrite("jointAccelerations", &AuditSample::jointAccelerations)
+      .def_readwrite("limit", &AuditSample::limit)
+      .def_readwrite("limitJoint", &AuditSample::limitJoint);
 
   py::class_<MoveAudit>(m, "MoveAudit", "The audit of one move.")
       .def(py::init<>())
@@ -124,6 +194,7 @@ void bindAudit(py::module_& m) {
       .def_readwrite("pathLength", &MoveAudit::pathLength)
       .def_readwrite("orientationChange", &MoveAudit::orientationChange)
       .def_readwrite("duration", &MoveAudit::duration)
+      .def_readwrite("lowestSpeedShare", &MoveAudit::lowestSpeedShare)
       .def_readwrite("zoneDistance", &MoveAudit::zoneDistance)
       .def_readwrite("events", &MoveAudit::events, "The move's events (a copy as a list).");
 
@@ -132,7 +203,7 @@ void bindAudit(py::module_& m) {
       .def_readwrite("moves", &AuditReport::moves, "The audits of the moves (a copy as a list).")
       .def_readwrite("samples", &AuditReport::samples,
                      "Every sample when AuditOptions.keepSamples is set (a copy as a list).")
-      .def_readwrite("duration", &AuditReport::duration, "Estimated duration, seconds.")
+      .def_readwrite("duration", &AuditReport::duration, "The cycle time, seconds.")
       .def_readwrite("partial", &AuditReport::partial,
                      "True when the progress callable cancelled the audit: moves holds the moves "
                      "audited before that.")
@@ -148,7 +219,13 @@ void bindAudit(py::module_& m) {
           },
           "Every event of every move, in program order.")
       .def("sample_joints", &sampleJoints,
-           "The joints of every kept sample as an (N, 6) numpy array (degrees).");
+           "The joints of every kept sample as an (N, 6) numpy array (degrees).")
+      .def("sample_timing", &sampleTiming,
+           "The timing of every kept sample as numpy arrays in a dict: time (s), tcp_speed "
+           "(mm/s), speed_share and allowed_share (of the programmed speed), move (index), "
+           "limit (a TimingLimit value) and limit_joint (1 to 6, 0 for the tool), each of "
+           "length N, and joint_speeds (degrees/s) and joint_accelerations (degrees/s²), "
+           "each (N, 6).");
   report.def("__repr__", [](const AuditReport& r) {
     std::ostringstream out;
     out << "<zorrob.AuditReport " << (r.partial ? "partial, " : "") << r.moves.size() << " moves, "

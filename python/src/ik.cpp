@@ -69,6 +69,14 @@ void bindInverseKinematics(py::module_& m) {
       .value("noSolutionInConfiguration", IkStatus::noSolutionInConfiguration)
       .def("to_string", &streamText<IkStatus>, "The library's text, e.g. 'out of reach'.");
 
+  py::enum_<IkMethod>(m, "IkMethod", "How the inverse kinematics solves an arm.")
+      .value("sphericalWristClosedForm", IkMethod::sphericalWristClosedForm)
+      .value("threeParallelClosedForm", IkMethod::threeParallelClosedForm)
+      .value("search", IkMethod::search)
+      .value("numerical", IkMethod::numerical)
+      .def("to_string", &streamText<IkMethod>,
+           "The library's text, e.g. 'three-parallel-axes closed form'.");
+
   py::class_<JointSolution> solution(m, "JointSolution",
                                      "One answer of the inverse kinematics: the joints and "
                                      "configuration when status is IkStatus.found, otherwise "
@@ -95,6 +103,8 @@ void bindInverseKinematics(py::module_& m) {
 
   py::class_<RobotConfig> robot(m.attr("RobotConfig"));
   robot
+      .def("ik_method", &RobotConfig::ikMethod,
+           "How the inverse kinematics solves this arm (an IkMethod).")
       .def(
           "get_all_joint_solutions",
           [](const RobotConfig& r, const Pose& pose, const std::optional<RobJoint>& seed) {

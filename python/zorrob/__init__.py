@@ -1,7 +1,8 @@
 """Motion programming and planning for six-axis serial robot arms.
 
 The classes and functions come from the compiled extension ``zorrob._zorrob``; ``zorrob.plot``
-draws joint paths and circular moves with matplotlib. Lengths are in mm, joint values and joint
+draws joint paths and circular moves with matplotlib; ``zorrob.view`` writes the browser page of
+an arm, a program and its audit. Lengths are in mm, joint values and joint
 limits in degrees, angles of rotations in radians.
 
 Names follow PEP 8: functions, methods and attributes in snake_case (``RobotConfig.joint_max``),
@@ -28,6 +29,9 @@ for _name in __all__:
 del _name, _item
 __all__ += _naming.rename_module(globals())
 
+from ._view import View, view  # noqa: E402  (after the extension's names)
+
+__all__ += ["View", "view"]
 
 # ---- Pickling, copy and deepcopy of the value types ----
 #

@@ -13,7 +13,7 @@ from mpl_toolkits.mplot3d import Axes3D  # noqa: F401  (registers the 3D project
 
 from . import _zorrob
 
-__all__ = ["joints", "circle", "reach_slice", "placement_map"]
+__all__ = ["joints", "circle", "speed", "reach_slice", "placement_map"]
 
 _LIMIT_COLOUR = "#d62728"
 _PATH_COLOUR = "#1f77b4"
@@ -182,6 +182,73 @@ def circle(arc, *, zone=None, orientations=None, mode="object", samples=200, fra
     ax.set_title(title or f"Circular move, radius {arc.r:.1f} mm")
     return _finish(figure, path, dpi)
 
+
+_LIMIT_NAMES = ("none", "tcp speed", "orientation speed", "joint speed", "joint acceleration",
+                "tcp acceleration")
+_LIMIT_COLOURS = ("#bbbbbb", "#1f77b4", "#17becf", "#ff7f0e", "#d62728", "#9467bd")
+
+
+def _timing_of(report):
+    """The timing arrays and the cycle time of an audit report or of the tool's document."""
+    if isinstance(report, dict):
+        samples = report.get("samples", [])
+        names = {name: index for index, name in enumerate(_LIMIT_NAMES)}
+        timing = {
+            "time": np.array([s["time"] for s in samples], dtype=float),
+            "tcp_speed": np.array([s["tcpSpeed"] for s in samples], dtype=float),
+            "speed_share": np.array([s["speedShare"] for s in samples], dtype=float),
+            "allowed_share": np.array([s["allowedShare"] for s in samples], dtype=float),
+            "move": np.array([s["move"] for s in samples], dtype=float),
+            "limit": np.array([names[s["limit"]] for s in samples], dtype=float),
+        }
+        return timing, float(report["duration"])
+    return report.sample_timing(), report.duration
+
+
+def speed(report, *, title=None, path=None, dpi=100):
+    """Draws the speed profile of an audited program against time.
+
+    ``report`` is a :class:`zorrob.AuditReport` audited with ``keep_samples``, or the document
+    of ``zorrob audit --json --timed-samples`` (a dict, e.g. from ``json.load``). The upper panel
+    draws the share of the programmed speed reached (the tool's speed over vTcp, or its
+    reorientation over vOri; on joint moves the path speed over the joints' fastest) and the
+    share the arm's limits allow, the programmed speed as the line at 1, and colours each
+    sample by the limit at its bound there. The lower panel draws the tool's speed in mm/s,
+    with the move boundaries marked in both. Returns the figure; writes it as PNG to ``path``
+    when given.
+    """
+    timing, duration = _timing_of(report)
+    time = timing["time"]
+    if len(time) == 0:
+        raise ValueError("speed: the report keeps no samples; audit with "
+                         "AuditOptions.keep_samples = True")
+    limits = timing["limit"].astype(int)
+
+    figure = _new_figure((10, 6))
+    top, bottom = figure.subplots(2, 1, sharex=True, height_ratios=(3, 2))
+    top.axhline(1.0, color=_LIMIT_COLOUR, linewidth=1, linestyle="--", label="programmed speed")
+    top.plot(time, np.minimum(timing["allowed_share"], 1.0), color="#7f7f7f", linewidth=1,
+             linestyle=":", label="allowed by the limits")
+    top.plot(time, timing["speed_share"], color=_PATH_COLOUR, linewidth=1.2, label="reached")
+    for value, (name, colour) in enumerate(zip(_LIMIT_NAMES, _LIMIT_COLOURS)):
+        chosen = limits == value
+        if np.any(chosen):
+            top.scatter(time[chosen], timing["speed_share"][chosen], s=6, color=colour,
+                        label=f"bound: {name}", zorder=3)
+    bottom.plot(time, timing["tcp_speed"], color=_PATH_COLOUR, linewidth=1.2)
+    moves = timing["move"]
+    for index in np.nonzero(np.diff(moves))[0]:
+        for ax in (top, bottom):
+            ax.axvline(time[index + 1], color="#cccccc", linewidth=0.8)
+    top.set_ylabel("share of programmed speed")
+    top.set_ylim(-0.02, 1.1)
+    top.legend(loc="lower right", fontsize=7, ncol=2)
+    top.grid(True, linewidth=0.3)
+    bottom.set_ylabel("tool speed (mm/s)")
+    bottom.set_xlabel("time (s)")
+    bottom.grid(True, linewidth=0.3)
+    figure.suptitle(title or f"Speed profile, cycle time {duration:.3f} s")
+    return _finish(figure, path, dpi)
 
 _AXES = "xyz"
 

@@ -153,11 +153,13 @@ struct BaseSolutions {
 };
 
 /// The values (radians) the free joints take at a singularity: joint 1 on the shoulder
-/// singularity, joint 2 when the wrist centre lies on axis 2, joint 4 on the wrist singularity.
+/// singularity, joint 2 when the wrist centre lies on axis 2, joint 4 on the wrist singularity
+/// of a spherical wrist, joint 6 on that of the three-parallel-axes family.
 struct FreeJoints {
   double joint1{0.0};
   double joint2{0.0};
   double joint4{0.0};
+  double joint6{0.0};
 };
 
 /// Largest excess of an acos argument over 1 in magnitude that still counts as reachable; it is

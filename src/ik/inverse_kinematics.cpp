@@ -1,4 +1,4 @@
-#include "zor/rob/inverse_kinematics.hpp"
+#include "zor/rob/ik_results.hpp"
 
 #include <algorithm>
 #include <array>
@@ -6,15 +6,15 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
-#include <ostream>
-#include <stdexcept>
 
-#include "detail/messages.hpp"
 #include "ik/closed_form.hpp"
 #include "ik/lanes.hpp"
 #include "ik/numerical.hpp"
+#include "ik/search.hpp"
+#include "ik/three_parallel.hpp"
 #include "robot/arm_kinematics.hpp"
 #include "zor/rob/angles.hpp"
+#include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/robot_config.hpp"
 
 // Implementation notes. A query turns the pose into a rotation matrix and the flange position,
@@ -54,6 +54,8 @@ struct CachedArm {
   std::array<PosTemplate<double>, 6> jointPoints{};
   Transform flangeHome{};
   ClosedFormArm arm{};
+  ThreeParallelArm threeParallel{};
+  SearchArm search{};
   bool filled{false};
 };
 
@@ -65,7 +67,7 @@ bool sameBits(const T& a, const T& b) {
   return std::memcmp(&a, &b, sizeof(T)) == 0;
 }
 
-const ClosedFormArm& closedFormArmOf(const RobotConfig& robot) {
+const CachedArm& cachedArmOf(const RobotConfig& robot) {
   static_assert(sizeof(robot.jointAxes) == 18 * sizeof(double) &&
                     sizeof(robot.jointPoints) == 18 * sizeof(double) &&
                     sizeof(robot.flangeHome) == 7 * sizeof(double),
@@ -75,12 +77,15 @@ const ClosedFormArm& closedFormArmOf(const RobotConfig& robot) {
       !sameBits(cache.jointPoints, robot.jointPoints) ||
       !sameBits(cache.flangeHome, robot.flangeHome)) {
     cache.arm = MakeClosedFormArm(robot);
+    cache.threeParallel = cache.arm.solvable ? ThreeParallelArm{} : MakeThreeParallelArm(robot);
+    cache.search =
+        cache.arm.solvable || cache.threeParallel.solvable ? SearchArm{} : MakeSearchArm(robot);
     cache.jointAxes = robot.jointAxes;
     cache.jointPoints = robot.jointPoints;
     cache.flangeHome = robot.flangeHome;
     cache.filled = true;
   }
-  return cache.arm;
+  return cache;
 }
 
 /// Differences (degrees) beyond this are reduced modulo a turn by the C library; nearer ones by
@@ -395,17 +400,23 @@ void sortSolutions(TargetConfiguration& out) {
 Target solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
                      Branches& branches) {
   const Target target = targetOf(robot, pose);
-  const ClosedFormArm& arm = closedFormArmOf(robot);
+  const CachedArm& cached = cachedArmOf(robot);
+  const ClosedFormArm& arm = cached.arm;
   FreeJoints free;
   free.joint1 = DegToRad(seed != nullptr ? seed->values[0] : robot.homeJoint.values[0]);
   free.joint2 = DegToRad(seed != nullptr ? seed->values[1] : robot.homeJoint.values[1]);
   free.joint4 = DegToRad(seed != nullptr ? seed->values[3] : 0.0);
-  if (arm.solvable) {
+  free.joint6 = DegToRad(seed != nullptr ? seed->values[5] : 0.0);
+  if (arm.solvable || cached.threeParallel.solvable) {
     BaseSolutions base;
-    solveClosedFormForProcessor(arm, target.rotation, target.position, free, base);
-    // The closed form's branches never repeat one another: two joint-1 or two elbow branches
+    if (arm.solvable)
+      solveClosedFormForProcessor(arm, target.rotation, target.position, free, base);
+    else
+      solveThreeParallel(cached.threeParallel, target.rotation, target.position, free, base);
+    // The closed forms' branches never repeat one another: two joint-1 or two elbow branches
     // differ by at least 2 acos(1 - kReachTolerance) (they are one where they would come nearer),
-    // and the two wrist branches by half a turn of joint 4.
+    // and the two wrist branches by half a turn of joint 4 (spherical wrist) or about half a turn
+    // of joint 6 (three parallel axes).
     for (std::size_t s = 0; s < base.count; ++s) {
       for (std::size_t i = 0; i < 6; ++i)
         branches.joints[s][i] = base.solutions[s][i] * kDegreesPerRadian;
@@ -413,7 +424,10 @@ Target solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint*
     branches.count = base.count;
   } else {
     NumericalSolutions found;
-    solveFromSeeds(robot, arm, target.rotation, target.position, seed, free, found);
+    if (cached.search.solvable)
+      solveBySearch(robot, cached.search, target.rotation, target.position, found);
+    else
+      solveFromSeeds(robot, arm, target.rotation, target.position, seed, free, found);
     for (std::size_t s = 0; s < found.count; ++s)
       branches.addUnlessRepeated(found.solutions[s]);
   }
@@ -505,53 +519,17 @@ JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
   return result;
 }
 
-[[noreturn]] [[gnu::cold]] void throwToolAndWorkObject() {
-  throw std::invalid_argument(msg::kToolAndWorkObjectHeld);
-}
-
-/// The user frame times the object frame of `wobj`.
-Transform workObjectFrame(const WObjData& wobj) {
-  return Transform::FromPose(wobj.uframe) * Transform::FromPose(wobj.oframe);
-}
-
 }  // namespace
 
 }  // namespace detail
 
-std::ostream& operator<<(std::ostream& os, IkStatus status) {
-  switch (status) {
-    case IkStatus::found:
-      return os << "found";
-    case IkStatus::outOfReach:
-      return os << "out of reach";
-    case IkStatus::outsideJointLimits:
-      return os << "outside the joint limits";
-    case IkStatus::noSolutionInConfiguration:
-      return os << "no solution in the requested configuration";
-  }
-  os.setstate(std::ios_base::failbit);
-  return os;
-}
-
-Pose FlangePoseOfTarget(const Pose& target, const ToolData& tool, const WObjData& wobj) {
-  if (tool.robhold == wobj.robhold)
-    detail::throwToolAndWorkObject();
-  const Transform object = detail::workObjectFrame(wobj) * Transform::FromPose(target);
-  const Transform toolFrame = Transform::FromPose(tool.tframe);
-  if (tool.robhold)
-    return (object * toolFrame.inverse()).toPose();
-  return (toolFrame * object.inverse()).toPose();
-}
-
-Pose TargetOfFlangePose(const Pose& flange, const ToolData& tool, const WObjData& wobj) {
-  if (tool.robhold == wobj.robhold)
-    detail::throwToolAndWorkObject();
-  const Transform objectInverse = detail::workObjectFrame(wobj).inverse();
-  const Transform flangeFrame = Transform::FromPose(flange);
-  const Transform toolFrame = Transform::FromPose(tool.tframe);
-  if (tool.robhold)
-    return (objectInverse * flangeFrame * toolFrame).toPose();
-  return (objectInverse * flangeFrame.inverse() * toolFrame).toPose();
+IkMethod RobotConfig::ikMethod() const {
+  const detail::CachedArm& cached = detail::cachedArmOf(*this);
+  if (cached.arm.solvable)
+    return IkMethod::sphericalWristClosedForm;
+  if (cached.threeParallel.solvable)
+    return IkMethod::threeParallelClosedForm;
+  return cached.search.solvable ? IkMethod::search : IkMethod::numerical;
 }
 
 IkStatus RobotConfig::findAllJointSolutions(const Pose& flangePose, const RobJoint* seed,

@@ -11,8 +11,8 @@
 
 namespace zor::rob::detail {
 
-/// Up to this many solutions come from the seeds.
-inline constexpr std::size_t kMaxNumericalSolutions = 10;
+/// Up to this many solutions come from the seeds or the search (a 6R arm has at most 16).
+inline constexpr std::size_t kMaxNumericalSolutions = 16;
 
 /// Converged joint solutions (degrees), one per seed that converged, duplicates included.
 struct NumericalSolutions {

@@ -2,6 +2,7 @@
 // the samples file and the one-line rejections of bad program files.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -51,23 +52,33 @@ TEST(ZorrobAudit, ExampleProgramReportsItsEventsAndExitsWith3) {
   EXPECT_EQ(FieldValue(r.out, "arm"), "default (embedded)");
   EXPECT_EQ(FieldValue(r.out, "moves"), "7");
   EXPECT_EQ(FieldValue(r.out, "events"), "3");
-  // The move table: 100 mm at 200 mm/s, the 20 mm move whose z20 shrinks to 10 mm, the half
-  // circle of radius 50 at 200 mm/s.
+  // The move table: the times are the report's own (the library's tests check the timing),
+  // printed to 4 decimals; the limits allow the programmed speed everywhere (100%).
+  const json j = json::parse(RunTool({"audit", Example(), "--json"}).out);
+  const auto time = [&](std::size_t move) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.4f", j["moves"][move]["duration"].get<double>());
+    return std::string(text);
+  };
+  char cycle[32];
+  std::snprintf(cycle, sizeof cycle, "%.4f s", j["duration"].get<double>());
+  EXPECT_EQ(FieldValue(r.out, "cycle time"), cycle);
   const std::vector<std::string> lines = Lines(r.out);
   const auto row = [&](const std::string& index) {
     for (const std::string& line : lines) {
       const std::vector<std::string> w = Words(line);
-      if (!w.empty() && w[0] == index && w.size() == 8)
+      if (!w.empty() && w[0] == index && w.size() == 9)
         return w;
     }
     return std::vector<std::string>{};
   };
-  EXPECT_EQ(row("2"), (std::vector<std::string>{"2", "MoveL", "yes", "0.5000", "100.0000", "0.0000",
-                                                "10.0000", "0"}));
-  EXPECT_EQ(row("3"), (std::vector<std::string>{"3", "MoveL", "yes", "0.1000", "20.0000", "0.0000",
-                                                "10.0000", "1"}));
-  EXPECT_EQ(row("4"), (std::vector<std::string>{"4", "MoveC", "yes", "0.7854", "157.0796", "0.0000",
-                                                "0.0000", "0"}));
+  // 100 mm, the 20 mm move whose z20 shrinks to 10 mm, the half circle of radius 50.
+  EXPECT_EQ(row("2"), (std::vector<std::string>{"2", "MoveL", "yes", time(2), "100.0", "100.0000",
+                                                "0.0000", "10.0000", "0"}));
+  EXPECT_EQ(row("3"), (std::vector<std::string>{"3", "MoveL", "yes", time(3), "100.0", "20.0000",
+                                                "0.0000", "10.0000", "1"}));
+  EXPECT_EQ(row("4"), (std::vector<std::string>{"4", "MoveC", "yes", time(4), "100.0", "157.0796",
+                                                "0.0000", "0.0000", "0"}));
   EXPECT_NE(r.out.find("zone shrunk           path  0.500000 .. 1.000000  10.0000 .. 20.0000"),
             std::string::npos)
       << r.out;
@@ -107,10 +118,15 @@ TEST(ZorrobAudit, CleanProgramExitsWith0) {
   EXPECT_EQ(r.status, 0) << r.out << r.err;
   EXPECT_EQ(FieldValue(r.out, "events"), "none");
   EXPECT_EQ(r.out.find("\nevents\n"), std::string::npos);
-  // 100 mm at 50 mm/s.
+  // 100 mm at 50 mm/s from rest to rest at 5000 mm/s²: 100/50 + 50/5000 s. The ramps (0.25
+  // mm) are shorter than the 1 mm grid, which spreads each over one step: at most a step's
+  // time at full speed more at each end, 2 · 1/50 s.
   const json j = RunToolJson({"audit", path, "--json"});
   EXPECT_EQ(j["clean"], true);
-  EXPECT_NEAR(j["moves"][1]["duration"].get<double>(), 2.0, 1e-9);
+  EXPECT_GE(j["moves"][1]["duration"].get<double>(), 2.01 - 1e-9);
+  EXPECT_LE(j["moves"][1]["duration"].get<double>(), 2.01 + 0.04);
+  EXPECT_EQ(j["moves"][1]["lowestSpeedShare"].get<double>(), 1.0);
+  EXPECT_FALSE(j.contains("samples"));
 }
 
 TEST(ZorrobAudit, SamplesGoToACsvFile) {
@@ -143,6 +159,38 @@ TEST(ZorrobAudit, SamplesGoToACsvFile) {
   EXPECT_EQ(last[20], "0");
   EXPECT_EQ(last[21], "none");
   EXPECT_EQ(last[22], "1");
+}
+
+TEST(ZorrobAudit, JsonCarriesTimedSamplesWhenAsked) {
+  const TempDir dir;
+  const std::string program = dir.write("p.json", Program({kJointTo840, kUpThroughTheWrist}));
+  const ToolResult r = RunTool({"audit", program, "--json", "--timed-samples", "--step", "4"});
+  EXPECT_EQ(r.status, 3) << r.err;  // the path passes the wrist singularity
+  const json j = json::parse(r.out);
+  ASSERT_TRUE(j.contains("samples"));
+  const json& samples = j["samples"];
+  ASSERT_FALSE(samples.empty());
+  // From rest at the start to rest at the end of the program, in time order.
+  EXPECT_EQ(samples.front()["time"].get<double>(), 0.0);
+  EXPECT_NEAR(samples.back()["time"].get<double>(), j["duration"].get<double>(), 1e-9);
+  EXPECT_EQ(samples.back()["tcpSpeed"].get<double>(), 0.0);
+  double time = 0.0;
+  for (const json& s : samples) {
+    EXPECT_GE(s["time"].get<double>(), time);
+    time = s["time"].get<double>();
+    EXPECT_EQ(s["jointSpeeds"].size(), 6u);
+    EXPECT_EQ(s["jointAccelerations"].size(), 6u);
+    EXPECT_LE(s["speedShare"].get<double>(), 1.0 + 1e-9);
+  }
+  // The joint move's first sample accelerates at a joint's limit.
+  EXPECT_EQ(samples.front()["limit"], "joint acceleration");
+}
+
+TEST(ZorrobAudit, TimedSamplesNeedJson) {
+  const ToolResult r = RunTool({"audit", Example(), "--timed-samples"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err, "zorrob audit: --timed-samples needs --json\n");
 }
 
 TEST(ZorrobAudit, StepMustBePositive) {
@@ -266,6 +314,13 @@ TEST(ZorrobAudit, BadProgramFilesAreRejectedWithOneLineNamingTheProblem) {
        ": move 0: 'wobj' is fixed, and so is the tool: one of them must be held"},
       {R"({"start": [0, 0, 0, 0, 30, 0], "options": {"stepMm": 0}, "moves": [)" + move + "]}",
        ": 'options.stepMm' must be positive"},
+      {R"({"start": [0, 0, 0, 0, 30, 0], "options": {"maxJointAccelerationDeg": [1, 1, 0, 1, 1,)"
+       R"( 1]}, "moves": [)" +
+           move + "]}",
+       ": 'options.maxJointAccelerationDeg[2]' must be positive"},
+      {R"({"start": [0, 0, 0, 0, 30, 0], "options": {"maxTcpAcceleration": -1}, "moves": [)" +
+           move + "]}",
+       ": 'options.maxTcpAcceleration' must be positive"},
       {R"({"start": [0, 0, 0, 0, 30, 0], "options": {"circleOriMode": "fast"}, "moves": [)" + move +
            "]}",
        ": 'options.circleOriMode' must be one of \"cirpoint\", \"path\", \"object\""},

@@ -3,7 +3,9 @@
 // the hand-built models of tests/import/test_arms.hpp.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -166,6 +168,58 @@ TEST(ZorrobImport, OrthoParallelSummaryShowsTheJointConvention) {
   EXPECT_EQ(FieldValue(r.out, "joint convention"),
             "geometry joint = sign * joint + offset; offsets 0, 90, -90, 0, 0, 0 deg, signs 1, 1, "
             "1, -1, 1, -1");
+}
+
+// ---- The inverse kinematics of imported arms ----
+
+/// An ortho-parallel arm whose axis 5 passes 60 mm from axis 4: neither closed form covers it.
+const std::string kOffsetWristDh =
+    R"({"dh": {"convention": "classic", "rows": [[150, -90, 450, 0], [600, 0, 0, -90],)"
+    R"( [110, -90, 0, 0], [60, 90, 640, 0], [0, -90, 0, 0], [0, 0, 100, 0]]}, )" +
+    kLimits + "}";
+
+TEST(ZorrobImport, ArmShowsWhichInverseKinematicsItGets) {
+  const TempDir dir;
+  const auto methodOf = [&](const std::string& name, const std::string& content) {
+    const std::string path = dir.write(name, content);
+    const ToolResult r = RunTool({"arm", "--arm", path});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(RunToolJson({"arm", "--json", "--arm", path})["arm"]["ikMethod"],
+              FieldValue(r.out, "inverse kinematics"));
+    return FieldValue(r.out, "inverse kinematics");
+  };
+  EXPECT_EQ(methodOf("large.json", kLargeOrthoParallel), "spherical-wrist closed form");
+  EXPECT_EQ(methodOf("collaborative.json", kCollaborativeDh), "three-parallel-axes closed form");
+  EXPECT_EQ(methodOf("offset.json", kOffsetWristDh), "search over joint 4");
+}
+
+/// `zorrob ik --arm FILE` on an arm without a spherical wrist lists the joints the pose was made
+/// from (by the hand-built model), each solution reproducing the pose.
+TEST(ZorrobImport, IkOnACollaborativeArmListsTheJointsThePoseCameFrom) {
+  const TempDir dir;
+  const std::string path = dir.write("collaborative.json", kCollaborativeDh);
+  const RobotConfig expected = collaborativeArmExpected(collaborativeArmLimits()).robot;
+  const Pose pose = expected.getRobTarget(kRobJoints).pose;
+  std::vector<std::string> args{"ik"};
+  for (const double v : {pose.pos.x, pose.pos.y, pose.pos.z, pose.orient.q1, pose.orient.q2,
+                         pose.orient.q3, pose.orient.q4})
+    args.push_back(Shortest(v));
+  args.insert(args.end(), {"--json", "--arm", path});
+  const json j = RunToolJson(args);
+  EXPECT_EQ(j["method"], "three-parallel-axes closed form");
+  EXPECT_EQ(j["status"], "found");
+  bool listed = false;
+  for (const json& s : j["solutions"]) {
+    RobJoint joints;
+    double nearest = 0.0;
+    for (std::size_t i = 0; i < 6; ++i) {
+      joints.values[i] = s["joints"][i].get<double>();
+      nearest = std::max(nearest, std::abs(joints.values[i] - kRobJoints.values[i]));
+    }
+    listed = listed || nearest < 1e-6;
+    EXPECT_LE((expected.getWristPoseInBase(joints).translation - pose.pos.toVec3()).norm(), 1e-6);
+  }
+  EXPECT_TRUE(listed);
 }
 
 }  // namespace

@@ -84,10 +84,13 @@ std::string Describe(const AuditReport& r) {
   return os.str();
 }
 
+/// The kinds of a move's events, sorted; speedReduced, the timing's notice where the joints hold
+/// the tool back (tested in timing_test.cpp), left out.
 std::vector<AuditEventKind> Kinds(const MoveAudit& m) {
   std::vector<AuditEventKind> kinds;
   for (const AuditEvent& e : m.events)
-    kinds.push_back(e.kind);
+    if (e.kind != AuditEventKind::speedReduced)
+      kinds.push_back(e.kind);
   std::sort(kinds.begin(), kinds.end());
   return kinds;
 }
@@ -228,7 +231,7 @@ TEST(Audit, FastTurnOfJoint1IsAJump) {
                           [](const AuditEvent& e) { return e.kind == AuditEventKind::jointJump; }),
             1);
   for (const AuditEvent& e : m.events)
-    EXPECT_TRUE(e.kind == AuditEventKind::jointJump ||
+    EXPECT_TRUE(e.kind == AuditEventKind::speedReduced || e.kind == AuditEventKind::jointJump ||
                 e.kind == AuditEventKind::configurationMismatch ||
                 e.kind == AuditEventKind::noSolutionInConfiguration)
         << Describe(r);
@@ -293,7 +296,8 @@ TEST(Audit, UnreachableTargetAndTheStretchOfPathBeforeIt) {
   ASSERT_NE(elbow, nullptr) << Describe(r);
   EXPECT_NEAR(elbow->startArcLength, 150.0 + nearlyStretched - 1000.0, kPlaceTolerance);
   for (const AuditEvent& e : m.events)
-    EXPECT_TRUE(e.kind == AuditEventKind::unreachableTarget ||
+    EXPECT_TRUE(e.kind == AuditEventKind::speedReduced ||
+                e.kind == AuditEventKind::unreachableTarget ||
                 e.kind == AuditEventKind::unreachablePathPoint ||
                 e.kind == AuditEventKind::elbowSingularity)
         << Describe(r);
@@ -328,9 +332,9 @@ TEST(Audit, CircleLeavingTheReach) {
   EXPECT_NEAR(out->endArcLength, 500.0 * (kPi + phi), kPlaceTolerance);
   EXPECT_NEAR(out->startFraction, (kPi - phi) / (1.5 * kPi), 1e-5);
   for (const AuditEvent& e : m.events)
-    EXPECT_TRUE(e.kind == AuditEventKind::unreachablePathPoint ||
-                e.kind == AuditEventKind::elbowSingularity ||
-                e.kind == AuditEventKind::configurationChange)
+    EXPECT_TRUE(
+        e.kind == AuditEventKind::speedReduced || e.kind == AuditEventKind::unreachablePathPoint ||
+        e.kind == AuditEventKind::elbowSingularity || e.kind == AuditEventKind::configurationChange)
         << Describe(r);
 }
 
@@ -367,7 +371,7 @@ TEST(Audit, CollinearCirclePointsAreAnEventNotAnError) {
   EXPECT_FALSE(r.moves[1].reached);
   // The arm stays where it was, and the next move starts there: 100 mm along x.
   EXPECT_EQ(r.moves[1].endJoints, r.moves[0].endJoints);
-  EXPECT_TRUE(r.moves[2].events.empty()) << Describe(r);
+  EXPECT_TRUE(Kinds(r.moves[2]).empty()) << Describe(r);
   EXPECT_NEAR(r.moves[2].pathLength, 100.0, 1e-9);
 }
 
@@ -384,7 +388,7 @@ TEST(Audit, OverlappingZonesShrinkToHalfTheShorterMove) {
   EXPECT_NEAR(e->endArcLength, 30.0, 1e-9);
   EXPECT_NEAR(e->startFraction, 0.5, 1e-12);
   EXPECT_NEAR(r.moves[1].zoneDistance, 15.0, 1e-9);
-  EXPECT_TRUE(r.moves[2].events.empty()) << Describe(r);
+  EXPECT_TRUE(Kinds(r.moves[2]).empty()) << Describe(r);
   EXPECT_TRUE(r.moves[1].reached);
 }
 
@@ -446,39 +450,44 @@ TEST(Audit, NoSamplesUnlessAsked) {
   EXPECT_TRUE(Audit(ThroughTheWrist()).samples.empty());
 }
 
+// The timing, with its default limits (joints 150/150/150/300/300/450 degrees/s and four times
+// that per second, the tool 5000 mm/s²): rest-to-rest trapezoids worked out by hand. The
+// figures changed when the timing learnt acceleration; timing_test.cpp covers it in full.
 TEST(AuditTiming, LinearMoveTakesLengthOverTcpSpeed) {
-  // 200 mm at 500 mm/s, no reorientation.
+  // 200 mm at 500 mm/s, no reorientation, ramps of 500²/(2·5000) = 25 mm at 5000 mm/s²:
+  // 200/500 + 500/5000.
   const AuditReport r = Audit(ThroughTheWrist());
-  EXPECT_NEAR(r.moves[1].duration, 0.4, 1e-12);
+  EXPECT_NEAR(r.moves[1].duration, 0.5, 1e-9);
 }
 
 TEST(AuditTiming, ReorientationTakesAngleOverOrientationSpeed) {
-  // 30 degrees at 10 degrees/s beats 100 mm at 1000 mm/s.
+  // 30 degrees at 10 degrees/s beats 100 mm at 1000 mm/s: at least 3 s, and the ramps to and
+  // from 10 degrees/s add little.
   const AuditReport r = Audit({Joint({800, 0, 800}, kForward, ConfData(0, 0, 0, 1)),
                                Line({900, 0, 800}, ForwardTurned(30), ConfData(0, 0, 0, 1),
                                     SpeedData(1000, 10, 5000, 1000))});
   EXPECT_NEAR(r.moves[1].orientationChange, 30.0, 1e-9);
-  EXPECT_NEAR(r.moves[1].duration, 3.0, 1e-9);
+  EXPECT_GE(r.moves[1].duration, 3.0);
+  EXPECT_LT(r.moves[1].duration, 3.1);
 }
 
 TEST(AuditTiming, JointMoveTakesItsSlowestJoint) {
-  // Joint 1 turns 90 degrees at 150 degrees/s: 0.6 s; the flange, about 900 mm from the axis,
-  // travels about 1414 mm, 0.28 s at 5000 mm/s.
+  // Joint 1 turns 90 degrees at 150 degrees/s and 600 degrees/s²: 90/150 + 150/600.
   const RobJoint start(0, 10, 10, 0, -40, 0);
   const AuditReport r = Audit({AbsJ(RobJoint(90, 10, 10, 0, -40, 0), SpeedData::v5000)}, {}, start);
-  EXPECT_NEAR(r.moves[0].duration, 0.6, 1e-12);
+  EXPECT_NEAR(r.moves[0].duration, 0.85, 1e-12);
   EXPECT_TRUE(r.moves[0].reached);
 }
 
 TEST(AuditTiming, JointMoveSlowsDownToTheTcpSpeed) {
-  // At 100 mm/s the flange's quarter circle about the axis of joint 1 takes longer than the
-  // joint: r·π/2 / 100 with r the flange's distance from the axis.
+  // Joint moves run at their joints' limits: the programmed tool speed no longer slows the
+  // quarter turn of joint 1, which takes its trapezoid whatever vTcp says.
   const RobJoint start(0, 10, 10, 0, -40, 0);
   const Pose flange = DefaultArm().getRobTarget(start).pose;
   const double radius = std::hypot(flange.pos.x, flange.pos.y);
   const AuditReport r = Audit({AbsJ(RobJoint(90, 10, 10, 0, -40, 0), SpeedData::v100)}, {}, start);
   EXPECT_NEAR(r.moves[0].pathLength, radius * kPi / 2, 1e-4);
-  EXPECT_NEAR(r.moves[0].duration, radius * kPi / 2 / 100.0, 1e-6);
+  EXPECT_NEAR(r.moves[0].duration, 0.85, 1e-12);
 }
 
 TEST(AuditTiming, ProgramTakesTheSumOfItsMoves) {
@@ -486,10 +495,12 @@ TEST(AuditTiming, ProgramTakesTheSumOfItsMoves) {
   const AuditReport r = Audit({AbsJ(RobJoint(30, 10, 10, 0, -40, 0), SpeedData::v5000),
                                AbsJ(RobJoint(30, 10, 10, 0, -40, 90), SpeedData::v5000)},
                               {}, start);
-  // 30 degrees of joint 1 at 150 degrees/s, then 90 degrees of joint 6 at 450 degrees/s.
-  EXPECT_NEAR(r.moves[0].duration, 0.2, 1e-12);
-  EXPECT_NEAR(r.moves[1].duration, 0.2, 1e-12);
-  EXPECT_NEAR(r.duration, 0.4, 1e-12);
+  // 30 degrees of joint 1 (150 degrees/s, 600 degrees/s²) and 90 degrees of joint 6 (450, 1800)
+  // are both too short for the top speed: triangles of 2 sqrt(30/600) = 2 sqrt(90/1800).
+  const double triangle = 2.0 * std::sqrt(0.05);
+  EXPECT_NEAR(r.moves[0].duration, triangle, 1e-12);
+  EXPECT_NEAR(r.moves[1].duration, triangle, 1e-12);
+  EXPECT_NEAR(r.duration, 2 * triangle, 1e-12);
 }
 
 TEST(Audit, JointTargetOutsideTheLimitsIsAJointLimit) {
@@ -544,7 +555,7 @@ TEST(Audit, ZoneBeforeAPureReorientationShrinksToNothing) {
   EXPECT_EQ(r.moves[1].zoneDistance, 0.0);
   // The move starts where the joints of the first one put the tool: 100 mm up to rounding.
   EXPECT_NEAR(r.moves[1].events[0].startArcLength, 100.0, 1e-9);
-  EXPECT_TRUE(r.moves[2].events.empty()) << Describe(r);
+  EXPECT_TRUE(Kinds(r.moves[2]).empty()) << Describe(r);
 }
 
 TEST(Audit, EventKindsHaveTheirText) {
@@ -560,14 +571,15 @@ TEST(Audit, EventKindsHaveTheirText) {
       {AuditEventKind::jointLimit, "joint limit"},
       {AuditEventKind::jointJump, "joint jump"},
       {AuditEventKind::noCircle, "no circle"},
-      {AuditEventKind::zoneShrunk, "zone shrunk"}};
+      {AuditEventKind::zoneShrunk, "zone shrunk"},
+      {AuditEventKind::speedReduced, "speed reduced"}};
   for (const auto& [kind, text] : texts) {
     std::ostringstream os;
     os << kind;
     EXPECT_EQ(os.str(), text);
   }
   std::ostringstream bad;
-  bad << static_cast<AuditEventKind>(12);
+  bad << static_cast<AuditEventKind>(13);
   EXPECT_TRUE(bad.fail());
   EXPECT_EQ(bad.str(), "");
 }

@@ -83,3 +83,40 @@ def test_event_kind_texts():
     assert z.AuditEventKind.zoneShrunk.to_string() == "zone shrunk"
     assert z.AuditEventKind.noSolutionInConfiguration.to_string() == (
         "no solution in the programmed configuration")
+
+
+def test_timed_samples_are_numpy_arrays():
+    # A joint move of joint 1 alone by 90 degrees (150 degrees/s, 600 degrees/s²): the
+    # trapezoid 90/150 + 150/600 s, then the line up through the wrist.
+    start = z.RobJoint(0, 0, 0, 0, 30, 0)
+    absj = z.MoveAbsJ()
+    absj.to_joint_pos = z.JointTarget(z.RobJoint(90, 0, 0, 0, 30, 0))
+    absj.speed = z.v500
+    opts = z.AuditOptions()
+    opts.keep_samples = True
+    report = z.audit_program(z.default_arm(), start, [absj], opts)
+    assert report.moves[0].duration == pytest.approx(0.85, abs=1e-9)
+    assert report.moves[0].lowest_speed_share == 1.0
+    timing = report.sample_timing()
+    n = len(report.samples)
+    for name in ("time", "tcp_speed", "speed_share", "allowed_share", "move", "limit",
+                 "limit_joint"):
+        assert isinstance(timing[name], np.ndarray) and timing[name].shape == (n,)
+    assert timing["joint_speeds"].shape == (n, 6)
+    assert timing["joint_accelerations"].shape == (n, 6)
+    assert timing["time"][0] == 0 and timing["time"][-1] == pytest.approx(0.85, abs=1e-9)
+    assert np.max(np.abs(timing["joint_speeds"][:, 0])) == pytest.approx(150, abs=1e-9)
+    assert np.max(np.abs(timing["joint_accelerations"][:, 0])) == pytest.approx(600, abs=1e-9)
+    assert timing["limit"][0] == int(z.TimingLimit.jointAcceleration)
+    assert report.samples[0].limit == z.TimingLimit.jointAcceleration
+    assert z.TimingLimit.jointSpeed.to_string() == "joint speed"
+    assert z.AuditEventKind.speedReduced.to_string() == "speed reduced"
+
+
+def test_acceleration_limits_are_options():
+    opts = z.AuditOptions()
+    assert list(opts.max_joint_acceleration_deg) == [600, 600, 600, 1200, 1200, 1800]
+    assert opts.max_tcp_acceleration == 5000
+    # 200 mm up at 500 mm/s, with the tool's acceleration halved: 200/500 + 500/2500.
+    report = audit(through_the_wrist(), max_tcp_acceleration=2500.0)
+    assert report.moves[1].duration == pytest.approx(0.6, abs=1e-9)

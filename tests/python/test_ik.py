@@ -131,3 +131,37 @@ def test_all_solutions_with_the_verdict(arm):
     status, solutions = arm.find_all_joint_solutions(z.Pose(z.Pos(5000, 0, 0), z.Orient()),
                                                      z.RobJoint(0, 0, 0, 0, 0, 0))
     assert status == z.IkStatus.outOfReach and len(solutions) == 0
+
+
+def collaborative_arm():
+    """The 10 kg class collaborative arm, axes and points worked out by hand: joints 2 to 4
+    parallel, the wrist offset; the flange at the meeting point of axes 5 and 6."""
+    y, zz = z.Vec3(0, -1, 0), z.Vec3(0, 0, -1)
+    wrist = z.Pos(-1184.3, -163.941, 11.6)
+    points = [z.Pos(), z.Pos(0, 0, 127.3), z.Pos(-612, 0, 127.3), z.Pos(-1184.3, -163.941, 127.3),
+              wrist, wrist]
+    return z.make_robot_config([z.Vec3(0, 0, 1), y, y, y, zz, y], points,
+                               z.Transform(z.Rotation(), z.Vec3(-1184.3, -163.941, 11.6)),
+                               [-180.0] * 6 + [-360.0], [180.0] * 6 + [360.0], z.RobJoint(),
+                               math.atan2(115.7, 572.3), 0)
+
+
+def test_ik_method_of_each_kind_of_arm(arm):
+    assert arm.ik_method() == z.IkMethod.sphericalWristClosedForm
+    assert collaborative_arm().ik_method() == z.IkMethod.threeParallelClosedForm
+    assert [m.to_string() for m in (z.IkMethod.sphericalWristClosedForm,
+                                    z.IkMethod.threeParallelClosedForm, z.IkMethod.search,
+                                    z.IkMethod.numerical)] == [
+        "spherical-wrist closed form", "three-parallel-axes closed form", "search over joint 4",
+        "numerical from seeds"]
+
+
+def test_collaborative_arm_lists_the_joints_the_pose_came_from(rng):
+    robot = collaborative_arm()
+    for _ in range(20):
+        joints = z.RobJoint(*rng.uniform(-180, 180, 6))
+        pose = robot.get_rob_target(joints).pose
+        solutions = robot.get_all_joint_solutions(pose)
+        assert 1 <= len(solutions) <= 8
+        assert min(max(abs(a - b) for a, b in zip(s.values, joints.values))
+                   for s in solutions.joints) < 1e-6

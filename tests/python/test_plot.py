@@ -75,6 +75,27 @@ def test_joint_plot_draws_an_audit_report_with_its_events(arm, picture_dir):
         zorrob.plot.joints(z.audit_program(arm, z.RobJoint(0, 0, 0, 0, 30, 0), [first, second]))
 
 
+def test_speed_profile_is_drawn_against_time(tmp_path):
+    import math
+    forward = z.Orient(math.sqrt(0.5), 0, math.sqrt(0.5), 0)
+    j = z.MoveJ()
+    j.to_point = z.RobTarget(z.Pose(z.Pos(800, 0, 800), forward), z.ConfData(0, 0, 0, 1))
+    j.speed = z.v500
+    line = z.MoveL()
+    line.to_point = z.RobTarget(z.Pose(z.Pos(900, 0, 800), forward), z.ConfData(0, 0, 0, 1))
+    line.speed = z.v500
+    opts = z.AuditOptions()
+    opts.keep_samples = True
+    report = z.audit_program(z.default_arm(), z.RobJoint(0, 0, 0, 0, 30, 0), [j, line], opts)
+    path = tmp_path / "speed.png"
+    figure = zorrob.plot.speed(report, path=path, dpi=60)
+    assert len(figure.axes) == 2
+    image = matplotlib.image.imread(str(path))
+    assert image.shape[:2] == (6 * 60, 10 * 60)
+    assert non_blank_share(path) > 0.02
+    with pytest.raises(ValueError, match="keeps no samples"):
+        zorrob.plot.speed(z.audit_program(z.default_arm(), z.RobJoint(0, 0, 0, 0, 30, 0), [j]))
+
 def test_reach_slice_is_a_heat_map_of_the_plane(arm, picture_dir):
     reach = z.reach_map(arm, z.sphere_orientations(8, 2), box_min=(0, -900, 100),
                         box_max=(1500, 900, 1500), step=300)

@@ -3,7 +3,9 @@
 // The program audit: follows a program of move records through an arm before it runs and
 // reports everything that would stop it (targets out of reach or unreachable in their
 // configuration, paths through singularities, configuration changes, joint limits and jumps,
-// circles that are not circles, zones that had to shrink) and how long it takes.
+// circles that are not circles, zones that had to shrink) and how long it takes: the time-optimal
+// timing of every path under the arm's joint speed and acceleration limits, the programmed
+// speeds and a tool acceleration limit.
 
 #include <array>
 #include <cstddef>
@@ -43,12 +45,27 @@ enum class AuditEventKind {
   jointJump = 9,                  ///< The joints jump between neighbouring path points.
   noCircle = 10,                  ///< The three points of a circular move make no circle.
   zoneShrunk = 11,                ///< The zone was shrunk to half of the shorter move.
+  speedReduced = 12,              ///< The arm's limits keep the tool below its programmed speed.
 };
+
+/// The limit that decides the timing at a sample.
+enum class TimingLimit {
+  none = 0,               ///< No limit is at its bound (within one grid step of a switch).
+  tcpSpeed = 1,           ///< The programmed tool speed (SpeedData::vTcp).
+  orientationSpeed = 2,   ///< The programmed reorientation speed (SpeedData::vOri).
+  jointSpeed = 3,         ///< A joint's speed limit.
+  jointAcceleration = 4,  ///< A joint's acceleration limit.
+  tcpAcceleration = 5,    ///< The tool centre point's acceleration limit along its path.
+};
+
+/// Writes "none", "tcp speed", "orientation speed", "joint speed", "joint acceleration" or
+/// "tcp acceleration"; for any other value writes nothing and sets the stream's failbit.
+ZORROB_API std::ostream& operator<<(std::ostream& os, TimingLimit limit);
 
 /// Writes "unreachable target", "no solution in the programmed configuration", "unreachable
 /// path point", "configuration change", "configuration mismatch", "wrist singularity", "elbow
-/// singularity", "shoulder singularity", "joint limit", "joint jump", "no circle" or "zone
-/// shrunk"; for any other value writes nothing and sets the stream's failbit.
+/// singularity", "shoulder singularity", "joint limit", "joint jump", "no circle", "zone
+/// shrunk" or "speed reduced"; for any other value writes nothing and sets the stream's failbit.
 ZORROB_API std::ostream& operator<<(std::ostream& os, AuditEventKind kind);
 
 /// What the audit checks and how finely.
@@ -75,8 +92,14 @@ struct ZORROB_API AuditOptions {
   double shoulderMarginMm{10.0};
   /// The orientation interpolation of circular moves.
   CircleOriMode circleOriMode{CircleOriMode::cirPoint};
-  /// The largest speed of each joint (degrees per second), for the duration of joint moves.
+  /// The largest speed of each joint (degrees per second).
   std::array<double, 6> maxJointSpeedDeg{150.0, 150.0, 150.0, 300.0, 300.0, 450.0};
+  /// The largest acceleration of each joint (degrees per second squared), deceleration alike.
+  /// The defaults bring each joint to its default top speed in a quarter of a second.
+  std::array<double, 6> maxJointAccelerationDeg{600.0, 600.0, 600.0, 1200.0, 1200.0, 1800.0};
+  /// The largest acceleration of the tool centre point along its path (mm per second squared)
+  /// on linear and circular moves and their corners: 1000 mm/s is reached in 0.2 s.
+  double maxTcpAcceleration{5000.0};
   /// Keep every sample in the report (for plotting).
   bool keepSamples{false};
   /// Told the fraction of the moves audited before each move; returning false cancels the
@@ -103,8 +126,13 @@ struct ZORROB_API AuditEvent {
   /// unreachable stretch; unset when the move has none).
   RobJoint startJoints{};
   RobJoint endJoints{};
-  /// The joint concerned, 1 to 6, or 0 when the event concerns no single joint.
+  /// The joint concerned, 1 to 6, or 0 when the event concerns no single joint. For
+  /// speedReduced, the joint whose limit holds the tool back most (0: the tool's own
+  /// acceleration limit).
   int joint{0};
+  /// For speedReduced, the lowest share of the programmed speed the tool reaches on the
+  /// stretch (0 to 1); 1 for every other kind.
+  double speedShare{1.0};
 };
 
 /// One sample of the audited path.
@@ -122,6 +150,27 @@ struct ZORROB_API AuditSample {
   SingularityType singularity{SingularityType::none};
   /// False where the point has no joint solution.
   bool reachable{true};
+
+  // The timing at the sample (see AuditProgram).
+  /// Seconds from the program's start.
+  double time{0.0};
+  /// Speed of the tool centre point (mm/s).
+  double tcpSpeed{0.0};
+  /// The share of the programmed speed reached: the larger of the tool's speed over vTcp and
+  /// its reorientation speed over vOri; on joint moves, the path speed over the fastest the
+  /// joints allow.
+  double speedShare{0.0};
+  /// The highest share of the programmed speed the arm's limits allow here (1 where the
+  /// programmed speed can be held; acceleration from and to stop points is not counted).
+  double allowedShare{1.0};
+  /// The joints' speeds (degrees per second) and accelerations (degrees per second squared);
+  /// an acceleration holds from this sample to the next (at the last sample, from the one
+  /// before).
+  std::array<double, 6> jointSpeeds{};
+  std::array<double, 6> jointAccelerations{};
+  /// The limit at its bound here, and its joint (1 to 6; 0 for limits of the tool).
+  TimingLimit limit{TimingLimit::none};
+  int limitJoint{0};
 };
 
 /// The audit of one move.
@@ -137,8 +186,13 @@ struct ZORROB_API MoveAudit {
   double pathLength{0.0};
   /// Orientation change of the tool along the programmed path (degrees).
   double orientationChange{0.0};
-  /// The estimated duration (seconds); see AuditProgram.
+  /// The time (seconds) from the move's start to its end, the corner after it included; see
+  /// AuditProgram.
   double duration{0.0};
+  /// The lowest share of the programmed speed that the arm's limits allow anywhere on the move
+  /// and its corner (see AuditSample::allowedShare); 1 for joint moves, which have no
+  /// programmed path speed.
+  double lowestSpeedShare{1.0};
   /// The zone distance (mm) used at the corner into the next move: the programmed pzoneTcp,
   /// or half of the shorter move when that is less; 0 for a stop point or an unblended corner.
   double zoneDistance{0.0};
@@ -150,16 +204,17 @@ struct ZORROB_API AuditReport {
   std::vector<MoveAudit> moves{};
   /// Every sample in program order when AuditOptions::keepSamples is set; empty otherwise.
   std::vector<AuditSample> samples{};
-  /// The sum of the moves' durations (seconds).
+  /// The cycle time: the sum of the moves' durations (seconds).
   double duration{0.0};
   /// True when AuditOptions::progress cancelled the audit: `moves` (and `samples`) then hold
   /// the moves audited before the cancel, and the rest of the program was not audited.
   bool partial{false};
 
-  /// \returns the number of events over all moves.
+  /// \returns the number of events over all moves, speedReduced included.
   std::size_t eventCount() const;
-  /// \returns true when no move has an event.
-  bool clean() const { return eventCount() == 0; }
+  /// \returns true when no move has an event that stops the program or needs its author's
+  /// attention: every kind but speedReduced, which only tells where the limits slow the tool.
+  bool clean() const;
 };
 
 /// \returns the audit of `moves` run on `robot` from the joints `start`.
@@ -180,15 +235,33 @@ struct ZORROB_API AuditReport {
 ///   the quadratic Bézier curve whose control point is the corner, with the orientation
 ///   slerped in between. When pzoneTcp exceeds half of the shorter move it is shrunk to that
 ///   (event zoneShrunk). Every other corner is a stop point.
-/// - Durations are an estimate, not what a controller does: a linear or circular move takes
-///   the longer of path length / speed.vTcp and orientation change / speed.vOri; a joint move
-///   the longer of its slowest joint's time at options.maxJointSpeedDeg and the path length of
-///   the tool centre point / speed.vTcp. Zones, acceleration and stop points add no time.
+/// - Timing. A joint move (MoveJ, MoveAbsJ) runs its joints in sync along the straight line in
+///   joint space from rest to rest: with d the joint travel, the line's parameter is limited
+///   to speed V = min_j v_j / |d_j| and acceleration A = min_j a_j / |d_j| (v, a from the
+///   options), and it takes the trapezoid 1/V + V/A, or the triangle 2 sqrt(1/A) when
+///   1 < V²/A. The programmed tool speed does not limit it.
+/// - The linear and circular moves and the blended corners between two stop points are timed
+///   as one path: time-optimally, by reachability analysis on the audit's samples (the grid of
+///   stepMm and stepDeg). Along it the tool centre point keeps to the programmed vTcp, the
+///   reorientation to vOri (a corner keeps the speeds of the move before it), every joint to
+///   its speed and acceleration limits, and the tool's acceleration along its path to
+///   maxTcpAcceleration. The path starts and ends at rest, and does not stop inside a zone
+///   except at a kink of the joint path, which no finite acceleration passes at speed: where a
+///   corner meets a move whose orientation turns at another rate, or meets a circle (the
+///   corner ends along the chord). There the timing slows as far as its grid resolves. The
+///   joint path's derivatives come from finite differences on the grid, so the timing carries
+///   a first-order grid error: on random programs at the default 1 mm and 1 degree, 90 in 100
+///   agree with a ten times finer grid within 0.5%, all within 3%, the worst near the wrist
+///   singularity and where a joint's speed along the path changes sign.
+/// - Where the limits keep the tool below its programmed speed (other than accelerating from
+///   and decelerating to a stop), a speedReduced event covers the stretch, with the share of
+///   the speed reached and the joint that limits it.
 /// - A move whose target cannot be reached leaves the arm where it was; the next move starts
 ///   there.
 ///
 /// Throws std::invalid_argument "audit options must be positive and finite" for a step, a
-/// threshold, a margin or a joint speed that is not (margins may be zero),
+/// threshold, a margin, a joint speed or acceleration or the tool's acceleration that is not
+/// (margins may be zero),
 /// std::invalid_argument "start joints must be finite" for non-finite start joints, and
 /// std::invalid_argument "move speeds must be positive and finite" for a move whose vTcp or
 /// vOri is not, and std::invalid_argument "a move needs more than 10000000 samples at these

@@ -9,7 +9,7 @@
 
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/export.hpp"
-#include "zor/rob/inverse_kinematics.hpp"
+#include "zor/rob/ik_results.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/pose.hpp"
 #include "zor/rob/screw.hpp"
@@ -73,8 +73,6 @@ struct Singularities {
 /// whose squared length lies within 1e-15 of 1 as they are; other axes are normalised on every
 /// call, which is slower (a zero axis throws std::overflow_error
 /// "0-length vector cannot be normalized.").
-struct TargetConfiguration;
-
 struct ZORROB_API RobotConfig {
   /// Screw axis of joints 1 to 6 in the base frame at home.
   std::array<ScrewAxis, 6> spaceScrewAxes{};
@@ -229,16 +227,34 @@ struct ZORROB_API RobotConfig {
   // with AVX2 and FMA the closed form runs a build for those instructions, whose results may
   // differ from other processors' in the last bits.
   //
+  // Closed form too: arms whose joints 2, 3 and 4 are parallel (joint 1 not parallel to them),
+  // joint 5 perpendicular to joint 4 and joint 6 perpendicular to joint 5, axes 5 and 6 meeting
+  // (the collaborative arms with offset wrists), within the same tolerances. Up to 8 branches
+  // (2 shoulders × 2 elbows × 2 wrists). Singularities: wrist (joint 6 turned onto the planar
+  // axes): joint 6 keeps the seed's value, 0 without a seed; shoulder (joint 1 undetermined) and
+  // axis 2 as above.
+  //
+  // Search: any other arm whose joints 2 and 3 are parallel and whose axes 5 and 6 meet. Joint
+  // 4 is sampled at 720 values over the turn; for each, joints 1 to 3 follow in closed form (up
+  // to 4 branches) and the residual of joints 5 and 6 is polished to its roots (sign changes by
+  // regula falsi, touching minima by golden section, and the branches' ends, where they move as a
+  // square root, sampled anew), each root then polished by damped least squares to 1e-10 mm and
+  // 1e-12 rad. Up to 16 solutions. It finds every solution whose joint 4 lies farther than a
+  // sample step (0.5°) from that of another solution of the same branch; solutions crowded
+  // closer, as at a fold of two branches, may merge or be missed.
+  //
   // Every other arm: damped least squares on the flange's geometric Jacobian, converged to
   // 1e-10 mm and 1e-12 rad, from the seed (when given) and one seed per configuration (joint 1
   // facing the target or turned away, joint 3 a quarter turn either side of its stretched value,
   // joint 5 at ±45°). It finds the solutions that lie within reach of its seeds, not
-  // necessarily all.
+  // necessarily all. ikMethod() tells which of the four an arm gets.
   //
   // Order of the lists: ascending configuration number `cfx`, then ascending joint values
   // compared joint 1 first. Throws std::logic_error "normalize quaternion of 0 magnitude" for a
   // zero orientation record; a pose with NaN or infinite entries has no solution.
 
+  /// \returns how the inverse kinematics solves this arm (see above).
+  IkMethod ikMethod() const;
   /// \returns every joint solution of the flange pose inside the limits (see above), with the
   /// free joints of a singularity at their values without a seed.
   TargetConfiguration getAllJointSolutions(const Pose& flangePose) const;
@@ -273,63 +289,6 @@ struct ZORROB_API RobotConfig {
                                   const WObjData& wobj) const;
   /// getNearestJointSolution with the reason when there is none.
   JointSolution findNearestJointSolution(const Pose& flangePose, const RobJoint& seed) const;
-};
-
-/// A list of joint solutions paired with their configurations: joints[i] belongs to confs[i].
-struct ZORROB_API TargetConfigurationA {
-  std::vector<RobJointA> joints{};
-  std::vector<ConfData> confs{};
-
-  /// \returns the number of solutions.
-  std::size_t size() const { return joints.size(); }
-  bool empty() const { return joints.empty(); }
-  /// Removes all solutions.
-  void clear() {
-    joints.clear();
-    confs.clear();
-  }
-  /// \returns solution `i`'s joints; throws std::out_of_range for `i` >= size().
-  const RobJointA& joint(std::size_t i) const { return joints.at(i); }
-  /// \returns solution `i`'s configuration; throws std::out_of_range for `i` >= size().
-  const ConfData& conf(std::size_t i) const { return confs.at(i); }
-};
-
-/// A list of joint solutions of one Cartesian target paired with their configurations:
-/// joints[i] belongs to confs[i].
-struct ZORROB_API TargetConfiguration {
-  std::vector<RobJoint> joints{};
-  std::vector<ConfData> confs{};
-
-  /// Appends `j` to `joints`, then `conf` to `confs`. Allocation failures propagate as the
-  /// standard length or allocation errors and leave both lists as they were. Inline: the inverse
-  /// kinematics adds every solution through it.
-  void add(const RobJoint& j, const ConfData& conf) {
-    joints.push_back(j);
-    try {
-      confs.push_back(conf);
-    } catch (...) {
-      joints.pop_back();  // keep the two lists paired
-      throw;
-    }
-  }
-  /// \returns the list with each joint solution converted, in order, by
-  /// RobJoint::toRobJointA(kc) and the configurations copied unchanged. Throws std::logic_error
-  /// "KinematicConfig error" when the list is not empty and `kc` is neither Direct nor
-  /// Coupled23.
-  TargetConfigurationA toTargetConfigurationA(KinematicConfig kc) const;
-
-  /// \returns the number of solutions.
-  std::size_t size() const { return joints.size(); }
-  bool empty() const { return joints.empty(); }
-  /// Removes all solutions.
-  void clear() {
-    joints.clear();
-    confs.clear();
-  }
-  /// \returns solution `i`'s joints; throws std::out_of_range for `i` >= size().
-  const RobJoint& joint(std::size_t i) const { return joints.at(i); }
-  /// \returns solution `i`'s configuration; throws std::out_of_range for `i` >= size().
-  const ConfData& conf(std::size_t i) const { return confs.at(i); }
 };
 
 // Builders.

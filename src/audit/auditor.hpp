@@ -1,0 +1,195 @@
+#pragma once
+
+// The audit's internal walker: the Auditor, which follows a program move by move (audit.cpp),
+// samples each path part and locates its events by bisection (sampling.cpp), and the pieces both
+// share.
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <utility>
+
+#include "audit/audit_path.hpp"
+#include "audit/timing.hpp"
+#include "detail/throwers.hpp"
+#include "zor/rob/audit.hpp"
+#include "zor/rob/inverse_kinematics.hpp"
+
+namespace zor::rob::audit {
+
+inline constexpr const char* kTooManySamples =
+    "a move needs more than 10000000 samples at these steps";
+
+/// The most intervals one path part is sampled in (a bound on the work, not on precision).
+inline constexpr double kMaxIntervals = 1e7;
+
+/// Events are located until the two probes around them lie this close (mm, degrees).
+inline constexpr double kLocateMm = 1e-3;
+inline constexpr double kLocateDeg = 1e-3;
+/// Bisection steps at most (2^-60 of a move is far below any length that matters).
+inline constexpr int kMaxBisections = 60;
+/// The widening (degrees) of the limits of the arm that diagnoses joint limits.
+inline constexpr double kRelaxedLimitWidening = 90.0;
+
+/// The largest joint difference (degrees) and the joint (0-based) where it lies.
+inline std::pair<double, std::size_t> largestStep(const RobJoint& a, const RobJoint& b) {
+  double step = 0.0;
+  std::size_t joint = 0;
+  for (std::size_t i = 0; i < 6; ++i) {
+    const double d = std::abs(a.values[i] - b.values[i]);
+    if (d > step) {
+      step = d;
+      joint = i;
+    }
+  }
+  return {step, joint};
+}
+
+/// \returns the first joint (1-based) of `j` outside the limits of `robot`, or 0.
+int jointOutsideLimits(const RobotConfig& robot, const RobJoint& j);
+
+/// The conditions that last over stretches of a path, one bit each.
+enum Condition : unsigned {
+  kUnreachable = 1u << 0,
+  kJointLimit = 1u << 1,
+  kWrist = 1u << 2,
+  kElbow = 1u << 3,
+  kShoulder = 1u << 4,
+};
+inline constexpr std::array<std::pair<Condition, AuditEventKind>, 5> kConditionKinds{{
+    {kUnreachable, AuditEventKind::unreachablePathPoint},
+    {kJointLimit, AuditEventKind::jointLimit},
+    {kWrist, AuditEventKind::wristSingularity},
+    {kElbow, AuditEventKind::elbowSingularity},
+    {kShoulder, AuditEventKind::shoulderSingularity},
+}};
+
+/// \returns the singularity a sample reports for the conditions `c`: the first of its bits.
+inline SingularityType singularityOf(unsigned c) {
+  return Singularities{(c & kWrist) != 0, (c & kElbow) != 0, (c & kShoulder) != 0}.first();
+}
+
+/// One solved point of a path.
+struct PathPoint {
+  double fraction{0.0};
+  Pose tcp{};
+  /// False where the point has no solution the arm can follow (unreachable, or beyond a limit
+  /// with no continuation).
+  bool solved{false};
+  /// The joints followed; where `solved` is false, those of the last solved point.
+  RobJoint joints{};
+  ConfData conf{};
+  unsigned conditions{0};
+  /// The joint (1-based) beyond its limit under kJointLimit, 0 otherwise.
+  int limitJoint{0};
+};
+
+/// A path part being sampled: its shape, the fraction range, the frames and where its events go.
+struct PathPart {
+  const PathShape* shape{nullptr};
+  const ToolData* tool{nullptr};
+  const WObjData* wobj{nullptr};
+  std::size_t moveIndex{0};
+  bool corner{false};
+  /// Arc length (mm) per unit fraction.
+  double lengthPerFraction{0.0};
+  /// The fraction between neighbouring samples.
+  double sampleStep{1.0};
+  /// The programmed speeds along the part (mm/s, degrees/s).
+  double vTcp{0.0};
+  double vOri{0.0};
+};
+
+/// Where a point of the path being timed lies in the program.
+struct RunTag {
+  std::size_t moveIndex{0};
+  bool corner{false};
+  double fraction{0.0};
+  double arcLength{0.0};
+};
+
+class Auditor {
+ public:
+  Auditor(const RobotConfig& robot, const AuditOptions& options, AuditReport& report)
+      : robot_(robot), relaxed_(robot), options_(options), report_(report) {
+    for (std::size_t i = 0; i < 7; ++i) {
+      relaxed_.jointMin[i] -= kRelaxedLimitWidening;
+      relaxed_.jointMax[i] += kRelaxedLimitWidening;
+    }
+    relaxed_.jointCoupling = 0;
+    limits_ = {options.maxJointSpeedDeg, options.maxJointAccelerationDeg,
+               options.maxTcpAcceleration};
+  }
+
+  void run(const RobJoint& start, std::span<const ProgramMove> moves);
+
+ private:
+  // Moves.
+  void auditMove(std::size_t index, std::span<const ProgramMove> moves);
+  void jointMove(std::size_t index, const MoveRecord& move, const RobJoint& target);
+  void cartesianMove(std::size_t index, std::span<const ProgramMove> moves);
+  std::optional<PathShape> shapeOf(const ProgramMove& move, const Pose& start) const;
+  /// \returns the solution of the move's target in its configuration; adds the event that
+  /// says why there is none.
+  std::optional<RobJoint> checkTarget(std::size_t index, const MoveRecord& move, MoveAudit& audit);
+
+  // Sampling.
+  RobJoint samplePart(const PathPart& part, double f0, double f1, std::size_t intervals,
+                      const RobJoint& start, MoveAudit& audit);
+  PathPoint solve(const PathPart& part, double fraction, const RobJoint& seed,
+                  double allowedStep) const;
+  unsigned singularities(const RobJoint& j, const Pose& flange) const;
+  bool jumps(const PathPoint& a, const PathPoint& b, double allowedStep) const;
+  bool close(const PathPoint& a, const PathPoint& b) const;
+  std::size_t intervals(double length, double angleDeg) const {
+    // Written to fail for NaN as well.
+    if (!(length / options_.stepMm <= kMaxIntervals &&
+          angleDeg / options_.stepDeg <= kMaxIntervals))
+      detail::throwInvalidArgument(kTooManySamples);
+    return IntervalCount(length, angleDeg, options_.stepMm, options_.stepDeg);
+  }
+  double allowedStep(const PathPart& part, double span) const {
+    return options_.jumpDeg * span / part.sampleStep;
+  }
+  std::pair<PathPoint, PathPoint> locateCondition(const PathPart& part, unsigned bit, PathPoint a,
+                                                  PathPoint b) const;
+  std::pair<PathPoint, PathPoint> locateTransition(const PathPart& part, PathPoint a,
+                                                   PathPoint b) const;
+  AuditEvent eventAt(const PathPart& part, AuditEventKind kind, const PathPoint& from,
+                     const PathPoint& to) const;
+  /// Keeps the sample when asked and adds it to the path being timed.
+  void keepSample(const PathPart& part, const PathPoint& p);
+
+  // Timing.
+  /// Times the path sampled since the last stop point and closes it.
+  void finishRun();
+  void timeJointMove(std::size_t index, const RobJoint& from, const RobJoint& target,
+                     std::size_t firstSample);
+  void addSpeedReduced(const std::vector<PointTiming>& timing);
+
+  static Pose tcpOf(const RobJoint& j, const RobotConfig& robot, const MoveRecord& move) {
+    return TargetOfFlangePose(robot.getWristPoseInBase(j).toPose(), move.tool, move.wobj);
+  }
+  static void addEvent(MoveAudit& audit, AuditEvent e) { audit.events.push_back(std::move(e)); }
+
+  const RobotConfig& robot_;
+  RobotConfig relaxed_;
+  const AuditOptions& options_;
+  AuditReport& report_;
+  RobJoint joints_{};
+  /// The path of the next move and the fraction where the corner joins it, when the corner
+  /// into it is blended.
+  std::optional<std::pair<PathShape, double>> blendedStart_{};
+  TimingLimits limits_{};
+  /// The path from the last stop point: its points, where they lie, and the index of its first
+  /// kept sample.
+  std::vector<TimingPoint> run_{};
+  std::vector<RunTag> runTags_{};
+  std::size_t runFirstSample_{0};
+  /// The time (s) at the last stop point.
+  double programTime_{0.0};
+};
+
+}  // namespace zor::rob::audit

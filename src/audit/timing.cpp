@@ -1,0 +1,460 @@
+// Time-optimal timing along a sampled path by reachability analysis.
+//
+// The path is parameterised by σ, which grows by hypot(ΔL, Δθ · 1 mm/degree) between samples (L
+// the tool's arc length, θ its orientation), so that a pure reorientation moves too. With
+// b = σ̇² and a = σ̈, a joint's speed is q'(σ) σ̇ and its acceleration q'(σ) a + q''(σ) b: every
+// speed limit bounds b, every acceleration limit is a pair of linear inequalities in (a, b), and
+// b grows by 2 a Δσ over a step of constant a. The derivatives come from finite differences on
+// the samples (second order inside, one-sided at the ends).
+//
+// The backward pass computes the controllable set of each sample, [0, hi]: the path speeds from
+// which the rest of the path can still be followed to rest at its end. Over a step, the
+// acceleration a is checked at both of its samples (at the second with the b it leads to), so no
+// limit is broken where the step's acceleration meets the next sample's curvature. Each step is
+// a linear program in (a, b): hi is the largest b for which the bounds on a still overlap. The
+// overlap, the smallest upper bound on a less the largest lower one, is concave in b, so Newton
+// steps on its active pair of bounds reach hi from above in a few steps without a threshold on
+// how small a coefficient may be: a joint whose q' passes zero (a zero-inertia point) or grows
+// large (near the wrist singularity) needs no special case and cannot make the profile chatter
+// between bounds. The forward pass then takes the largest acceleration that stays in the next
+// controllable set.
+
+#include "audit/timing.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "zor/rob/angles.hpp"
+#include "zor/rob/rotation.hpp"
+
+namespace zor::rob::audit {
+
+namespace {
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+/// Neighbouring samples closer than this (mm of σ) are the same point.
+constexpr double kSamePoint = 1e-9;
+/// The weight of a degree of reorientation in σ (mm per degree).
+constexpr double kMmPerDeg = 1.0;
+/// A bound counts as reached within this share of it.
+constexpr double kAtBound = 1e-6;
+/// Newton steps at most when a controllable set is computed (each reaches a new pair of
+/// bounds; a step has at most 30 of them).
+constexpr int kMaxNewtonSteps = 64;
+/// Bisection steps at most where Newton stalls on rounding.
+constexpr int kMaxBisections = 80;
+constexpr double kDegPerRad = 180.0 / kPi;
+
+/// The channels differentiated along the path: six joints, the arc length, the orientation.
+constexpr std::size_t kChannels = 8;
+constexpr std::size_t kLength = 6;
+constexpr std::size_t kAngle = 7;
+
+/// The row α a + β b ≤ γ; `source` is the joint (0 to 5) or 6 for the tool, -1 for the next
+/// controllable set.
+struct Row {
+  double alpha{0.0};
+  double beta{0.0};
+  double gamma{0.0};
+  int source{-1};
+};
+
+/// The largest b, and the pair of rows that sets it (-1 when a cap does).
+struct Reach {
+  double b{0.0};
+  int lower{-1};
+  int upper{-1};
+};
+
+/// One unique point of the path with its derivatives along σ.
+struct Node {
+  double sigma{0.0};
+  std::array<double, kChannels> value{};
+  std::array<double, kChannels> d1{};
+  std::array<double, kChannels> d2{};
+  double vTcp{0.0};
+  double vOri{0.0};
+  /// The speed bound on b and what sets it; the programmed part of it.
+  double speedCap{kInf};
+  TimingLimit speedLimit{TimingLimit::none};
+  int speedJoint{0};
+  double programmedCap{kInf};
+};
+
+/// The overlap of the bounds on a at speed² b: the smallest upper bound less the largest lower
+/// one, with the rows that set them.
+struct Overlap {
+  double amax{kInf};
+  double amin{-kInf};
+  int upper{-1};
+  int lower{-1};
+  bool empty() const {
+    return lower >= 0 && upper >= 0 &&
+           amin > amax + 1e-12 * std::max({1.0, std::abs(amax), std::abs(amin)});
+  }
+};
+
+Overlap overlapAt(const Row* rows, std::size_t count, double b) {
+  Overlap o;
+  for (std::size_t i = 0; i < count; ++i) {
+    const Row& w = rows[i];
+    if (w.alpha == 0.0)
+      continue;
+    const double a = (w.gamma - w.beta * b) / w.alpha;
+    if (w.alpha > 0.0 && a < o.amax) {
+      o.amax = a;
+      o.upper = static_cast<int>(i);
+    } else if (w.alpha < 0.0 && a > o.amin) {
+      o.amin = a;
+      o.lower = static_cast<int>(i);
+    }
+  }
+  return o;
+}
+
+/// \returns the largest b in [0, cap] for which some a satisfies every row (β b ≤ γ for rows
+/// free of a), and the pair of rows that sets it.
+Reach largestFeasible(const Row* rows, std::size_t count, double cap) {
+  Reach r{cap, -1, -1};
+  for (std::size_t i = 0; i < count; ++i)
+    if (rows[i].alpha == 0.0 && rows[i].beta > 0.0)
+      r.b = std::min(r.b, rows[i].gamma / rows[i].beta);
+  r.b = std::max(r.b, 0.0);
+  for (int step = 0; step < kMaxNewtonSteps; ++step) {
+    const Overlap o = overlapAt(rows, count, r.b);
+    if (!o.empty())
+      return r;
+    // The b where this pair of bounds meets: the root of the overlap's tangent, which lies at
+    // or above the answer.
+    const Row& l = rows[o.lower];
+    const Row& u = rows[o.upper];
+    const double k = l.beta * u.alpha - u.beta * l.alpha;
+    const double rhs = l.gamma * u.alpha - u.gamma * l.alpha;
+    r.lower = o.lower;
+    r.upper = o.upper;
+    if (!(k > 0.0) || !(rhs / k < r.b))
+      break;  // rounding: no progress, so bisect below
+    r.b = std::max(rhs / k, 0.0);
+  }
+  // Rounding kept Newton from closing in: bisection between rest (always feasible: a = 0)
+  // and the last b.
+  double good = 0.0, bad = r.b;
+  for (int step = 0; step < kMaxBisections && bad - good > 1e-15 * bad; ++step) {
+    const double mid = 0.5 * (good + bad);
+    (overlapAt(rows, count, mid).empty() ? bad : good) = mid;
+  }
+  r.b = good;
+  return r;
+}
+
+/// Appends the two rows |c a + d b| ≤ e of each limit at `node`; at the step's far end
+/// (`reach` = 2Δσ) the acceleration there is c a + d (b + 2Δσ a).
+std::size_t addLimitRows(const Node& node, const TimingLimits& limits, double reach, Row* out) {
+  std::size_t n = 0;
+  for (std::size_t j = 0; j < 7; ++j) {
+    const std::size_t channel = j < 6 ? j : kLength;
+    const double c = node.d1[channel] + reach * node.d2[channel];
+    const double d = node.d2[channel];
+    if (c == 0.0 && d == 0.0)
+      continue;
+    const double e = j < 6 ? limits.jointAcceleration[j] : limits.tcpAcceleration;
+    out[n++] = {c, d, e, static_cast<int>(j)};
+    out[n++] = {-c, -d, e, static_cast<int>(j)};
+  }
+  return n;
+}
+
+constexpr std::size_t kMaxRows = 30;
+
+/// The rows of the step from `a` to `b` (Δσ apart) into the controllable bound `hi`.
+std::size_t stepRows(const Node& a, const Node& b, const TimingLimits& limits, double hi,
+                     Row* rows) {
+  const double reach = 2.0 * (b.sigma - a.sigma);
+  std::size_t n = addLimitRows(a, limits, 0.0, rows);
+  n += addLimitRows(b, limits, reach, rows + n);
+  rows[n++] = {reach, 1.0, hi, -1};
+  rows[n++] = {-reach, -1.0, 0.0, -1};
+  return n;
+}
+
+/// Derivatives by finite differences on the uneven grid.
+void differentiate(std::vector<Node>& nodes) {
+  const std::size_t n = nodes.size();
+  for (std::size_t k = 0; k < n; ++k) {
+    Node& p = nodes[k];
+    for (std::size_t c = 0; c < kChannels; ++c) {
+      if (k == 0 || k + 1 == n) {
+        const Node& a = nodes[k == 0 ? 0 : k - 1];
+        const Node& b = nodes[k == 0 ? 1 : k];
+        p.d1[c] = (b.value[c] - a.value[c]) / (b.sigma - a.sigma);
+        continue;
+      }
+      const Node& a = nodes[k - 1];
+      const Node& b = nodes[k + 1];
+      const double h0 = p.sigma - a.sigma;
+      const double h1 = b.sigma - p.sigma;
+      const double s0 = (p.value[c] - a.value[c]) / h0;
+      const double s1 = (b.value[c] - p.value[c]) / h1;
+      p.d1[c] = (s0 * h1 + s1 * h0) / (h0 + h1);
+      p.d2[c] = 2.0 * (s1 - s0) / (h0 + h1);
+    }
+  }
+  if (n >= 3) {
+    nodes[0].d2 = nodes[1].d2;
+    nodes[n - 1].d2 = nodes[n - 2].d2;
+  }
+}
+
+/// The speed caps of a node: the programmed speeds and the joints' speed limits.
+void capSpeed(Node& p, const TimingLimits& limits) {
+  const auto cap = [&p](double limit, double rate, TimingLimit kind, int joint) {
+    if (rate == 0.0)
+      return;
+    const double b = (limit / rate) * (limit / rate);
+    if (kind == TimingLimit::tcpSpeed || kind == TimingLimit::orientationSpeed)
+      p.programmedCap = std::min(p.programmedCap, b);
+    if (b < p.speedCap) {
+      p.speedCap = b;
+      p.speedLimit = kind;
+      p.speedJoint = joint;
+    }
+  };
+  cap(p.vTcp, std::abs(p.d1[kLength]), TimingLimit::tcpSpeed, 0);
+  cap(p.vOri, std::abs(p.d1[kAngle]), TimingLimit::orientationSpeed, 0);
+  for (std::size_t j = 0; j < 6; ++j)
+    cap(limits.jointSpeed[j], std::abs(p.d1[j]), TimingLimit::jointSpeed, static_cast<int>(j) + 1);
+}
+
+/// The unique points of the path, and for each input point the index of its node.
+std::vector<Node> nodesOf(std::span<const TimingPoint> points, std::vector<std::size_t>& nodeOf) {
+  std::vector<Node> nodes;
+  nodes.reserve(points.size() + 1);
+  nodeOf.resize(points.size());
+  double length = 0.0, angle = 0.0, sigma = 0.0;
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const TimingPoint& p = points[i];
+    if (i > 0) {
+      const TimingPoint& q = points[i - 1];
+      const double dl = (p.tcp.pos - q.tcp.pos).norm();
+      const double dt = Rotation::AngularDistance(q.tcp.orient, p.tcp.orient) * kDegPerRad;
+      const double ds = std::hypot(dl, dt * kMmPerDeg);
+      if (ds <= kSamePoint) {
+        // Where two parts meet, the slower programmed speeds hold.
+        Node& same = nodes.back();
+        same.vTcp = std::min(same.vTcp, p.vTcp);
+        same.vOri = std::min(same.vOri, p.vOri);
+        nodeOf[i] = nodes.size() - 1;
+        continue;
+      }
+      length += dl;
+      angle += dt;
+      sigma += ds;
+    }
+    Node n;
+    n.sigma = sigma;
+    for (std::size_t j = 0; j < 6; ++j)
+      n.value[j] = p.joints.values[j];
+    n.value[kLength] = length;
+    n.value[kAngle] = angle;
+    n.vTcp = p.vTcp;
+    n.vOri = p.vOri;
+    nodeOf[i] = nodes.size();
+    nodes.push_back(n);
+  }
+  return nodes;
+}
+
+/// The joint (1-based, 0 for the tool) of the pair of rows that caps a speed: of the two
+/// acceleration limits that meet there, the one whose curvature term takes the larger share.
+int reducingJointOf(const Row* rows, const Reach& r, const Node& p) {
+  if (r.lower < 0)
+    return p.speedJoint;
+  const Row& l = rows[r.lower];
+  const Row& u = rows[r.upper];
+  const Row& w = std::abs(l.beta) / l.gamma >= std::abs(u.beta) / u.gamma ? l : u;
+  return w.source < 6 ? w.source + 1 : 0;
+}
+
+/// The limit at its bound where the step from `p` takes acceleration `a` at speed² `b`.
+void bindingLimit(const Row* rows, std::size_t count, const Node& p, double a, double b,
+                  PointTiming& out) {
+  if (b >= p.speedCap * (1.0 - kAtBound)) {
+    out.limit = p.speedLimit;
+    out.limitJoint = p.speedJoint;
+    return;
+  }
+  double least = kAtBound;
+  for (std::size_t i = 0; i < count; ++i) {
+    const Row& w = rows[i];
+    if (w.source < 0)
+      continue;
+    const double slack = (w.gamma - w.alpha * a - w.beta * b) / w.gamma;
+    if (slack <= least) {
+      least = slack;
+      out.limit = w.source < 6 ? TimingLimit::jointAcceleration : TimingLimit::tcpAcceleration;
+      out.limitJoint = w.source < 6 ? w.source + 1 : 0;
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<PointTiming> TimePath(std::span<const TimingPoint> points, const TimingLimits& limits) {
+  std::vector<PointTiming> out(points.size());
+  std::vector<std::size_t> nodeOf;
+  std::vector<Node> nodes = nodesOf(points, nodeOf);
+  if (nodes.size() < 2)
+    return out;
+  if (nodes.size() == 2) {
+    // One step cannot both start and end at rest: its middle is added.
+    Node m = nodes[1];
+    for (std::size_t c = 0; c < kChannels; ++c)
+      m.value[c] = 0.5 * (nodes[0].value[c] + nodes[1].value[c]);
+    m.sigma = 0.5 * nodes[1].sigma;
+    nodes.insert(nodes.begin() + 1, m);
+    for (std::size_t& k : nodeOf)
+      k = k == 1 ? 2 : k;
+  }
+  differentiate(nodes);
+  for (Node& p : nodes)
+    capSpeed(p, limits);
+
+  const std::size_t n = nodes.size();
+  std::array<Row, kMaxRows> rows{};
+  // Backward: the controllable sets, the last one being rest.
+  std::vector<double> hi(n, 0.0);
+  for (std::size_t k = n - 1; k-- > 0;) {
+    const std::size_t count = stepRows(nodes[k], nodes[k + 1], limits, hi[k + 1], rows.data());
+    hi[k] = largestFeasible(rows.data(), count, nodes[k].speedCap).b;
+  }
+  // Forward: from rest, the largest acceleration that keeps the path controllable.
+  std::vector<PointTiming> timed(n);
+  std::vector<double> b(n, 0.0), acc(n, 0.0);
+  for (std::size_t k = 0; k + 1 < n; ++k) {
+    const Node& p = nodes[k];
+    const double reach = 2.0 * (nodes[k + 1].sigma - p.sigma);
+    const std::size_t count = stepRows(p, nodes[k + 1], limits, hi[k + 1], rows.data());
+    const Overlap o = overlapAt(rows.data(), count, b[k]);
+    b[k + 1] = std::clamp(b[k] + reach * o.amax, 0.0, hi[k + 1]);
+    acc[k] = (b[k + 1] - b[k]) / reach;
+    bindingLimit(rows.data(), count, p, acc[k], b[k], timed[k]);
+    const double speeds = std::sqrt(b[k]) + std::sqrt(b[k + 1]);
+    timed[k + 1].time = timed[k].time + (speeds > 0.0 ? reach / speeds : 0.0);
+  }
+  acc[n - 1] = acc[n - 2];
+  timed[n - 1].limit = timed[n - 2].limit;
+  timed[n - 1].limitJoint = timed[n - 2].limitJoint;
+
+  for (std::size_t k = 0; k < n; ++k) {
+    const Node& p = nodes[k];
+    PointTiming& t = timed[k];
+    const double v = std::sqrt(b[k]);
+    for (std::size_t j = 0; j < 6; ++j) {
+      t.jointSpeeds[j] = p.d1[j] * v;
+      t.jointAccelerations[j] = p.d1[j] * acc[k] + p.d2[j] * b[k];
+    }
+    t.tcpSpeed = std::abs(p.d1[kLength]) * v;
+    t.speedShare = std::isfinite(p.programmedCap) ? std::sqrt(b[k] / p.programmedCap) : 0.0;
+    // The highest speed the limits allow here, whatever comes before or after.
+    const std::size_t count = addLimitRows(p, limits, 0.0, rows.data());
+    const Reach allowed = largestFeasible(rows.data(), count, p.speedCap);
+    if (std::isfinite(p.programmedCap) && allowed.b < p.programmedCap * (1.0 - kAtBound)) {
+      t.allowedShare = std::sqrt(allowed.b / p.programmedCap);
+      t.reducingJoint = reducingJointOf(rows.data(), allowed, p);
+    }
+  }
+  for (std::size_t i = 0; i < points.size(); ++i)
+    out[i] = timed[nodeOf[i]];
+  return out;
+}
+
+JointMoveProfile ProfileOfJointMove(const std::array<double, 6>& travel,
+                                    const TimingLimits& limits) {
+  JointMoveProfile p;
+  p.travel = travel;
+  p.speed = kInf;
+  p.acceleration = kInf;
+  for (std::size_t j = 0; j < 6; ++j) {
+    const double d = std::abs(travel[j]);
+    if (d == 0.0)
+      continue;
+    if (limits.jointSpeed[j] / d < p.speed) {
+      p.speed = limits.jointSpeed[j] / d;
+      p.speedJoint = static_cast<int>(j) + 1;
+    }
+    if (limits.jointAcceleration[j] / d < p.acceleration) {
+      p.acceleration = limits.jointAcceleration[j] / d;
+      p.accelerationJoint = static_cast<int>(j) + 1;
+    }
+  }
+  if (p.speedJoint == 0) {
+    p.speed = p.acceleration = 0.0;
+    return p;
+  }
+  // A trapezoid when the top speed is reached within the move, else a triangle.
+  if (p.speed * p.speed / p.acceleration <= 1.0) {
+    p.peakSpeed = p.speed;
+    p.duration = 1.0 / p.speed + p.speed / p.acceleration;
+  } else {
+    p.peakSpeed = std::sqrt(p.acceleration);
+    p.duration = 2.0 / p.peakSpeed;
+  }
+  return p;
+}
+
+namespace {
+
+/// The fraction at which a joint move's acceleration ends (and, mirrored, its braking begins).
+double rampFraction(const JointMoveProfile& p) {
+  return p.peakSpeed * p.peakSpeed / (2.0 * p.acceleration);
+}
+
+}  // namespace
+
+double JointMoveProfile::timeAt(double f) const {
+  if (duration == 0.0)
+    return 0.0;
+  const double ramp = rampFraction(*this);
+  if (f <= ramp)
+    return std::sqrt(2.0 * f / acceleration);
+  if (f <= 1.0 - ramp)
+    return peakSpeed / acceleration + (f - ramp) / peakSpeed;
+  return duration - std::sqrt(2.0 * std::max(0.0, 1.0 - f) / acceleration);
+}
+
+double JointMoveProfile::speedAt(double f) const {
+  if (duration == 0.0)
+    return 0.0;
+  const double ramp = rampFraction(*this);
+  if (f <= ramp)
+    return std::sqrt(2.0 * f * acceleration);
+  if (f <= 1.0 - ramp)
+    return peakSpeed;
+  return std::sqrt(2.0 * std::max(0.0, 1.0 - f) * acceleration);
+}
+
+double JointMoveProfile::accelerationAt(double f) const {
+  if (duration == 0.0)
+    return 0.0;
+  const double ramp = rampFraction(*this);
+  if (f < ramp)
+    return acceleration;
+  if (f < 1.0 - ramp)
+    return 0.0;
+  return -acceleration;
+}
+
+TimingLimit JointMoveProfile::limitAt(double f) const {
+  if (duration == 0.0)
+    return TimingLimit::none;
+  return accelerationAt(f) == 0.0 ? TimingLimit::jointSpeed : TimingLimit::jointAcceleration;
+}
+
+int JointMoveProfile::limitJointAt(double f) const {
+  if (duration == 0.0)
+    return 0;
+  return accelerationAt(f) == 0.0 ? speedJoint : accelerationJoint;
+}
+
+}  // namespace zor::rob::audit
