@@ -11,6 +11,7 @@ packages=(
   liborocos-kdl-dev libcli11-dev nlohmann-json3-dev
   liburdfdom-dev libtinyxml-dev libkdl-parser-dev
   pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib python3-tqdm
+  python3-distributed python3-dask
   libjs-three chromium nodejs
 )
 

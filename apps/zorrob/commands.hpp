@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,6 +15,10 @@
 #include "zor/rob/joints.hpp"
 #include "zor/rob/pose.hpp"
 #include "zor/rob/vectors.hpp"
+
+namespace CLI {
+class App;
+}
 
 // The computations behind the zorrob commands. Each returns its complete Report; none prints.
 // Library exceptions pass through unchanged (the caller turns them into one line on standard
@@ -135,5 +140,19 @@ Report runAudit(Program program, const AuditRequest& request);
 /// configuration, the one nearest to a seed) and a circular move with its zones and
 /// orientations in each mode.
 Report runTour(const Arm& arm);
+
+/// A command that registers its own options: it runs with the arm the command line names
+/// (loaded only when it is called) when it uses one.
+struct CommandHook {
+  CLI::App* command{nullptr};
+  bool usesArm{false};
+  std::function<Report(const std::function<Arm()>& loadArm)> run{};
+};
+
+/// `zorrob reach`: the reach map over a box, written to .npy or .npz (reach_command.cpp).
+CommandHook AddReachCommand(CLI::App& app);
+
+/// `zorrob place`: base poses ranked for a program file (place_command.cpp).
+CommandHook AddPlaceCommand(CLI::App& app);
 
 }  // namespace zor::rob::cli

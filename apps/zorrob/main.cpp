@@ -6,6 +6,7 @@
 // writes one line to standard error and nothing to standard output: exit status 2 for a command
 // line that cannot be run, 1 for inputs the computation or the arm loader rejects.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -21,7 +22,8 @@
 namespace zor::rob::cli {
 namespace {
 
-constexpr const char* kCommandList = "fk, ik, jacobian, circle, tables, arm, audit, view";
+constexpr const char* kCommandList =
+    "fk, ik, jacobian, circle, tables, arm, audit, view, reach, place";
 /// Spaces per level of the JSON output.
 constexpr int kJsonIndent = 2;
 
@@ -220,10 +222,13 @@ ViewRequest viewFrom(const CLI::App& app, const Options& o) {
 }
 
 /// \returns the report of the command the parsed command line selects.
-Report run(const CLI::App& app, const Options& o) {
+Report run(const CLI::App& app, const Options& o, const std::vector<CommandHook>& hooks) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
   if (commands.empty())
     return runTour(armFrom(app, o));
+  for (const CommandHook& hook : hooks)
+    if (hook.command == commands.front())
+      return hook.run([&] { return armFrom(app, o); });
   const std::string& name = commands.front()->get_name();
   if (name == "fk") {
     SingularityTolerances tolerances;
@@ -445,6 +450,13 @@ int Main(int argc, char** argv) {
   addArmOption(*view, o);
   addJsonFlag(*view, o);
 
+  const std::vector<CommandHook> hooks{AddReachCommand(app), AddPlaceCommand(app)};
+  for (const CommandHook& hook : hooks) {
+    if (hook.usesArm)
+      addArmOption(*hook.command, o);
+    addJsonFlag(*hook.command, o);
+  }
+
   // Set last: the commands would otherwise take this footer over as their own.
   app.footer(
       "Without a command, zorrob tours the arm: its summary, the home target, the forward\n"
@@ -500,10 +512,13 @@ int Main(int argc, char** argv) {
     const std::vector<CLI::App*> commands = app.get_subcommands();
     const bool usesArm = commands.empty() || commands.front() == fk || commands.front() == ik ||
                          commands.front() == jacobian || commands.front() == armCommand ||
-                         commands.front() == view;
+                         commands.front() == view ||
+                         std::any_of(hooks.begin(), hooks.end(), [&](const CommandHook& h) {
+                           return h.usesArm && h.command == commands.front();
+                         });
     if (given(app, "--arm") && !usesArm)
       throw UsageError("--arm does not apply to this command");
-    const Report report = run(app, o);
+    const Report report = run(app, o, hooks);
     status = report.status;
     // A file name that is not valid UTF-8 is written with replacement characters.
     output = o.json ? report.json.dump(kJsonIndent, ' ', false,

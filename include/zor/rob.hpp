@@ -15,6 +15,7 @@
 #include "zor/rob/moves.hpp"
 #include "zor/rob/pose.hpp"
 #include "zor/rob/progress.hpp"
+#include "zor/rob/reach.hpp"
 #include "zor/rob/robot_config.hpp"
 #include "zor/rob/rotation.hpp"
 #include "zor/rob/screw.hpp"

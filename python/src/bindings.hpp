@@ -30,6 +30,7 @@ void bindInverseKinematics(py::module_& m);
 void bindAudit(py::module_& m);
 void bindArmImport(py::module_& m);
 void bindView(py::module_& m);
+void bindReach(py::module_& m);
 
 /// \returns what the library's operator<< writes for `value` into a fresh stream.
 template <class T>

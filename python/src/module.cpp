@@ -58,4 +58,5 @@ PYBIND11_MODULE(_zorrob, m) {
   zor::rob::python::bindAudit(m);
   zor::rob::python::bindArmImport(m);
   zor::rob::python::bindView(m);
+  zor::rob::python::bindReach(m);
 }

@@ -32,3 +32,83 @@ __all__ += _naming.rename_module(globals())
 from ._view import View, view  # noqa: E402  (after the extension's names)
 
 __all__ += ["View", "view"]
+
+# ---- Pickling, copy and deepcopy of the value types ----
+#
+# Arms, tools, programs and the other records must travel to worker processes. The extension's
+# classes are plain records whose fields are read-write properties, so one reducer serves them
+# all: the state is every read-write property's value (values that are records themselves are
+# pickled the same way), and the rebuild sets them on a default-constructed instance. The list of
+# fields is read from the class when it is pickled, so renamed fields and their aliases travel
+# too. Enumerations travel as their integer values.
+
+import copyreg as _copyreg
+import inspect as _inspect
+
+
+def _record_fields(cls):
+    """The read-write properties of `cls`, without the deprecated aliases of renamed ones."""
+    fields = []
+    for name, member in _inspect.getmembers(cls):
+        if not isinstance(member, property) or member.fset is None:
+            continue
+        new = _naming.snake_name(name)
+        if new != name and isinstance(getattr(cls, new, None), property):
+            continue
+        fields.append(name)
+    return fields
+
+
+def _rebuild_record(cls, state):
+    if cls in _BUILT_FROM_FIELDS:
+        return cls(**dict(state))
+    record = cls()
+    for name, value in state:
+        setattr(record, name, value)
+    return record
+
+
+def _reduce_record(record):
+    cls = type(record)
+    return _rebuild_record, (cls, tuple((name, getattr(record, name))
+                                        for name in _record_fields(cls)))
+
+
+def _reduce_enum(value):
+    return type(value), (int(value),)
+
+
+_BUILT_FROM_FIELDS = set()
+
+
+def _picklable_types():
+    """The extension's record classes (default-constructible, with fields) and enumerations."""
+    records, enums = [], []
+    for name in __all__:
+        cls = globals()[name]
+        if not isinstance(cls, type):
+            continue
+        if hasattr(cls, "__members__"):
+            enums.append(cls)
+            continue
+        fields = _record_fields(cls)
+        if not fields:
+            continue
+        try:
+            cls()
+        except TypeError:
+            # Records without a default take their fields as the constructor's keywords.
+            doc = cls.__init__.__doc__ or ""
+            if not all(f" {name}: " in doc for name in fields):
+                continue
+            _BUILT_FROM_FIELDS.add(cls)
+        records.append(cls)
+    return records, enums
+
+
+PICKLED_RECORDS, PICKLED_ENUMS = _picklable_types()
+for _cls in PICKLED_RECORDS:
+    _copyreg.pickle(_cls, _reduce_record)
+for _cls in PICKLED_ENUMS:
+    _copyreg.pickle(_cls, _reduce_enum)
+del _cls

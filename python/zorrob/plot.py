@@ -1,4 +1,5 @@
-"""Pictures of joint paths and circular moves, drawn with matplotlib.
+"""Pictures of joint paths, circular moves, reach maps and base placements, drawn with
+matplotlib.
 
 Every function builds a new :class:`matplotlib.figure.Figure` on the Agg canvas (no pyplot
 state, so it works without a display and from several threads), returns it, and writes it as
@@ -12,7 +13,7 @@ from mpl_toolkits.mplot3d import Axes3D  # noqa: F401  (registers the 3D project
 
 from . import _zorrob
 
-__all__ = ["joints", "circle", "speed"]
+__all__ = ["joints", "circle", "speed", "reach_slice", "placement_map"]
 
 _LIMIT_COLOUR = "#d62728"
 _PATH_COLOUR = "#1f77b4"
@@ -249,3 +250,73 @@ def speed(report, *, title=None, path=None, dpi=100):
     figure.suptitle(title or f"Speed profile, cycle time {duration:.3f} s")
     return _finish(figure, path, dpi)
 
+_AXES = "xyz"
+
+
+def reach_slice(reach, *, axis="z", index=None, value="index", grid=None, title=None,
+                path=None, dpi=100):
+    """A slice of a reach map (a dict from zorrob.reach_map or zorrob.distributed.reach_map over
+    a whole box grid) as a heat map: `value` ("index", "reachable", "best_manipulability" or
+    "worst_manipulability") over the two other axes, at position `index` along `axis` (the
+    middle one by default). `grid` is (min x, min y, min z, step) in mm for labelled axes, as
+    the .npz files of `zorrob reach` hold it; grid indices otherwise."""
+    shape = tuple(reach["shape"])
+    if reach["begin"] != 0 or reach["end"] != int(np.prod(shape)):
+        raise ValueError("reach_slice needs the map of the whole grid")
+    if axis not in _AXES:
+        raise ValueError(f"axis must be one of x, y, z, got {axis!r}")
+    k = _AXES.index(axis)
+    index = shape[k] // 2 if index is None else index
+    if not 0 <= index < shape[k]:
+        raise ValueError(f"index {index} lies outside the {shape[k]} positions along {axis}")
+    cube = np.asarray(reach[value]).reshape(shape)
+    plane = np.take(cube, index, axis=k)
+    across = [a for a in range(3) if a != k]
+    extent = None
+    if grid is not None:
+        lo, step = np.asarray(grid[:3], dtype=float), float(grid[3])
+        extent = [lo[across[0]] - step / 2, lo[across[0]] + (shape[across[0]] - 0.5) * step,
+                  lo[across[1]] - step / 2, lo[across[1]] + (shape[across[1]] - 0.5) * step]
+    figure = _new_figure((6, 5))
+    ax = figure.add_subplot()
+    image = ax.imshow(plane.T, origin="lower", extent=extent, cmap="viridis", aspect="equal",
+                      interpolation="nearest")
+    figure.colorbar(image, ax=ax, label=value.replace("_", " "))
+    unit = " (mm)" if grid is not None else ""
+    ax.set_xlabel(_AXES[across[0]] + unit)
+    ax.set_ylabel(_AXES[across[1]] + unit)
+    where = (f"{axis} = {grid[k] + index * grid[3]:g} mm" if grid is not None
+             else f"{axis} index {index}")
+    ax.set_title(title or f"reach map, {where}")
+    return _finish(figure, path, dpi)
+
+
+def placement_map(ranking, *, score="share", title=None, path=None, dpi=100):
+    """The scores of candidate bases (the 'ranked' list of a placement call) over x and y: each
+    base a dot coloured by `score` ("share", "worst_manipulability", "events" or
+    "cycle_time"), the best of the bases at each x, y for bases that differ only in their turn,
+    and the first of the ranking ringed."""
+    if not ranking:
+        raise ValueError("placement_map needs at least one scored base")
+    better = {"share": max, "worst_manipulability": max, "events": min, "cycle_time": min}
+    if score not in better:
+        raise ValueError(f"score must be one of {', '.join(better)}, got {score!r}")
+    best_at = {}
+    for s in ranking:
+        key = (s["base"].pos.x, s["base"].pos.y)
+        best_at[key] = better[score](best_at.get(key, s[score]), s[score])
+    xy = np.array(list(best_at.keys()))
+    values = np.array(list(best_at.values()), dtype=float)
+    figure = _new_figure((6, 5))
+    ax = figure.add_subplot()
+    dots = ax.scatter(xy[:, 0], xy[:, 1], c=values, cmap="viridis", s=60)
+    figure.colorbar(dots, ax=ax, label=score.replace("_", " "))
+    top = ranking[0]["base"].pos
+    ax.scatter([top.x], [top.y], s=220, facecolors="none", edgecolors=_LIMIT_COLOUR,
+               linewidths=2, label="best")
+    ax.legend(loc="best")
+    ax.set_xlabel("x (mm)")
+    ax.set_ylabel("y (mm)")
+    ax.set_aspect("equal", adjustable="datalim")
+    ax.set_title(title or "base placement")
+    return _finish(figure, path, dpi)

@@ -57,4 +57,36 @@ inline constexpr const char* kUrdfNoLeaf = "URDF: no leaf link lies six moving j
 inline constexpr const char* kUrdfSeveralLeaves =
     "URDF: several leaf links lie six moving joints below root '";
 
+// ---- Reach maps and base placement (src/reach/).
+inline constexpr const char* kThreadCount = "thread count must be at most 256";
+inline constexpr const char* kReachStep = "reach grid step must be positive and finite";
+inline constexpr const char* kReachBounds =
+    "reach grid bounds must be finite, the maximum not below the minimum";
+inline constexpr const char* kReachPoints = "reach grid points must be finite";
+inline constexpr const char* kReachEmpty = "reach grid is empty";
+inline constexpr const char* kReachHuge = "reach grid has more than 1000000000000000 positions";
+inline constexpr const char* kSphereCounts =
+    "sphere orientations need at least one direction and one turn";
+inline constexpr const char* kSphereTooMany = "sphere orientations: too many";
+inline constexpr const char* kReachNoOrientation = "reach map needs at least one orientation";
+inline constexpr const char* kReachOrientation = "reach orientations must be finite and not zero";
+inline constexpr const char* kReachTool = "reach maps need a robot-held tool";
+inline constexpr const char* kReachRange = "reach map range lies outside the grid";
+inline constexpr const char* kReachCapStart = "reach map of ";
+inline constexpr const char* kReachCapEnd =
+    " queries exceeds the cap of 1000000000 (allow large maps to go beyond)";
+inline constexpr const char* kReachChunks =
+    "reach map chunks must be consecutive ranges of one grid";
+inline constexpr const char* kReachNoChunks = "no reach map chunks";
+inline constexpr const char* kBaseSteps = "base grid steps must be positive and finite";
+inline constexpr const char* kBaseBounds =
+    "base grid bounds must be finite, the maximum not below the minimum";
+inline constexpr const char* kBaseCapStart = "base grid of ";
+inline constexpr const char* kBaseCapEnd = " poses exceeds the cap of 1000000000";
+inline constexpr const char* kNoBases = "no candidate bases";
+inline constexpr const char* kPlacementRange = "placement range lies outside the candidates";
+inline constexpr const char* kPlacementCapStart = "placement of ";
+inline constexpr const char* kPlacementCapEnd =
+    " queries exceeds the cap of 1000000000 (allow large placements to go beyond)";
+
 }  // namespace zor::rob::detail::msg

@@ -76,6 +76,10 @@ GeometricJacobian RobotConfig::getBodyJacobian(const RobJoint& joints) const {
   return jac;
 }
 
+double RobotConfig::getManipulability(const RobJoint& joints) const {
+  return std::abs(getSpaceJacobian(joints).matrix.determinant());
+}
+
 Vec3 RobotConfig::getTcpVelocityInSpace(const Vec3& point, const RobJoint& joints,
                                         const JointSpeed& speeds) const {
   Vector6 rates;

@@ -322,7 +322,8 @@ struct BadLine {
 
 TEST(ZorrobUsage, EveryBadCommandLineGivesOneLineAndStatus2) {
   const std::string commands =
-      " (commands: fk, ik, jacobian, circle, tables, arm, audit, view; see zorrob --help)";
+      " (commands: fk, ik, jacobian, circle, tables, arm, audit, view, reach, place; see zorrob "
+      "--help)";
   const std::vector<BadLine> cases{
       {{"fk", "1", "2", "3"}, "zorrob fk: expected 6 joint values (J1 ... J6, degrees), got 3"},
       {{"fk", "1", "2", "3", "4", "5", "6", "7"},

@@ -95,3 +95,38 @@ def test_speed_profile_is_drawn_against_time(tmp_path):
     assert non_blank_share(path) > 0.02
     with pytest.raises(ValueError, match="keeps no samples"):
         zorrob.plot.speed(z.audit_program(z.default_arm(), z.RobJoint(0, 0, 0, 0, 30, 0), [j]))
+
+def test_reach_slice_is_a_heat_map_of_the_plane(arm, picture_dir):
+    reach = z.reach_map(arm, z.sphere_orientations(8, 2), box_min=(0, -900, 100),
+                        box_max=(1500, 900, 1500), step=300)
+    path = picture_dir / "reach_slice.png"
+    figure = zorrob.plot.reach_slice(reach, axis="y", grid=(0, -900, 100, 300), path=path, dpi=80)
+    image = figure.axes[0].images[0].get_array()
+    # The middle y plane (index 3): x across, z up.
+    np.testing.assert_array_equal(image, reach["index"].reshape(6, 7, 5)[:, 3, :].T)
+    assert figure.axes[0].get_title() == "reach map, y = 0 mm"
+    assert non_blank_share(path) > 0.05
+    with pytest.raises(ValueError, match="index 9 lies outside the 5 positions along z"):
+        zorrob.plot.reach_slice(reach, index=9)
+    part = z.reach_map(arm, z.sphere_orientations(2), box_min=(0, 0, 0), box_max=(300, 0, 0),
+                       step=300, end=1)
+    with pytest.raises(ValueError, match="reach_slice needs the map of the whole grid"):
+        zorrob.plot.reach_slice(part)
+
+
+def test_placement_map_colours_the_best_score_at_each_base(arm, picture_dir):
+    targets = [arm.get_rob_target(z.RobJoint(a, 20, -10, 0, 40, 0)).pose for a in (-30, 0, 30)]
+    bases = z.base_grid_poses(-600, 600, -600, 600, 300, 0, 90, 90)
+    ranking = z.rank_base_placements(arm, targets, bases)["ranked"]
+    path = picture_dir / "placement.png"
+    figure = zorrob.plot.placement_map(ranking, path=path, dpi=80)
+    colours = figure.axes[0].collections[0].get_array()
+    assert len(colours) == 25  # 5 x 5 positions, two turns each
+    best = {}
+    for s in ranking:
+        key = (s["base"].pos.x, s["base"].pos.y)
+        best[key] = max(best.get(key, 0.0), s["share"])
+    assert sorted(colours) == sorted(best.values())
+    assert non_blank_share(path) > 0.02
+    with pytest.raises(ValueError, match="score must be one of"):
+        zorrob.plot.placement_map(ranking, score="speed")

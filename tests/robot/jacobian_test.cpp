@@ -170,6 +170,72 @@ TEST(RobotConfigJacobian, ScrewWithoutDirectionThrows) {
 
 // ---- Velocity of a point ----
 
+// ---- Manipulability ----
+
+/// The point `p` carried by the first `n` joints, from the 4x4 reference matrices.
+EVec3 carried(const RobotConfig& robot, const RobJoint& j, std::size_t n, const Pos& p) {
+  Mat4 t = Mat4::Identity();
+  for (std::size_t i = 0; i < n; ++i)
+    t = t * test::jointMatrix(robot.jointAxes[i], robot.jointPoints[i], j.values[i]);
+  return (t * Eigen::Vector4d(p.x, p.y, p.z, 1.0)).head<3>();
+}
+
+// For an arm with a spherical wrist and joints 2 and 3 parallel, the Jacobian taken at the wrist
+// centre is block triangular (joints 4 to 6 do not move the wrist centre), and moving the
+// reference point is a transform of determinant 1. So |det J| is the product of:
+// - the wrist block |z4 · (z5 × z6)| = |sin θ5| (axis 5 square to axes 4 and 6);
+// - the arm block: joint 1 moves the wrist centre p at the speed ρ (its distance from the
+//   vertical axis 1) square to the arm's plane, joints 2 and 3 within that plane at
+//   ω × (p − q2) and ω × (p − q3), which span an area |(p − q2) × (p − q3)|.
+TEST(RobotConfigManipulability, DefaultArmIsTheProductOfArmAndWristBlocks) {
+  test::Random random;
+  const RobotConfig arm = DefaultArm();
+  for (int n = 0; n < 300; ++n) {
+    const RobJoint j = randomJoints(random, arm);
+    const EVec3 p = carried(arm, j, 3, arm.jointPoints[4]);
+    const EVec3 q2 = carried(arm, j, 1, arm.jointPoints[1]);
+    const EVec3 q3 = carried(arm, j, 2, arm.jointPoints[2]);
+    const double rho = std::hypot(p.x(), p.y());
+    const double expected =
+        rho * (p - q2).cross(p - q3).norm() * std::abs(std::sin(test::radians(j.values[4])));
+    EXPECT_NEAR(arm.getManipulability(j), expected, 1e-9 * expected + 1e-6) << j.toString();
+  }
+}
+
+TEST(RobotConfigManipulability, GeneralArmsMatchTheSquareRootOfTheGramDeterminant) {
+  test::Random random;
+  for (int a = 0; a < 20; ++a) {
+    const RobotConfig robot = test::randomArm(random);
+    for (int n = 0; n < 10; ++n) {
+      const RobJoint j = randomJoints(random, robot);
+      const Mat6 jac = numericSpaceJacobian(robot, j);
+      const double expected = std::sqrt((jac * jac.transpose()).determinant());
+      EXPECT_NEAR(robot.getManipulability(j), expected, 1e-5 * expected) << j.toString();
+    }
+  }
+}
+
+TEST(RobotConfigManipulability, BodyJacobianGivesTheSameValue) {
+  test::Random random;
+  const RobotConfig arm = DefaultArm();
+  for (int n = 0; n < 100; ++n) {
+    const RobJoint j = randomJoints(random, arm);
+    const double body = std::abs(arm.getBodyJacobian(j).matrix.determinant());
+    EXPECT_NEAR(arm.getManipulability(j), body, 1e-9 * body) << j.toString();
+  }
+}
+
+TEST(RobotConfigManipulability, VanishesAtEachSingularity) {
+  const RobotConfig arm = DefaultArm();
+  const double stretched = -arm.elbowOffset * 180.0 / test::kPi;
+  // Wrist: joint 5 at zero. Elbow: the forearm stretched (joint 3 at −elbowOffset).
+  const RobJoint wrist(10, 20, -30, 40, 0, 50);
+  const RobJoint elbow(10, 20, stretched, 40, 30, 50);
+  EXPECT_LT(arm.getManipulability(wrist), 1e-6);
+  EXPECT_LT(arm.getManipulability(elbow), 1e-3);
+  EXPECT_GT(arm.getManipulability(RobJoint(10, 20, -30, 40, 30, 50)), 1e4);
+}
+
 TEST(RobotConfigTcpVelocity, MatchesTheDerivativeOfThePointsPosition) {
   test::Random random;
   const RobotConfig arm = DefaultArm();

@@ -168,6 +168,13 @@ struct ZORROB_API RobotConfig {
   /// \returns the body Jacobian: column i is joint i's screw axis in the flange frame,
   /// Ad(e^−[B5]θ5 ⋯ e^−[Bi+1]θi+1) Bi. Needs computeScrewAxisInTcp().
   GeometricJacobian getBodyJacobian(const RobJoint& joints) const;
+  /// \returns the manipulability of the joints: sqrt(det(J Jᵀ)) of the space Jacobian J (its
+  /// columns angular part first, so in mm³ per radian⁶ with lengths in mm). For the square
+  /// Jacobian of a six-joint arm this is |det J|, which is how it is computed: the product
+  /// J Jᵀ would square the rounding and could go slightly negative next to a singularity. The
+  /// body Jacobian gives the same value (the adjoint that relates them has determinant 1). Zero
+  /// exactly where the arm is singular (up to rounding), never negative.
+  double getManipulability(const RobJoint& joints) const;
   /// \returns the velocity, in base coordinates, of the point `point` (base coordinates, mm)
   /// carried by the flange: v + ω × point for the spatial twist (ω, v) = J_s · speeds. The speeds
   /// are used as given (radians per unit time give mm per unit time).

@@ -1,0 +1,188 @@
+// zorrob reach: the reach map of the arm over a box of positions, written for numpy.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "cli_error.hpp"
+#include "commands.hpp"
+#include "npy_file.hpp"
+#include "parse.hpp"
+#include "progress_line.hpp"
+#include "zor/rob/reach.hpp"
+
+namespace zor::rob::cli {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// The command line of `zorrob reach`, as given.
+struct ReachArgs {
+  std::vector<std::string> min{};
+  std::vector<std::string> max{};
+  std::string step{};
+  std::string directions{"50"};
+  std::string turns{"4"};
+  std::string threads{"0"};
+  std::vector<std::string> tool{};
+  std::string out{};
+  bool matrix{false};
+  bool allowLarge{false};
+};
+
+constexpr int kMaxCount = 1'000'000;
+
+bool endsWith(const std::string& text, const std::string& suffix) {
+  return text.size() >= suffix.size() &&
+         text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+Pos pointOf(const std::vector<std::string>& texts, const std::string& option) {
+  const std::vector<double> v = parseNumbers(texts, {option + " X", option + " Y", option + " Z"},
+                                             "numbers after " + option + " (X Y Z, mm)");
+  return {v[0], v[1], v[2]};
+}
+
+ToolData toolOf(const std::vector<std::string>& texts) {
+  const std::vector<double> v = parseNumbers(
+      texts,
+      {"--tool X", "--tool Y", "--tool Z", "--tool Q1", "--tool Q2", "--tool Q3", "--tool Q4"},
+      "numbers after --tool (X Y Z in mm, Q1 Q2 Q3 Q4)");
+  return ToolData(true, Pose({v[0], v[1], v[2]}, {v[3], v[4], v[5], v[6]}), LoadData{});
+}
+
+void writeBinary(const std::string& path, const std::string& bytes) {
+  std::ofstream file(path, std::ios::binary);
+  if (!(file << bytes) || !file.flush())
+    throw InputError("output file '" + path + "' cannot be written");
+}
+
+/// The arrays of the .npz file: per position shaped as the grid, the orientations as rows of
+/// quaternions, the grid as its minimum corner and step, and optionally the matrix.
+std::vector<NpyArray> mapArrays(const ReachMap& map, const ReachBox& box,
+                                const std::vector<Orient>& orientations) {
+  const std::vector<std::size_t> shape(map.shape.begin(), map.shape.end());
+  std::vector<NpyArray> arrays{
+      MakeNpyArray("reachable", map.reachable, shape), MakeNpyArray("index", map.index, shape),
+      MakeNpyArray("best_manipulability", map.bestManipulability, shape),
+      MakeNpyArray("worst_manipulability", map.worstManipulability, shape)};
+  std::vector<double> q;
+  for (const Orient& o : orientations)
+    q.insert(q.end(), {o.q1, o.q2, o.q3, o.q4});
+  arrays.push_back(MakeNpyArray("orientations", q, {orientations.size(), 4}));
+  arrays.push_back(
+      MakeNpyArray("grid", std::vector<double>{box.min.x, box.min.y, box.min.z, box.step}, {4}));
+  if (!map.matrix.empty()) {
+    std::vector<std::size_t> matrixShape = shape;
+    matrixShape.push_back(orientations.size());
+    arrays.push_back(MakeNpyArray("matrix", map.matrix, matrixShape));
+  }
+  return arrays;
+}
+
+Report summary(const ReachMap& map, const std::string& path, unsigned threads) {
+  const auto reachable = static_cast<std::size_t>(
+      std::count_if(map.reachable.begin(), map.reachable.end(), [](auto r) { return r > 0; }));
+  const auto full =
+      static_cast<std::size_t>(std::count(map.reachable.begin(), map.reachable.end(),
+                                          static_cast<std::uint32_t>(map.orientationCount)));
+  double sum = 0.0;
+  for (const double i : map.index)
+    sum += i;
+  const double best =
+      map.bestManipulability.empty()
+          ? 0.0
+          : *std::max_element(map.bestManipulability.begin(), map.bestManipulability.end());
+  Report out;
+  out.json = {{"file", path},
+              {"shape", map.shape},
+              {"positions", map.size()},
+              {"orientations", map.orientationCount},
+              {"queries", map.size() * map.orientationCount},
+              {"reachablePositions", reachable},
+              {"fullyReachablePositions", full},
+              {"meanIndex", sum / static_cast<double>(map.size())},
+              {"bestManipulability", best},
+              {"threads", threads}};
+  Fields f;
+  f.add("file", path);
+  f.add("grid", std::to_string(map.shape[0]) + " x " + std::to_string(map.shape[1]) + " x " +
+                    std::to_string(map.shape[2]) + " positions");
+  f.add("orientations", std::to_string(map.orientationCount));
+  f.add("queries", std::to_string(map.size() * map.orientationCount));
+  f.add("reachable", std::to_string(reachable) + " positions (" + std::to_string(full) +
+                         " in every orientation)");
+  f.add("mean index", fixed(sum / static_cast<double>(map.size()), kUnitDecimals));
+  f.add("best manipulability", fixed(best, kLengthDecimals));
+  out.text = f.render();
+  return out;
+}
+
+Report runReach(const Arm& arm, const ReachArgs& a) {
+  if (!endsWith(a.out, ".npy") && !endsWith(a.out, ".npz"))
+    throw UsageError("--out must name a .npy or .npz file, got '" + a.out + "'");
+  const ReachBox box{pointOf(a.min, "--min"), pointOf(a.max, "--max"),
+                     parseNumber(a.step, "--step")};
+  const std::vector<Orient> orientations = SphereOrientations(
+      static_cast<std::size_t>(parseWholeNumber(a.directions, 1, kMaxCount, "--directions")),
+      static_cast<std::size_t>(parseWholeNumber(a.turns, 1, kMaxCount, "--turns")));
+  ReachOptions options;
+  options.threads = static_cast<unsigned>(
+      parseWholeNumber(a.threads, 0, static_cast<int>(kMaxReachThreads), "--threads"));
+  if (!a.tool.empty())
+    options.tool = toolOf(a.tool);
+  options.keepMatrix = a.matrix;
+  options.allowLarge = a.allowLarge;
+  ProgressLine line("reach");
+  options.progress = line.callback();
+  const ReachMap map = ComputeReachMap(arm.config, ReachGrid{box}, orientations, options);
+  if (endsWith(a.out, ".npy"))
+    writeBinary(a.out,
+                NpyBytes(MakeNpyArray("index", map.index, {map.shape.begin(), map.shape.end()})));
+  else
+    writeBinary(a.out, NpzBytes(mapArrays(map, box, orientations)));
+  return summary(map, a.out, options.threads);
+}
+
+}  // namespace
+
+CommandHook AddReachCommand(CLI::App& app) {
+  auto args = std::make_shared<ReachArgs>();
+  CLI::App* reach = app.add_subcommand("reach", "the reach map of the arm over a box");
+  reach->footer(
+      "Counts, at every position of the box (min to max by step, mm), the tool orientations in\n"
+      "which the arm reaches it inside its joint limits: N tool-axis directions spread evenly\n"
+      "over the sphere (--directions) times M turns about each (--turns). Writes the\n"
+      "reachability index (reached / orientations) to a .npy file, or to a .npz file the\n"
+      "arrays reachable, index, best_manipulability, worst_manipulability (each shaped nx, ny,\n"
+      "nz with z fastest), orientations, grid (min x, y, z and step) and with --matrix the\n"
+      "solution count of every position and orientation. Prints a summary (--json for JSON).\n"
+      "A progress line is drawn on standard error when it is a terminal.\n\n"
+      "Example: zorrob reach --min 0 -1000 0 --max 1500 1000 1500 --step 100 --out map.npz");
+  reach->add_option("--min", args->min, "the box's lower corner X Y Z (mm)")
+      ->type_name("X Y Z")
+      ->expected(1, CLI::detail::expected_max_vector_size)
+      ->required();
+  reach->add_option("--max", args->max, "the box's upper corner X Y Z (mm)")
+      ->type_name("X Y Z")
+      ->expected(1, CLI::detail::expected_max_vector_size)
+      ->required();
+  reach->add_option("--step", args->step, "the grid step (mm)")->type_name("MM")->required();
+  reach->add_option("--directions", args->directions, "tool-axis directions (default 50)")
+      ->type_name("N");
+  reach->add_option("--turns", args->turns, "turns about each axis (default 4)")->type_name("M");
+  reach->add_option("--tool", args->tool, "the tool frame X Y Z Q1 Q2 Q3 Q4 in the flange")
+      ->type_name("NUM")
+      ->expected(1, CLI::detail::expected_max_vector_size);
+  reach->add_option("--threads", args->threads, "threads, 0 for one per processor (default 0)")
+      ->type_name("N");
+  reach->add_option("--out", args->out, "the output file")->type_name("FILE.npz")->required();
+  reach->add_flag("--matrix", args->matrix, "also write the position x orientation matrix");
+  reach->add_flag("--allow-large", args->allowLarge, "accept maps of more than 1000000000 queries");
+  return {reach, true,
+          [args](const std::function<Arm()>& loadArm) { return runReach(loadArm(), *args); }};
+}
+
+}  // namespace zor::rob::cli
