@@ -79,7 +79,13 @@ struct Mat3 {
 /// \returns the rotation matrix of the quaternion (w, x, y, z) of any nonzero length: the
 /// rotation it stands for, exactly orthogonal up to rounding even when it is not normalised.
 inline Mat3 rotationMatrix(double w, double x, double y, double z) {
-  const double s = 2.0 / (w * w + x * x + y * y + z * z);
+  const double sq = w * w + x * x + y * y + z * z;
+  if (std::isinf(sq)) [[unlikely]] {
+    // Finite components whose squares overflow: the rotation's own rule rescales them first.
+    const Rotation unit(w, x, y, z);
+    return rotationMatrix(unit.w, unit.x, unit.y, unit.z);
+  }
+  const double s = 2.0 / sq;
   const double xs = x * s;
   const double ys = y * s;
   const double zs = z * s;

@@ -15,9 +15,12 @@ Eigen::Matrix3d Vector3ToSkewSymmetric(const Vec3& w) {
 
 Transform Transform::FromPose(const Pose& pose) {
   const Orient& o = pose.orient;
-  // The rotation's rule for a zero record throws; the division is then exact for any length.
-  (void)Rotation(o.q1, o.q2, o.q3, o.q4);
+  // The rotation's rule for a zero record throws; the division is then exact for any length
+  // whose square is finite, and the rule rescales the others.
+  const Rotation unit(o.q1, o.q2, o.q3, o.q4);
   const double n = std::sqrt(o.q1 * o.q1 + o.q2 * o.q2 + o.q3 * o.q3 + o.q4 * o.q4);
+  if (std::isinf(n))
+    return {unit, pose.pos.toVec3()};
   return {Rotation::raw(o.q2 / n, o.q3 / n, o.q4 / n, o.q1 / n), pose.pos.toVec3()};
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
@@ -269,6 +270,29 @@ Pose movedFromAxisTwo(const RobotConfig& arm, const RobJoint& j, double distance
   Pose pose = poseOf(arm, j);
   pose.pos = pose.pos + out;
   return pose;
+}
+
+TEST(InverseKinematicsPose, AQuaternionWhoseSquaredNormOverflowsIsItsRotation) {
+  // Any finite, non-zero multiple of the orientation record stands for the same rotation, also
+  // where the sum of its squares overflows.
+  const RobotConfig arm = DefaultArm();
+  const RobJoint j(10, 20, -30, 40, 50, 60);
+  const Pose pose = arm.getRobTarget(j).pose;
+  const TargetConfiguration unit = arm.getAllJointSolutions(pose);
+  ASSERT_GE(findSolution(unit, j, test::kJointAccuracy), 0);
+  for (const double scale : {1e300, std::numeric_limits<double>::max() / 2.0}) {
+    SCOPED_TRACE(scale);
+    Pose scaled = pose;
+    scaled.orient = {pose.orient.q1 * scale, pose.orient.q2 * scale, pose.orient.q3 * scale,
+                     pose.orient.q4 * scale};
+    const TargetConfiguration all = arm.getAllJointSolutions(scaled);
+    ASSERT_EQ(all.size(), unit.size());
+    EXPECT_TRUE(allSolutionsValid(arm, all, pose));
+    EXPECT_GE(findSolution(all, j, test::kJointAccuracy), 0);
+    const JointSolution nearest = arm.findNearestJointSolution(scaled, j);
+    ASSERT_TRUE(nearest.found());
+    EXPECT_LT(jointDistance(nearest.joints, j), test::kJointAccuracy);
+  }
 }
 
 TEST(InverseKinematicsReach, JustInsideTheReachIsFound) {

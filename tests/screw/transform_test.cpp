@@ -399,6 +399,16 @@ TEST(TransformFromPose, DividesTheRecordByItsLength) {
   EXPECT_EQ(identity.translation, (Vec3{-4, 5, -6}));
 }
 
+TEST(TransformFromPose, ARecordWhoseSquaresOverflowIsItsRotation) {
+  // (3, 0, 4, 0) · 1e300 scaled by its largest component is (0.75, 0, 1, 0), of length 1.25.
+  const Transform t = Transform::FromPose(Pose({1, 2, 3}, {3e300, 0, 4e300, 0}));
+  EXPECT_EQ(t.rotation.w, 0.6);
+  EXPECT_EQ(t.rotation.x, 0.0);
+  EXPECT_EQ(t.rotation.y, 0.8);
+  EXPECT_EQ(t.rotation.z, 0.0);
+  EXPECT_EQ(t.translation, (Vec3{1, 2, 3}));
+}
+
 TEST(TransformFromPose, ZeroRecordThrows) {
   EXPECT_THROW_MSG(Transform::FromPose(Pose({1, 2, 3}, {0, 0, 0, 0})), std::logic_error,
                    "normalize quaternion of 0 magnitude");
