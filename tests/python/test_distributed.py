@@ -10,11 +10,8 @@ import pytest
 
 import zorrob
 
-if os.environ.get("ZORROB_SANITIZED"):
-    pytest.skip("the cluster tests run in the Release build only", allow_module_level=True)
-
-distributed = pytest.importorskip("dask.distributed")
-from zorrob import distributed as zd  # noqa: E402
+from dask import distributed
+from zorrob import distributed as zd
 
 BOX = dict(box_min=(0, -900, 100), box_max=(1500, 900, 1500), step=300)
 
