@@ -6,6 +6,7 @@
 #include "zor/rob/angles.hpp"
 #include "zor/rob/arm_import.hpp"
 #include "zor/rob/audit.hpp"
+#include "zor/rob/batch.hpp"
 #include "zor/rob/circle.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/ik_results.hpp"

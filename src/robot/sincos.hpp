@@ -47,37 +47,45 @@ inline constexpr double kRoundingShift = 6755399441055744.0;  // 1.5 · 2^52
 inline constexpr double kP1 = 0x1.921fb544p+0;
 inline constexpr double kP2 = 0x1.0b4611a626331p-34;
 
-/// Sine and cosine of both lanes of `x`, each |x| ≤ kMaxInlineSinCosArgument. Always inlined:
-/// as a call, its vectors would pass through memory.
-[[gnu::always_inline]] inline void sinCos2(Double2 x, Double2& s, Double2& c) {
+/// Sine and cosine of every lane of `x`, each |x| ≤ kMaxInlineSinCosArgument: Double is a vector
+/// of doubles and Bits the vector of 64-bit unsigned integers of as many lanes. Each lane's result
+/// is the same whatever the lane count. Always inlined: as a call, its vectors would pass through
+/// memory.
+template <typename Double, typename Bits>
+[[gnu::always_inline]] inline void sinCosLanes(Double x, Double& s, Double& c) {
   // shifted = 1.5·2^52 + k: its lowest mantissa bits hold k mod 4 (2^51 is a multiple of 4).
-  const Double2 shifted = x * kTwoOverPi + kRoundingShift;
-  const Double2 k = shifted - kRoundingShift;
-  const Double2 r = (x - k * kP1) - k * kP2;
-  const Double2 z = r * r;
-  const Double2 z2 = z * z;
-  const Double2 z4 = z2 * z2;
+  const Double shifted = x * kTwoOverPi + kRoundingShift;
+  const Double k = shifted - kRoundingShift;
+  const Double r = (x - k * kP1) - k * kP2;
+  const Double z = r * r;
+  const Double z2 = z * z;
+  const Double z4 = z2 * z2;
   // Taylor coefficients ±1/n!.
-  const Double2 sinPoly =
+  const Double sinPoly =
       ((-1.0 / 6.0 + z * (1.0 / 120.0)) + z2 * (-1.0 / 5040.0 + z * (1.0 / 362880.0))) +
       z4 * ((-1.0 / 39916800.0 + z * (1.0 / 6227020800.0)) +
             z2 * (-1.0 / 1307674368000.0 + z * (1.0 / 355687428096000.0)));
-  const Double2 sinR = r + r * z * sinPoly;
-  const Double2 cosPoly =
+  const Double sinR = r + r * z * sinPoly;
+  const Double cosPoly =
       ((1.0 / 24.0 + z * (-1.0 / 720.0)) + z2 * (1.0 / 40320.0 + z * (-1.0 / 3628800.0))) +
       z4 * ((1.0 / 479001600.0 + z * (-1.0 / 87178291200.0)) + z2 * (1.0 / 20922789888000.0));
-  const Double2 halfZ = 0.5 * z;
-  const Double2 w = 1.0 - halfZ;
-  const Double2 cosR = w + (((1.0 - w) - halfZ) + z2 * cosPoly);
+  const Double halfZ = 0.5 * z;
+  const Double w = 1.0 - halfZ;
+  const Double cosR = w + (((1.0 - w) - halfZ) + z2 * cosPoly);
   // x = r + q·π/2: (sin, cos) = (s, c), (c, −s), (−s, −c), (−c, s) for q = k mod 4 = 0, 1, 2, 3:
   // swap the two where q is odd, flip the sine's sign bit where q is 2 or 3 and the cosine's
   // where q is 1 or 2.
-  const Bits2 q = std::bit_cast<Bits2>(shifted);
-  const Bits2 swap = -(q & 1U);
-  const Bits2 sinBits = std::bit_cast<Bits2>(sinR);
-  const Bits2 cosBits = std::bit_cast<Bits2>(cosR);
-  s = std::bit_cast<Double2>(((sinBits & ~swap) | (cosBits & swap)) ^ ((q & 2U) << 62U));
-  c = std::bit_cast<Double2>(((cosBits & ~swap) | (sinBits & swap)) ^ (((q + 1U) & 2U) << 62U));
+  const Bits q = std::bit_cast<Bits>(shifted);
+  const Bits swap = -(q & 1U);
+  const Bits sinBits = std::bit_cast<Bits>(sinR);
+  const Bits cosBits = std::bit_cast<Bits>(cosR);
+  s = std::bit_cast<Double>(((sinBits & ~swap) | (cosBits & swap)) ^ ((q & 2U) << 62U));
+  c = std::bit_cast<Double>(((cosBits & ~swap) | (sinBits & swap)) ^ (((q + 1U) & 2U) << 62U));
+}
+
+/// sinCosLanes of two lanes.
+[[gnu::always_inline]] inline void sinCos2(Double2 x, Double2& s, Double2& c) {
+  sinCosLanes<Double2, Bits2>(x, s, c);
 }
 
 }  // namespace sincos_impl

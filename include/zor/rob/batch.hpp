@@ -1,0 +1,53 @@
+#pragma once
+
+// Batches: the forward kinematics, robot targets, Jacobians and manipulability of many joint
+// vectors in one call. Several vectors are computed at once in the processor's vector lanes
+// (two doubles per register on every x86-64 and AArch64 processor, four on x86-64 processors
+// with AVX2, chosen at run time), optionally on several threads.
+//
+// Every result is bit for bit what the scalar call gives for the same joints on the same build
+// (getWristPoseInBase, getRobTarget, getSpaceJacobian, getBodyJacobian, getManipulability),
+// whatever the lane count and the thread count: the lanes repeat the scalar operations in their
+// order. Joints the lanes do not take (angles beyond about 1.1·10^7 degrees, infinite or NaN,
+// arms whose axes are not unit vectors) go through the scalar call itself.
+//
+// `threads`: 1 runs on the calling thread, 0 on one thread per processor; at most 256.
+//
+// The outputs are spans the caller owns; nothing is allocated per element. Each call throws
+// std::invalid_argument "<call>: <n> joint vectors but <m> outputs" when the sizes differ, and
+// "thread count must be at most 256" above that cap.
+
+#include <span>
+
+#include "zor/rob/export.hpp"
+#include "zor/rob/joints.hpp"
+#include "zor/rob/robot_config.hpp"
+#include "zor/rob/rotation.hpp"
+#include "zor/rob/screw.hpp"
+#include "zor/rob/targets.hpp"
+
+namespace zor::rob {
+
+/// poses[i] = robot.getWristPoseInBase(joints[i]): the flange pose, position and quaternion.
+ZORROB_API void FlangePoses(const RobotConfig& robot, std::span<const RobJoint> joints,
+                            std::span<Transform> poses, unsigned threads = 1);
+
+/// targets[i] = robot.getRobTarget(joints[i]): the flange pose as a robot target with its
+/// configuration.
+ZORROB_API void RobTargets(const RobotConfig& robot, std::span<const RobJoint> joints,
+                           std::span<RobTarget> targets, unsigned threads = 1);
+
+/// jacobians[i] = robot.getSpaceJacobian(joints[i]).
+ZORROB_API void SpaceJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
+                               std::span<GeometricJacobian> jacobians, unsigned threads = 1);
+
+/// jacobians[i] = robot.getBodyJacobian(joints[i]).
+ZORROB_API void BodyJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
+                              std::span<GeometricJacobian> jacobians, unsigned threads = 1);
+
+/// values[i] = robot.getManipulability(joints[i]): sqrt(det(J Jᵀ)) = |det J| of the space
+/// Jacobian.
+ZORROB_API void Manipulabilities(const RobotConfig& robot, std::span<const RobJoint> joints,
+                                 std::span<double> values, unsigned threads = 1);
+
+}  // namespace zor::rob

@@ -1,0 +1,138 @@
+#include "zor/rob/batch.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <string>
+
+#include "batch/kernels.hpp"
+#include "detail/parallel.hpp"
+#include "detail/throwers.hpp"
+#include "robot/joint_solution_conf.hpp"
+
+namespace zor::rob {
+
+namespace {
+
+/// Elements per block of the work split over threads: large enough that taking a block costs
+/// nothing next to computing it.
+constexpr std::size_t kThreadBlock = 4096;
+/// Elements per step of the calls that go through a buffer on the stack.
+constexpr std::size_t kBufferSize = 64;
+
+bool processorHasAvx2() {
+#if defined(__x86_64__)
+  static const bool has = __builtin_cpu_supports("avx2");
+  return has;
+#else
+  return false;
+#endif
+}
+
+void checkSizes(const char* call, std::size_t joints, std::size_t outputs) {
+  if (joints != outputs)
+    detail::throwInvalidArgument(std::string(call) + ": " + std::to_string(joints) +
+                                 " joint vectors but " + std::to_string(outputs) + " outputs");
+}
+
+/// Runs `work(first, last)` over [0, total) on `threads` threads (0: one per processor).
+template <typename Work>
+void runSplit(std::size_t total, unsigned threads, const Work& work) {
+  const unsigned count = detail::ResolveThreadCount(threads);
+  if (count == 1 || total <= kThreadBlock) {
+    work(std::size_t{0}, total);
+    return;
+  }
+  detail::RunBlocks(total, kThreadBlock, count, {},
+                    [&work](std::size_t first, std::size_t last, unsigned) { work(first, last); });
+}
+
+void flangePoses(const RobotConfig& robot, std::span<const RobJoint> joints,
+                 std::span<Transform> poses, std::span<detail::HalfAngleSinCos> joint1) {
+  if (processorHasAvx2())
+    detail::flangePosesAvx2(robot, joints, poses, joint1);
+  else
+    detail::flangePosesBaseline(robot, joints, poses, joint1);
+}
+
+void spaceJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
+                    std::span<GeometricJacobian> out) {
+  if (processorHasAvx2())
+    detail::spaceJacobiansAvx2(robot, joints, out);
+  else
+    detail::spaceJacobiansBaseline(robot, joints, out);
+}
+
+void bodyJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
+                   std::span<GeometricJacobian> out) {
+  if (processorHasAvx2())
+    detail::bodyJacobiansAvx2(robot, joints, out);
+  else
+    detail::bodyJacobiansBaseline(robot, joints, out);
+}
+
+}  // namespace
+
+void FlangePoses(const RobotConfig& robot, std::span<const RobJoint> joints,
+                 std::span<Transform> poses, unsigned threads) {
+  checkSizes("FlangePoses", joints.size(), poses.size());
+  runSplit(joints.size(), threads, [&](std::size_t first, std::size_t last) {
+    flangePoses(robot, joints.subspan(first, last - first), poses.subspan(first, last - first), {});
+  });
+}
+
+void RobTargets(const RobotConfig& robot, std::span<const RobJoint> joints,
+                std::span<RobTarget> targets, unsigned threads) {
+  checkSizes("RobTargets", joints.size(), targets.size());
+  runSplit(joints.size(), threads, [&](std::size_t first, std::size_t last) {
+    std::array<Transform, kBufferSize> flange;
+    std::array<detail::HalfAngleSinCos, kBufferSize> joint1;
+    for (std::size_t i = first; i < last; i += kBufferSize) {
+      const std::size_t n = std::min(kBufferSize, last - i);
+      flangePoses(robot, joints.subspan(i, n), std::span(flange).first(n),
+                  std::span(joint1).first(n));
+      // As getRobTarget does with the flange pose of each.
+      for (std::size_t k = 0; k < n; ++k) {
+        RobTarget& target = targets[i + k];
+        target = RobTarget(flange[k].toPose());
+        target.robConf = detail::confFromFlangePose(joints[i + k], robot, flange[k], joint1[k]);
+      }
+    }
+  });
+}
+
+void SpaceJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
+                    std::span<GeometricJacobian> jacobians, unsigned threads) {
+  checkSizes("SpaceJacobians", joints.size(), jacobians.size());
+  runSplit(joints.size(), threads, [&](std::size_t first, std::size_t last) {
+    spaceJacobians(robot, joints.subspan(first, last - first),
+                   jacobians.subspan(first, last - first));
+  });
+}
+
+void BodyJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
+                   std::span<GeometricJacobian> jacobians, unsigned threads) {
+  checkSizes("BodyJacobians", joints.size(), jacobians.size());
+  runSplit(joints.size(), threads, [&](std::size_t first, std::size_t last) {
+    bodyJacobians(robot, joints.subspan(first, last - first),
+                  jacobians.subspan(first, last - first));
+  });
+}
+
+void Manipulabilities(const RobotConfig& robot, std::span<const RobJoint> joints,
+                      std::span<double> values, unsigned threads) {
+  checkSizes("Manipulabilities", joints.size(), values.size());
+  runSplit(joints.size(), threads, [&](std::size_t first, std::size_t last) {
+    std::array<GeometricJacobian, kBufferSize> jacobians;
+    for (std::size_t i = first; i < last; i += kBufferSize) {
+      const std::size_t n = std::min(kBufferSize, last - i);
+      spaceJacobians(robot, joints.subspan(i, n), std::span(jacobians).first(n));
+      // As getManipulability does, in this build's instruction set.
+      for (std::size_t k = 0; k < n; ++k)
+        values[i + k] = std::abs(jacobians[k].matrix.determinant());
+    }
+  });
+}
+
+}  // namespace zor::rob

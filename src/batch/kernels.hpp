@@ -1,0 +1,40 @@
+#pragma once
+
+// The lane kernels of the batch calls, in two builds: the baseline (two doubles per vector
+// register, every x86-64 and AArch64 processor) and AVX2 (four), chosen at run time by
+// batch.cpp. Each writes exactly what the scalar call writes for every element: the lanes repeat
+// its operations in its order, and the AVX2 build has no fused multiply-add to contract them
+// differently. Elements the lanes do not cover (the tail of the batch, angles beyond the inline
+// sine/cosine range or not finite, axes that are not unit vectors) take the scalar call itself.
+
+#include <span>
+
+#include "robot/arm_kinematics.hpp"
+#include "zor/rob/joints.hpp"
+#include "zor/rob/robot_config.hpp"
+#include "zor/rob/rotation.hpp"
+#include "zor/rob/screw.hpp"
+
+namespace zor::rob::detail {
+
+/// poses[i] = the flange pose of joints[i] (getWristPoseInBase), and joint1[i] the sine and
+/// cosine of half of its joint 1 unless `joint1` is empty. The spans have equal sizes (not
+/// checked).
+void flangePosesBaseline(const RobotConfig& robot, std::span<const RobJoint> joints,
+                         std::span<Transform> poses, std::span<HalfAngleSinCos> joint1);
+void flangePosesAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
+                     std::span<Transform> poses, std::span<HalfAngleSinCos> joint1);
+
+/// out[i] = robot.getSpaceJacobian(joints[i]); equal sizes (not checked).
+void spaceJacobiansBaseline(const RobotConfig& robot, std::span<const RobJoint> joints,
+                            std::span<GeometricJacobian> out);
+void spaceJacobiansAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
+                        std::span<GeometricJacobian> out);
+
+/// out[i] = robot.getBodyJacobian(joints[i]); equal sizes (not checked).
+void bodyJacobiansBaseline(const RobotConfig& robot, std::span<const RobJoint> joints,
+                           std::span<GeometricJacobian> out);
+void bodyJacobiansAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
+                       std::span<GeometricJacobian> out);
+
+}  // namespace zor::rob::detail
