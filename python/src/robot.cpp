@@ -2,9 +2,14 @@
 // singularities, limits and configurations, the solution lists, and the numpy batches that run
 // whole arrays of joint vectors without the GIL.
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <span>
 #include <string>
 
 #include "bindings.hpp"
+#include "zor/rob/batch.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob::python {
@@ -26,6 +31,20 @@ unsigned int checkedJoint(unsigned int i) {
   return i;
 }
 
+/// Joint vectors per step of the batches: the rows are copied into joint vectors and the results
+/// out of the library's types through buffers of this size, so memory stays bounded however many
+/// rows there are.
+constexpr py::ssize_t kBatchStep = 256;
+
+/// Fills `buffer` with the `n` joint vectors of the rows at `q`; \returns them as a span.
+std::span<const RobJoint> jointsOf(const double* q, py::ssize_t n,
+                                   std::array<RobJoint, kBatchStep>& buffer) {
+  const auto count = static_cast<std::size_t>(n);
+  for (std::size_t k = 0; k < count; ++k)
+    buffer[k] = jointsAt(q + 6 * k);
+  return std::span<const RobJoint>(buffer).first(count);
+}
+
 py::tuple forwardKinematics(const RobotConfig& robot, const py::handle& joints) {
   const auto in = rowsOf(joints, 6, "joints");
   const py::ssize_t n = in.shape(0);
@@ -38,21 +57,29 @@ py::tuple forwardKinematics(const RobotConfig& robot, const py::handle& joints) 
   const RobotConfig arm = robot;
   {
     py::gil_scoped_release release;
-    for (py::ssize_t k = 0; k < n; ++k, q += 6, p += 3, o += 4) {
-      const Transform t = arm.getWristPoseInBase(jointsAt(q));
-      p[0] = t.translation.x;
-      p[1] = t.translation.y;
-      p[2] = t.translation.z;
-      o[0] = t.rotation.w;
-      o[1] = t.rotation.x;
-      o[2] = t.rotation.y;
-      o[3] = t.rotation.z;
+    std::array<RobJoint, kBatchStep> buffer;
+    std::array<Transform, kBatchStep> poses;
+    for (py::ssize_t first = 0; first < n; first += kBatchStep) {
+      const py::ssize_t count = std::min(kBatchStep, n - first);
+      const std::span<const RobJoint> step = jointsOf(q + 6 * first, count, buffer);
+      FlangePoses(arm, step, std::span(poses).first(step.size()));
+      for (std::size_t k = 0; k < step.size(); ++k, p += 3, o += 4) {
+        const Transform& t = poses[k];
+        p[0] = t.translation.x;
+        p[1] = t.translation.y;
+        p[2] = t.translation.z;
+        o[0] = t.rotation.w;
+        o[1] = t.rotation.x;
+        o[2] = t.rotation.y;
+        o[3] = t.rotation.z;
+      }
     }
   }
   return py::make_tuple(positions, quaternions);
 }
 
-template <GeometricJacobian (RobotConfig::*Jacobian)(const RobJoint&) const>
+template <void (*Batch)(const RobotConfig&, std::span<const RobJoint>, std::span<GeometricJacobian>,
+                        unsigned)>
 py::array_t<double> jacobians(const RobotConfig& robot, const py::handle& joints) {
   const auto in = rowsOf(joints, 6, "joints");
   const py::ssize_t n = in.shape(0);
@@ -62,8 +89,15 @@ py::array_t<double> jacobians(const RobotConfig& robot, const py::handle& joints
   const RobotConfig arm = robot;
   {
     py::gil_scoped_release release;
-    for (py::ssize_t k = 0; k < n; ++k, q += 6, j += 36)
-      copyJacobianRows((arm.*Jacobian)(jointsAt(q)), j);
+    std::array<RobJoint, kBatchStep> buffer;
+    std::array<GeometricJacobian, kBatchStep> results;
+    for (py::ssize_t first = 0; first < n; first += kBatchStep) {
+      const py::ssize_t count = std::min(kBatchStep, n - first);
+      const std::span<const RobJoint> step = jointsOf(q + 6 * first, count, buffer);
+      Batch(arm, step, std::span(results).first(step.size()), 1);
+      for (std::size_t k = 0; k < step.size(); ++k, j += 36)
+        copyJacobianRows(results[k], j);
+    }
   }
   return out;
 }
@@ -237,10 +271,10 @@ void bindRobot(py::module_& m) {
                         "quaternions (N, 4) scalar first, w x y z). ") +
             kJointsBatchDoc)
                .c_str())
-      .def("space_jacobians", &jacobians<&RobotConfig::getSpaceJacobian>, py::arg("joints"),
+      .def("space_jacobians", &jacobians<&SpaceJacobians>, py::arg("joints"),
            (std::string("Batch of get_space_jacobian: an (N, 6, 6) array. ") + kJointsBatchDoc)
                .c_str())
-      .def("body_jacobians", &jacobians<&RobotConfig::getBodyJacobian>, py::arg("joints"),
+      .def("body_jacobians", &jacobians<&BodyJacobians>, py::arg("joints"),
            (std::string("Batch of get_body_jacobian: an (N, 6, 6) array. ") + kJointsBatchDoc)
                .c_str())
       .def("configurations", &configurations, py::arg("joints"),

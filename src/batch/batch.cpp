@@ -124,7 +124,9 @@ void Manipulabilities(const RobotConfig& robot, std::span<const RobJoint> joints
                       std::span<double> values, unsigned threads) {
   checkSizes("Manipulabilities", joints.size(), values.size());
   runSplit(joints.size(), threads, [&](std::size_t first, std::size_t last) {
-    std::array<GeometricJacobian, kBufferSize> jacobians;
+    // One buffer per thread, made once: zeroing 64 Jacobians would cost more than a call on a
+    // few joint vectors (the reach map's solutions of one pose).
+    thread_local std::array<GeometricJacobian, kBufferSize> jacobians;
     for (std::size_t i = first; i < last; i += kBufferSize) {
       const std::size_t n = std::min(kBufferSize, last - i);
       spaceJacobians(robot, joints.subspan(i, n), std::span(jacobians).first(n));

@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 #include "ik/lanes.hpp"
 #include "robot/sincos.hpp"
@@ -11,6 +12,8 @@
 namespace zor::rob::detail {
 
 namespace {
+
+constexpr unsigned long long kSignBit = 0x8000000000000000ULL;
 
 /// A 3-vector per lane; the operations are those of Vec3, term for term.
 template <typename V>
@@ -105,27 +108,39 @@ struct JointLanes {
   std::array<bool, W> inRange{};
 };
 
+/// joints[l].values[k] in lane l, l = 0 … W − 1.
+template <typename V, std::size_t... L>
+[[gnu::always_inline]] inline V gatherJoint(const RobJoint* joints, std::size_t k,
+                                            std::index_sequence<L...>) {
+  return V{joints[L].values[k]...};
+}
+
 /// Loads joints[0 … W − 1] as θ = sign · joint (radians) and the sines and cosines of θ / 2.
 template <std::size_t W>
 [[gnu::always_inline]] inline JointLanes<W> loadJoints(const RobJoint* joints, double sign) {
   using V = typename Lanes<W>::Double;
   using B = typename Lanes<W>::Bits;
+  using M = typename Lanes<W>::Mask;
   JointLanes<W> j;
   std::array<V, 6> half{};
-  for (std::size_t l = 0; l < W; ++l) {
-    bool inRange = true;
-    for (std::size_t k = 0; k < 6; ++k) {
-      j.theta[k][l] = sign * DegToRad(joints[l].values[k]);
-      half[k][l] = j.theta[k][l] * 0.5;
-      inRange = inRange & (std::abs(half[k][l]) <= kMaxInlineSinCosArgument);
-    }
-    j.inRange[l] = inRange;
-    // Lanes to be recomputed by the scalar call still go through the lanes: keep them finite.
-    if (!inRange) {
-      for (std::size_t k = 0; k < 6; ++k)
-        half[k][l] = 0.0;
-    }
+  M inRange = M{} - 1;
+#pragma GCC unroll 6
+  for (std::size_t k = 0; k < 6; ++k) {
+    const V degrees = gatherJoint<V>(joints, k, std::make_index_sequence<W>{});
+    // DegToRad's operations.
+    j.theta[k] = sign * (degrees * kPi / 180.0);
+    half[k] = j.theta[k] * 0.5;
+    const V magnitude = std::bit_cast<V>(std::bit_cast<B>(half[k]) & ~kSignBit);
+    inRange &= magnitude <= kMaxInlineSinCosArgument;
   }
+  // Lanes to be recomputed by the scalar call still go through the lanes: keep them finite.
+  if (any(~inRange)) [[unlikely]] {
+#pragma GCC unroll 6
+    for (std::size_t k = 0; k < 6; ++k)
+      half[k] = select(inRange, half[k], V{});
+  }
+  for (std::size_t l = 0; l < W; ++l)
+    j.inRange[l] = inRange[l] != 0;
 #pragma GCC unroll 6
   for (std::size_t k = 0; k < 6; ++k)
     sincos_impl::sinCosLanes<V, B>(half[k], j.sh[k], j.ch[k]);

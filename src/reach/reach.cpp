@@ -7,6 +7,7 @@
 #include "detail/messages.hpp"
 #include "detail/parallel.hpp"
 #include "detail/throwers.hpp"
+#include "zor/rob/batch.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/rotation.hpp"
 
@@ -78,10 +79,20 @@ bool sameButJointSix(const TargetConfiguration& solutions, std::size_t s, std::s
   return std::equal(a.begin(), a.begin() + 5, b.begin());
 }
 
+/// The working lists of one thread, kept across positions so that they allocate only while
+/// they grow.
+struct ReachScratch {
+  TargetConfiguration solutions;
+  /// The solutions whose manipulability is taken, and their manipulability.
+  std::vector<RobJoint> joints;
+  std::vector<double> manipulability;
+};
+
 /// The entries of one position: `cell` indexes the map's arrays.
 void reachPosition(const RobotConfig& robot, const Pos& position,
                    std::span<const Orient> orientations, const ReachOptions& options, ReachMap& map,
-                   std::size_t cell, TargetConfiguration& solutions) {
+                   std::size_t cell, ReachScratch& scratch) {
+  TargetConfiguration& solutions = scratch.solutions;
   static const WObjData kBaseFrame{};
   std::uint32_t reachable = 0;
   double best = 0.0;
@@ -91,17 +102,23 @@ void reachPosition(const RobotConfig& robot, const Pos& position,
         FlangePoseOfTarget(Pose(position, orientations[o]), options.tool, kBaseFrame);
     robot.findAllJointSolutions(flange, nullptr, solutions);
     std::size_t count = 0;
-    double manipulability = 0.0;
     std::size_t previous = kNone;
+    scratch.joints.clear();
     for (std::size_t s = 0; s < solutions.size(); ++s) {
       if (!counts(solutions, s, options.configurations))
         continue;
       ++count;
       if (options.manipulability && !sameButJointSix(solutions, s, previous)) {
-        manipulability = std::max(manipulability, robot.getManipulability(solutions.joints[s]));
+        scratch.joints.push_back(solutions.joints[s]);
         previous = s;
       }
     }
+    // The largest of them, in the batch's vector lanes.
+    scratch.manipulability.resize(scratch.joints.size());
+    Manipulabilities(robot, scratch.joints, scratch.manipulability);
+    double manipulability = 0.0;
+    for (const double m : scratch.manipulability)
+      manipulability = std::max(manipulability, m);
     if (!map.matrix.empty())
       map.matrix[cell * orientations.size() + o] =
           static_cast<std::uint8_t>(std::min<std::size_t>(count, 255));
@@ -202,7 +219,7 @@ ReachMap ComputeReachMap(const RobotConfig& robot, const ReachGrid& grid,
   if (options.keepMatrix)
     map.matrix.assign(n * orientations.size(), 0);
 
-  std::vector<TargetConfiguration> scratch(threads);
+  std::vector<ReachScratch> scratch(threads);
   const std::size_t block = std::max<std::size_t>(1, kQueriesPerBlock / orientations.size());
   map.cancelled =
       !detail::RunBlocks(n, block, threads, options.progress,
