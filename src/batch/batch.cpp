@@ -20,6 +20,7 @@ namespace {
 constexpr std::size_t kThreadBlock = 4096;
 /// Elements per step of the calls that go through a buffer on the stack.
 constexpr std::size_t kBufferSize = 64;
+constexpr std::size_t kJacobianBufferSize = 8;
 
 bool processorHasAvx2() {
 #if defined(__x86_64__)
@@ -124,11 +125,11 @@ void Manipulabilities(const RobotConfig& robot, std::span<const RobJoint> joints
                       std::span<double> values, unsigned threads) {
   checkSizes("Manipulabilities", joints.size(), values.size());
   runSplit(joints.size(), threads, [&](std::size_t first, std::size_t last) {
-    // One buffer per thread, made once: zeroing 64 Jacobians would cost more than a call on a
-    // few joint vectors (the reach map's solutions of one pose).
-    thread_local std::array<GeometricJacobian, kBufferSize> jacobians;
-    for (std::size_t i = first; i < last; i += kBufferSize) {
-      const std::size_t n = std::min(kBufferSize, last - i);
+    // A short buffer: the Jacobians are zeroed as they are made, and the reach map calls this
+    // on the few solutions of one pose.
+    std::array<GeometricJacobian, kJacobianBufferSize> jacobians;
+    for (std::size_t i = first; i < last; i += kJacobianBufferSize) {
+      const std::size_t n = std::min(kJacobianBufferSize, last - i);
       spaceJacobians(robot, joints.subspan(i, n), std::span(jacobians).first(n));
       // As getManipulability does, in this build's instruction set.
       for (std::size_t k = 0; k < n; ++k)
