@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <string>
+#include <utility>
 
 #include "batch/kernels.hpp"
 #include "detail/parallel.hpp"
@@ -49,28 +50,37 @@ void runSplit(std::size_t total, unsigned threads, const Work& work) {
                     [&work](std::size_t first, std::size_t last, unsigned) { work(first, last); });
 }
 
+/// Runs the AVX2 build of a kernel where the processor has AVX2, the baseline build elsewhere.
+template <typename Kernel, typename... Args>
+void runKernel(Kernel baseline, Kernel avx2, Args&&... args) {
+  if (processorHasAvx2())
+    avx2(std::forward<Args>(args)...);
+  else
+    baseline(std::forward<Args>(args)...);
+}
+
 void flangePoses(const RobotConfig& robot, std::span<const RobJoint> joints,
                  std::span<Transform> poses, std::span<detail::HalfAngleSinCos> joint1) {
-  if (processorHasAvx2())
-    detail::flangePosesAvx2(robot, joints, poses, joint1);
-  else
-    detail::flangePosesBaseline(robot, joints, poses, joint1);
+  runKernel(detail::flangePosesBaseline, detail::flangePosesAvx2, robot, joints, poses, joint1);
 }
 
 void spaceJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
                     std::span<GeometricJacobian> out) {
-  if (processorHasAvx2())
-    detail::spaceJacobiansAvx2(robot, joints, out);
-  else
-    detail::spaceJacobiansBaseline(robot, joints, out);
+  runKernel(detail::spaceJacobiansBaseline, detail::spaceJacobiansAvx2, robot, joints, out);
 }
 
-void bodyJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
-                   std::span<GeometricJacobian> out) {
-  if (processorHasAvx2())
-    detail::bodyJacobiansAvx2(robot, joints, out);
-  else
-    detail::bodyJacobiansBaseline(robot, joints, out);
+using JacobiansKernel = void (*)(const RobotConfig&, std::span<const RobJoint>,
+                                 std::span<GeometricJacobian>);
+
+/// SpaceJacobians and BodyJacobians, by the builds of their kernel.
+void jacobiansCall(const char* call, JacobiansKernel baseline, JacobiansKernel avx2,
+                   const RobotConfig& robot, std::span<const RobJoint> joints,
+                   std::span<GeometricJacobian> jacobians, unsigned threads) {
+  checkSizes(call, joints.size(), jacobians.size());
+  runSplit(joints.size(), threads, [&](std::size_t first, std::size_t last) {
+    runKernel(baseline, avx2, robot, joints.subspan(first, last - first),
+              jacobians.subspan(first, last - first));
+  });
 }
 
 }  // namespace
@@ -105,20 +115,14 @@ void RobTargets(const RobotConfig& robot, std::span<const RobJoint> joints,
 
 void SpaceJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
                     std::span<GeometricJacobian> jacobians, unsigned threads) {
-  checkSizes("SpaceJacobians", joints.size(), jacobians.size());
-  runSplit(joints.size(), threads, [&](std::size_t first, std::size_t last) {
-    spaceJacobians(robot, joints.subspan(first, last - first),
-                   jacobians.subspan(first, last - first));
-  });
+  jacobiansCall("SpaceJacobians", detail::spaceJacobiansBaseline, detail::spaceJacobiansAvx2, robot,
+                joints, jacobians, threads);
 }
 
 void BodyJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
                    std::span<GeometricJacobian> jacobians, unsigned threads) {
-  checkSizes("BodyJacobians", joints.size(), jacobians.size());
-  runSplit(joints.size(), threads, [&](std::size_t first, std::size_t last) {
-    bodyJacobians(robot, joints.subspan(first, last - first),
-                  jacobians.subspan(first, last - first));
-  });
+  jacobiansCall("BodyJacobians", detail::bodyJacobiansBaseline, detail::bodyJacobiansAvx2, robot,
+                joints, jacobians, threads);
 }
 
 void Manipulabilities(const RobotConfig& robot, std::span<const RobJoint> joints,

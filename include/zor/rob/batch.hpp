@@ -8,8 +8,10 @@
 // Every result is bit for bit what the scalar call gives for the same joints on the same build
 // (getWristPoseInBase, getRobTarget, getSpaceJacobian, getBodyJacobian, getManipulability),
 // whatever the lane count and the thread count: the lanes repeat the scalar operations in their
-// order. Joints the lanes do not take (angles beyond about 1.1·10^7 degrees, infinite or NaN,
-// arms whose axes are not unit vectors) go through the scalar call itself.
+// order, and no build fuses a multiplication and an addition. (A library built with flags that let
+// the compiler fuse them in the scalar calls, such as -march=native, may differ in the last bits.)
+// Joints the lanes do not take (angles beyond about 1.1·10^7 degrees, infinite or NaN, arms whose
+// axes are not unit vectors) go through the scalar call itself.
 //
 // `threads`: 1 runs on the calling thread, 0 on one thread per processor; at most 256.
 //
