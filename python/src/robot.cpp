@@ -34,7 +34,7 @@ unsigned int checkedJoint(unsigned int i) {
 /// Joint vectors per step of the batches: the rows are copied into joint vectors and the results
 /// out of the library's types through buffers of this size, so memory stays bounded however many
 /// rows there are.
-constexpr py::ssize_t kBatchStep = 256;
+constexpr py::ssize_t kBatchStep = 64;
 
 /// Fills `buffer` with the `n` joint vectors of the rows at `q`; \returns them as a span.
 std::span<const RobJoint> jointsOf(const double* q, py::ssize_t n,
