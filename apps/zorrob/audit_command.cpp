@@ -1,7 +1,9 @@
 // zorrob audit: follows a program file through its arm and reports what would stop it.
 #include <cstddef>
 #include <fstream>
+#include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -143,13 +145,30 @@ void writeFile(const std::string& path, const std::string& content) {
 
 }  // namespace
 
+void applyStep(AuditOptions& options, const std::optional<double>& stepMm) {
+  if (!stepMm)
+    return;
+  if (*stepMm > AuditOptions::kMaxStepMm)
+    throw UsageError("--step must be at most 10 (mm): coarser steps cannot locate events, got '" +
+                     shortestNumber(*stepMm) + "'");
+  options.stepMm = *stepMm;
+}
+
+AuditReport auditProgram(const Program& program) {
+  try {
+    return AuditProgram(program.arm.config, program.start, program.moves, program.options);
+  } catch (const std::invalid_argument& e) {
+    // The library names the move and the field; the file goes in front, as the reader does it.
+    throw InputError("program file '" + program.source + "': " + e.what());
+  }
+}
+
 Report runAudit(const AuditRequest& request) {
   return runAudit(LoadProgram(request.programPath), request);
 }
 
 Report runAudit(Program program, const AuditRequest& request) {
-  if (request.stepMm)
-    program.options.stepMm = *request.stepMm;
+  applyStep(program.options, request.stepMm);
   program.options.keepSamples =
       request.samplesPath.has_value() || request.jsonSamples || request.htmlPath.has_value();
   AuditReport report;
@@ -157,7 +176,7 @@ Report runAudit(Program program, const AuditRequest& request) {
     ProgressLine line("audit");
     if (request.showProgress)
       program.options.progress = line.callback();
-    report = AuditProgram(program.arm.config, program.start, program.moves, program.options);
+    report = auditProgram(program);
   }
   if (request.samplesPath)
     writeFile(*request.samplesPath, samplesCsv(report));

@@ -132,6 +132,13 @@ Report runView(const ViewRequest& request);
 /// InputError "page file 'PATH' cannot be written".
 std::string writeProgramPage(const std::string& path, const Program& program,
                              const AuditReport& report);
+/// The audit of `program`. Throws InputError "program file 'PATH': " followed by the library's
+/// message (which names the move and the field) for inputs the audit rejects.
+AuditReport auditProgram(const Program& program);
+/// Sets the sampling step of --step when given. Throws UsageError past
+/// AuditOptions::kMaxStepMm.
+void applyStep(AuditOptions& options, const std::optional<double>& stepMm);
+
 /// The audit of a program already read (request.programPath unused): the same report.
 Report runAudit(Program program, const AuditRequest& request);
 
