@@ -113,35 +113,55 @@ std::string percent(double share) {
   return fixed(100.0 * share, kShareDecimals);
 }
 
-/// One CSV line per sample, numbers in shortest round-trip form.
-std::string samplesCsv(const AuditReport& report) {
-  std::string out =
-      "move,corner,fraction,arc_mm,x,y,z,q1,q2,q3,q4,j1,j2,j3,j4,j5,j6,cf1,cf4,cf6,cfx,"
-      "singularity,reachable\n";
-  for (const AuditSample& s : report.samples) {
-    std::vector<std::string> cells{std::to_string(s.moveIndex), s.corner ? "1" : "0"};
-    for (const double v : {s.fraction, s.arcLength, s.tcp.pos.x, s.tcp.pos.y, s.tcp.pos.z,
-                           s.tcp.orient.q1, s.tcp.orient.q2, s.tcp.orient.q3, s.tcp.orient.q4})
-      cells.push_back(shortestNumber(v));
-    for (const double v : s.joints.values)
-      cells.push_back(shortestNumber(v));
-    for (const int c : {s.conf.cf1, s.conf.cf4, s.conf.cf6, s.conf.cfx})
-      cells.push_back(std::to_string(c));
-    cells.push_back(streamText(s.singularity));
-    cells.push_back(s.reachable ? "1" : "0");
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      out += cells[i];
-      out += i + 1 < cells.size() ? ',' : '\n';
-    }
+constexpr const char* kSamplesHeader =
+    "move,corner,fraction,arc_mm,x,y,z,q1,q2,q3,q4,j1,j2,j3,j4,j5,j6,cf1,cf4,cf6,cfx,"
+    "singularity,reachable\n";
+
+/// The CSV line of a sample, numbers in shortest round-trip form.
+std::string sampleLine(const AuditSample& s) {
+  std::vector<std::string> cells{std::to_string(s.moveIndex), s.corner ? "1" : "0"};
+  for (const double v : {s.fraction, s.arcLength, s.tcp.pos.x, s.tcp.pos.y, s.tcp.pos.z,
+                         s.tcp.orient.q1, s.tcp.orient.q2, s.tcp.orient.q3, s.tcp.orient.q4})
+    cells.push_back(shortestNumber(v));
+  for (const double v : s.joints.values)
+    cells.push_back(shortestNumber(v));
+  for (const int c : {s.conf.cf1, s.conf.cf4, s.conf.cf6, s.conf.cfx})
+    cells.push_back(std::to_string(c));
+  cells.push_back(streamText(s.singularity));
+  cells.push_back(s.reachable ? "1" : "0");
+  std::string out;
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    out += cells[i];
+    out += i + 1 < cells.size() ? ',' : '\n';
   }
   return out;
 }
 
-void writeFile(const std::string& path, const std::string& content) {
-  std::ofstream file(path, std::ios::binary);
-  if (!(file << content) || !file.flush())
-    throw InputError("samples file '" + path + "' cannot be written");
-}
+/// The samples file, written as the audit hands the samples over, so that none is held.
+class SamplesFile {
+ public:
+  explicit SamplesFile(std::string path) : path_(std::move(path)), file_(path_, std::ios::binary) {
+    file_ << kSamplesHeader;
+    check();
+  }
+  void write(const AuditSample& s) {
+    file_ << sampleLine(s);
+    check();
+  }
+  void close() {
+    file_.flush();
+    check();
+  }
+
+ private:
+  void check() const {
+    if (!file_)
+      throw InputError("samples file '" + path_ + "' cannot be written");
+  }
+
+  std::string path_;
+  std::ofstream file_;
+};
 
 }  // namespace
 
@@ -171,6 +191,18 @@ Report runAudit(Program program, const AuditRequest& request) {
   applyStep(program.options, request.stepMm);
   program.options.keepSamples =
       request.samplesPath.has_value() || request.jsonSamples || request.htmlPath.has_value();
+  // The samples stream to their file; they are held only for the JSON report or the page.
+  std::optional<SamplesFile> samples;
+  std::vector<AuditSample> held;
+  const bool hold = request.jsonSamples || request.htmlPath.has_value();
+  if (request.samplesPath) {
+    samples.emplace(*request.samplesPath);
+    program.options.sampleSink = [&samples, &held, hold](const AuditSample& s) {
+      samples->write(s);
+      if (hold)
+        held.push_back(s);
+    };
+  }
   AuditReport report;
   {
     ProgressLine line("audit");
@@ -178,8 +210,10 @@ Report runAudit(Program program, const AuditRequest& request) {
       program.options.progress = line.callback();
     report = auditProgram(program);
   }
-  if (request.samplesPath)
-    writeFile(*request.samplesPath, samplesCsv(report));
+  if (samples) {
+    samples->close();
+    report.samples = std::move(held);
+  }
   if (request.htmlPath)
     writeProgramPage(*request.htmlPath, program, report);
 

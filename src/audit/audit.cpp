@@ -64,11 +64,14 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
     }
     auditMove(k, moves);
     // A stop point (or the end of a path that cannot go on) ends the path being timed.
-    if (!blendedStart_)
+    if (!blendedStart_) {
       finishRun();
+      handOverSamples();
+    }
   }
   // A cancelled audit may leave a path open: it is timed to rest where its sampling stopped.
   finishRun();
+  handOverSamples();
   for (MoveAudit& m : report_.moves) {
     // In path order: the move's own path first, then the corner after it.
     std::stable_sort(m.events.begin(), m.events.end(),
@@ -279,6 +282,14 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
   } else {
     joints_ = audit.endJoints;
   }
+}
+
+void Auditor::handOverSamples() {
+  if (!options_.sampleSink)
+    return;
+  for (const AuditSample& s : report_.samples)
+    options_.sampleSink(s);
+  report_.samples.clear();
 }
 
 std::size_t Auditor::intervals(std::size_t index, bool corner, double length,

@@ -169,6 +169,8 @@ class Auditor {
   // Timing.
   /// Times the path sampled since the last stop point and closes it.
   void finishRun();
+  /// Hands the kept samples, all timed, to the sample sink when there is one.
+  void handOverSamples();
   void timeJointMove(std::size_t index, const RobJoint& from, const RobJoint& target,
                      std::size_t firstSample);
   void addSpeedReduced(const std::vector<PointTiming>& timing);

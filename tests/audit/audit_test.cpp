@@ -579,6 +579,42 @@ TEST(Audit, ZoneBeforeAPureReorientationShrinksToNothing) {
   EXPECT_TRUE(Kinds(r.moves[2]).empty()) << Describe(r);
 }
 
+TEST(Audit, SampleSinkReceivesTheSamplesTheReportWouldHold) {
+  // A stop point, a joint move and two blended lines: every way a sample is timed.
+  const ConfData conf(0, 0, 0, 1);
+  const std::vector<ProgramMove> moves{
+      Joint({800, 0, 800}, kForward, conf),
+      Line({900, 0, 800}, kForward, conf, SpeedData::v500, ZoneData::z10),
+      Line({900, 0, 900}, kForward, conf), AbsJ(RobJoint(10, 0, 0, 0, 30, 0))};
+  AuditOptions options;
+  options.keepSamples = true;
+  const AuditReport held = Audit(moves, options);
+  std::vector<AuditSample> streamed;
+  options.sampleSink = [&streamed](const AuditSample& s) { streamed.push_back(s); };
+  const AuditReport r = Audit(moves, options);
+  EXPECT_TRUE(r.samples.empty());
+  EXPECT_EQ(r.duration, held.duration);
+  ASSERT_EQ(streamed.size(), held.samples.size());
+  ASSERT_GT(streamed.size(), 300u);
+  for (std::size_t i = 0; i < streamed.size(); ++i) {
+    const AuditSample& a = streamed[i];
+    const AuditSample& b = held.samples[i];
+    ASSERT_EQ(a.moveIndex, b.moveIndex) << i;
+    EXPECT_EQ(a.corner, b.corner) << i;
+    EXPECT_EQ(a.fraction, b.fraction) << i;
+    EXPECT_EQ(a.joints, b.joints) << i;
+    EXPECT_EQ(a.time, b.time) << i;
+    EXPECT_EQ(a.tcpSpeed, b.tcpSpeed) << i;
+    EXPECT_EQ(a.jointAccelerations, b.jointAccelerations) << i;
+    EXPECT_EQ(a.limit, b.limit) << i;
+  }
+  // Without keepSamples there is nothing to hand over.
+  options.keepSamples = false;
+  streamed.clear();
+  Audit(moves, options);
+  EXPECT_TRUE(streamed.empty());
+}
+
 TEST(Audit, EventKindsHaveTheirText) {
   const std::vector<std::pair<AuditEventKind, std::string>> texts{
       {AuditEventKind::unreachableTarget, "unreachable target"},

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <iosfwd>
 #include <span>
 #include <variant>
@@ -68,6 +69,8 @@ ZORROB_API std::ostream& operator<<(std::ostream& os, TimingLimit limit);
 /// shrunk" or "speed reduced"; for any other value writes nothing and sets the stream's failbit.
 ZORROB_API std::ostream& operator<<(std::ostream& os, AuditEventKind kind);
 
+struct AuditSample;
+
 /// What the audit checks and how finely.
 struct ZORROB_API AuditOptions {
   /// The coarsest steps allowed (mm, degrees). The jump threshold is a joint step per sample
@@ -108,6 +111,12 @@ struct ZORROB_API AuditOptions {
   double maxTcpAcceleration{5000.0};
   /// Keep every sample in the report (for plotting).
   bool keepSamples{false};
+  /// With keepSamples, receives every sample in program order, with its timing, instead of
+  /// AuditReport::samples (which then stays empty): a program's samples can be streamed to a
+  /// file without being held. A sample is handed over once the path it lies on is timed, at
+  /// the latest at the next stop point, so only the samples since the last stop point are held.
+  /// An exception it throws leaves the audit.
+  std::function<void(const AuditSample&)> sampleSink{};
   /// Told the fraction of the moves audited before each move; returning false cancels the
   /// audit, which then returns the moves audited so far in a report marked partial.
   ProgressCallback progress{};
@@ -208,7 +217,8 @@ struct ZORROB_API MoveAudit {
 /// The audit of a program.
 struct ZORROB_API AuditReport {
   std::vector<MoveAudit> moves{};
-  /// Every sample in program order when AuditOptions::keepSamples is set; empty otherwise.
+  /// Every sample in program order when AuditOptions::keepSamples is set and no sampleSink
+  /// takes them; empty otherwise.
   std::vector<AuditSample> samples{};
   /// The cycle time: the sum of the moves' durations (seconds).
   double duration{0.0};
