@@ -163,6 +163,59 @@ class SamplesFile {
   std::ofstream file_;
 };
 
+/// The report as text: the head, the table of moves and, when there are any, the events.
+std::string reportText(const Program& program, const AuditReport& report) {
+  Fields head;
+  head.add("program", program.source);
+  head.add("arm", program.arm.name + " (" + program.arm.source + ")");
+  head.add("moves", std::to_string(report.moves.size()));
+  head.add("cycle time", fixed(report.duration, kLengthDecimals) + " s");
+  head.add("events", report.clean() ? "none" : std::to_string(report.eventCount()));
+  std::string text = head.render();
+
+  Table moves({Align::Right, Align::Left, Align::Left, Align::Right, Align::Right, Align::Right,
+               Align::Right, Align::Right, Align::Right});
+  moves.addRow({"#", "move", "reached", "time (s)", "speed (%)", "length (mm)", "turn (deg)",
+                "zone (mm)", "events"});
+  Table events(
+      {Align::Right, Align::Left, Align::Left, Align::Left, Align::Left, Align::Left, Align::Left});
+  events.addRow({"move", "event", "on", "fraction", "arc length (mm)", "joint", "speed (%)"});
+  for (std::size_t i = 0; i < report.moves.size(); ++i) {
+    const MoveAudit& m = report.moves[i];
+    moves.addRow({std::to_string(i), moveTypeName(m.type), m.reached ? "yes" : "no",
+                  fixed(m.duration, kLengthDecimals), percent(m.lowestSpeedShare),
+                  fixed(m.pathLength, kLengthDecimals), fixed(m.orientationChange, kLengthDecimals),
+                  fixed(m.zoneDistance, kLengthDecimals), std::to_string(m.events.size())});
+    for (const AuditEvent& e : m.events)
+      events.addRow({std::to_string(i), streamText(e.kind), placeOf(e),
+                     range(e.startFraction, e.endFraction, kUnitDecimals),
+                     range(e.startArcLength, e.endArcLength, kLengthDecimals),
+                     e.joint == 0 ? "-" : std::to_string(e.joint),
+                     e.kind == AuditEventKind::speedReduced ? percent(e.speedShare) : "-"});
+  }
+  text += "\n" + moves.render("  ");
+  if (!report.clean())
+    text += "\nevents\n" + events.render("  ");
+  return text;
+}
+
+/// The report as one JSON document (without the samples).
+Json reportJson(const Program& program, const AuditReport& report) {
+  Json movesJson = Json::array();
+  Json eventsJson = Json::array();
+  for (std::size_t i = 0; i < report.moves.size(); ++i) {
+    movesJson.push_back(moveJson(i, report.moves[i]));
+    for (const AuditEvent& e : report.moves[i].events)
+      eventsJson.push_back(eventJson(e));
+  }
+  return {{"program", program.source},
+          {"arm", {{"name", program.arm.name}, {"source", program.arm.source}}},
+          {"duration", report.duration},
+          {"clean", report.clean()},
+          {"moves", std::move(movesJson)},
+          {"events", std::move(eventsJson)}};
+}
+
 }  // namespace
 
 void applyStep(AuditOptions& options, const std::optional<double>& stepMm) {
@@ -219,51 +272,14 @@ Report runAudit(Program program, const AuditRequest& request) {
 
   Report out;
   out.status = report.clean() ? 0 : kExitEvents;
-  Fields head;
-  head.add("program", program.source);
-  head.add("arm", program.arm.name + " (" + program.arm.source + ")");
-  head.add("moves", std::to_string(report.moves.size()));
-  head.add("cycle time", fixed(report.duration, kLengthDecimals) + " s");
-  head.add("events", report.clean() ? "none" : std::to_string(report.eventCount()));
-  out.text = head.render();
-
-  Table moves({Align::Right, Align::Left, Align::Left, Align::Right, Align::Right, Align::Right,
-               Align::Right, Align::Right, Align::Right});
-  moves.addRow({"#", "move", "reached", "time (s)", "speed (%)", "length (mm)", "turn (deg)",
-                "zone (mm)", "events"});
-  Json movesJson = Json::array();
-  Json eventsJson = Json::array();
-  Table events(
-      {Align::Right, Align::Left, Align::Left, Align::Left, Align::Left, Align::Left, Align::Left});
-  events.addRow({"move", "event", "on", "fraction", "arc length (mm)", "joint", "speed (%)"});
-  for (std::size_t i = 0; i < report.moves.size(); ++i) {
-    const MoveAudit& m = report.moves[i];
-    moves.addRow({std::to_string(i), moveTypeName(m.type), m.reached ? "yes" : "no",
-                  fixed(m.duration, kLengthDecimals), percent(m.lowestSpeedShare),
-                  fixed(m.pathLength, kLengthDecimals), fixed(m.orientationChange, kLengthDecimals),
-                  fixed(m.zoneDistance, kLengthDecimals), std::to_string(m.events.size())});
-    movesJson.push_back(moveJson(i, m));
-    for (const AuditEvent& e : m.events) {
-      events.addRow({std::to_string(i), streamText(e.kind), placeOf(e),
-                     range(e.startFraction, e.endFraction, kUnitDecimals),
-                     range(e.startArcLength, e.endArcLength, kLengthDecimals),
-                     e.joint == 0 ? "-" : std::to_string(e.joint),
-                     e.kind == AuditEventKind::speedReduced ? percent(e.speedShare) : "-"});
-      eventsJson.push_back(eventJson(e));
-    }
+  // Only the forms asked for: for a million moves each is a large document.
+  if (request.text)
+    out.text = reportText(program, report);
+  if (request.json) {
+    out.json = reportJson(program, report);
+    if (request.jsonSamples)
+      out.json["samples"] = timedSamplesJson(report);
   }
-  out.text += "\n" + moves.render("  ");
-  if (!report.clean())
-    out.text += "\nevents\n" + events.render("  ");
-
-  out.json = {{"program", program.source},
-              {"arm", {{"name", program.arm.name}, {"source", program.arm.source}}},
-              {"duration", report.duration},
-              {"clean", report.clean()},
-              {"moves", std::move(movesJson)},
-              {"events", std::move(eventsJson)}};
-  if (request.jsonSamples)
-    out.json["samples"] = timedSamplesJson(report);
   return out;
 }
 

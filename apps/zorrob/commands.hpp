@@ -100,6 +100,9 @@ struct AuditRequest {
   std::optional<std::string> htmlPath{};
   /// Show the audit's progress on a terminal (see progress_line.hpp); off for --json.
   bool showProgress{false};
+  /// The forms of the report to build: for a million moves each is a large document.
+  bool text{true};
+  bool json{true};
 };
 
 /// The audit of a program file: a table of its moves (reached, time, path, events) and the
