@@ -238,8 +238,10 @@ void bindAudit(py::module_& m) {
   m.def("audit_program", &auditProgram, py::arg("robot"), py::arg("start"), py::arg("moves"),
         py::arg("options") = AuditOptions{}, py::arg("progress") = py::none(),
         "Audits a program (a list of MoveJ, MoveL, MoveC and MoveAbsJ) run on the arm from "
-        "the start joints; returns an AuditReport. ValueError for options, start joints or "
-        "speeds that are not positive and finite. Runs without the GIL. progress: a callable "
+        "the start joints; returns an AuditReport. Its inputs are checked first, as the tool "
+        "checks them: ValueError naming the field, e.g. \"move 1: 'zone.tcp' must not be "
+        "negative\" (see AuditProgram in zor/rob/audit.hpp). Runs without the GIL. progress: a "
+        "callable "
         "given the fraction of the moves audited (0 first, in order, 1 last), called with the "
         "GIL; returning False cancels the audit, which returns the moves audited so far with "
         "partial set; an exception it raises leaves the audit, and so does Ctrl-C "

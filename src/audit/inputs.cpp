@@ -14,7 +14,8 @@ namespace zor::rob::audit {
 
 namespace {
 
-[[noreturn]] void fail(const std::string& where, const std::string& field, const char* what) {
+[[noreturn]] void fail(const std::string& where, const std::string& field,
+                       const std::string& what) {
   detail::throwInvalidArgument(where + "'" + field + "' " + what);
 }
 
@@ -62,12 +63,22 @@ void checkStart(const RobotConfig& robot, const RobJoint& start) {
   for (std::size_t i = 0; i < 6; ++i)
     if (!std::isfinite(start.values[i]))
       fail("", item("start", i), "must be a finite number");
-  if (const std::optional<std::size_t> joint = robot.firstJointOutsideLimits(start))
-    fail("", item("start", *joint),
-         ("is outside the joint limits: " + detail::shortest(start.values[*joint]) + " not in " +
-          detail::shortest(robot.jointMin[*joint]) + " .. " +
-          detail::shortest(robot.jointMax[*joint]))
-             .c_str());
+  const std::optional<std::size_t> joint = robot.firstJointOutsideLimits(start);
+  if (!joint)
+    return;
+  const std::size_t j = *joint;
+  const double v = start.values[j];
+  const double tolerance = RobotConfig::kJointLimitTolerance;
+  if (v >= robot.jointMin[j] - tolerance && v <= robot.jointMax[j] + tolerance) {
+    // Inside its own limits: the coupled sum of joints 2 and 3 is what is outside.
+    fail("", "start",
+         "is outside the joint limits: joint 2 + joint 3 = " +
+             detail::shortest(start.values[1] + start.values[2]) + " not in " +
+             detail::shortest(robot.jointMin[6]) + " .. " + detail::shortest(robot.jointMax[6]));
+  }
+  fail("", item("start", j),
+       "is outside the joint limits: " + detail::shortest(v) + " not in " +
+           detail::shortest(robot.jointMin[j]) + " .. " + detail::shortest(robot.jointMax[j]));
 }
 
 void checkPose(const std::string& where, const Pose& pose, const std::string& field) {

@@ -93,6 +93,13 @@ TEST(AuditInputs, StartJointsMustBeInsideTheLimits) {
                    "'start[4]' is outside the joint limits: -125.5 not in -125 .. 125");
   EXPECT_THROW_MSG(Audit(WithSecond(Up(985.8)), {}, RobJoint(0, 0, 0, 0, kNaN, 0)),
                    std::invalid_argument, "'start[4]' must be a finite number");
+  // With the coupling on, joints 2 and 3 each inside their limits but their sum 180 above 170.
+  RobotConfig coupled = DefaultArm();
+  coupled.jointCoupling = 1;
+  EXPECT_THROW_MSG(
+      Audit(WithSecond(Up(985.8)), {}, RobJoint(0, 120, 60, 0, 30, 0), coupled),
+      std::invalid_argument,
+      "'start' is outside the joint limits: joint 2 + joint 3 = 180 not in -170 .. 170");
   // On the limit is inside.
   EXPECT_NO_THROW(Audit(WithSecond(Up(985.8)), {}, RobJoint(170, 0, 0, 0, 30, 0)));
 }

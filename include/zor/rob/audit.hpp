@@ -284,7 +284,9 @@ struct ZORROB_API AuditReport {
 /// - the arm: "arm: 'jointMin[6]' must not be NaN" (likewise jointMax): a NaN limit would admit
 ///   or reject every value;
 /// - the start joints: "'start[4]' must be a finite number", and "'start[0]' is outside the
-///   joint limits: 1e+300 not in -170 .. 170": the audit starts from where the arm can be;
+///   joint limits: 1e+300 not in -170 .. 170" (for the coupled sum, "'start' is outside the
+///   joint limits: joint 2 + joint 3 = 180 not in -170 .. 170"): the audit starts from where
+///   the arm can be;
 /// - each move: "'joints[i]'", "'to.position[i]'", "'to.orientation[i]'", "'via...'",
 ///   "'tool.position[i]'", "'wobj.uframe...'", "'wobj.oframe...'" "must be a finite number";
 ///   "'to.position' must lie within 10000000 mm of its frame's origin" (likewise via, tool and
