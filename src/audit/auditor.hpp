@@ -33,6 +33,9 @@ inline constexpr double kMinSpeed = 1e-6;
 void validateInputs(const RobotConfig& robot, const RobJoint& start,
                     std::span<const ProgramMove> moves, const AuditOptions& options);
 
+/// Fractions of a part this close are one place (a kink on a sample of the grid).
+inline constexpr double kSameFraction = 1e-9;
+
 /// Events are located until the two probes around them lie this close (mm, degrees).
 inline constexpr double kLocateMm = 1e-3;
 inline constexpr double kLocateDeg = 1e-3;
@@ -164,7 +167,7 @@ class Auditor {
   AuditEvent eventAt(const PathPart& part, AuditEventKind kind, const PathPoint& from,
                      const PathPoint& to) const;
   /// Keeps the sample when asked and adds it to the path being timed.
-  void keepSample(const PathPart& part, const PathPoint& p);
+  void keepSample(const PathPart& part, const PathPoint& p, bool atRest = false);
 
   // Timing.
   /// Times the path sampled since the last stop point and closes it.
