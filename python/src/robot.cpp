@@ -9,6 +9,7 @@
 #include <string>
 
 #include "bindings.hpp"
+#include "progress.hpp"
 #include "zor/rob/batch.hpp"
 #include "zor/rob/robot_config.hpp"
 
@@ -18,7 +19,8 @@ namespace {
 
 constexpr const char* kJointsBatchDoc =
     "joints: an (N, 6) array of joint values in degrees (any real dtype and layout is "
-    "converted to C-ordered float64; anything else raises ValueError). Runs without the GIL.";
+    "converted to C-ordered float64; anything else raises ValueError). Runs without the GIL, "
+    "in chunks: Ctrl-C raises KeyboardInterrupt within one.";
 
 RobJoint jointsAt(const double* q) {
   return {q[0], q[1], q[2], q[3], q[4], q[5]};
@@ -31,9 +33,8 @@ unsigned int checkedJoint(unsigned int i) {
   return i;
 }
 
-/// Joint vectors per step of the batches: the rows are copied into joint vectors and the results
-/// out of the library's types through buffers of this size, so memory stays bounded however many
-/// rows there are.
+/// Joint vectors per call of the library's batches: the rows of a chunk are copied into joint
+/// vectors, and the results out of the library's types, through buffers of this size.
 constexpr py::ssize_t kBatchStep = 64;
 
 /// Fills `buffer` with the `n` joint vectors of the rows at `q`; \returns them as a span.
@@ -55,26 +56,28 @@ py::tuple forwardKinematics(const RobotConfig& robot, const py::handle& joints) 
   double* o = quaternions.mutable_data();
   // A private copy: another Python thread may assign to the robot's fields meanwhile.
   const RobotConfig arm = robot;
-  {
-    py::gil_scoped_release release;
+  PythonProgress checks{py::none()};
+  runInChunks(n, checks, [&](py::ssize_t begin, py::ssize_t end) {
     std::array<RobJoint, kBatchStep> buffer;
     std::array<Transform, kBatchStep> poses;
-    for (py::ssize_t first = 0; first < n; first += kBatchStep) {
-      const py::ssize_t count = std::min(kBatchStep, n - first);
-      const std::span<const RobJoint> step = jointsOf(q + 6 * first, count, buffer);
+    for (py::ssize_t first = begin; first < end; first += kBatchStep) {
+      const std::span<const RobJoint> step =
+          jointsOf(q + 6 * first, std::min(kBatchStep, end - first), buffer);
       FlangePoses(arm, step, std::span(poses).first(step.size()));
-      for (std::size_t k = 0; k < step.size(); ++k, p += 3, o += 4) {
+      double* pk = p + 3 * first;
+      double* ok = o + 4 * first;
+      for (std::size_t k = 0; k < step.size(); ++k, pk += 3, ok += 4) {
         const Transform& t = poses[k];
-        p[0] = t.translation.x;
-        p[1] = t.translation.y;
-        p[2] = t.translation.z;
-        o[0] = t.rotation.w;
-        o[1] = t.rotation.x;
-        o[2] = t.rotation.y;
-        o[3] = t.rotation.z;
+        pk[0] = t.translation.x;
+        pk[1] = t.translation.y;
+        pk[2] = t.translation.z;
+        ok[0] = t.rotation.w;
+        ok[1] = t.rotation.x;
+        ok[2] = t.rotation.y;
+        ok[3] = t.rotation.z;
       }
     }
-  }
+  });
   return py::make_tuple(positions, quaternions);
 }
 
@@ -87,18 +90,19 @@ py::array_t<double> jacobians(const RobotConfig& robot, const py::handle& joints
   const double* q = in.data();
   double* j = out.mutable_data();
   const RobotConfig arm = robot;
-  {
-    py::gil_scoped_release release;
+  PythonProgress checks{py::none()};
+  runInChunks(n, checks, [&](py::ssize_t begin, py::ssize_t end) {
     std::array<RobJoint, kBatchStep> buffer;
     std::array<GeometricJacobian, kBatchStep> results;
-    for (py::ssize_t first = 0; first < n; first += kBatchStep) {
-      const py::ssize_t count = std::min(kBatchStep, n - first);
-      const std::span<const RobJoint> step = jointsOf(q + 6 * first, count, buffer);
+    for (py::ssize_t first = begin; first < end; first += kBatchStep) {
+      const std::span<const RobJoint> step =
+          jointsOf(q + 6 * first, std::min(kBatchStep, end - first), buffer);
       Batch(arm, step, std::span(results).first(step.size()), 1);
-      for (std::size_t k = 0; k < step.size(); ++k, j += 36)
-        copyJacobianRows(results[k], j);
+      double* jk = j + 36 * first;
+      for (std::size_t k = 0; k < step.size(); ++k, jk += 36)
+        copyJacobianRows(results[k], jk);
     }
-  }
+  });
   return out;
 }
 
@@ -109,16 +113,17 @@ py::array_t<std::int32_t> configurations(const RobotConfig& robot, const py::han
   const double* q = in.data();
   std::int32_t* c = out.mutable_data();
   const RobotConfig arm = robot;
-  {
-    py::gil_scoped_release release;
-    for (py::ssize_t k = 0; k < n; ++k, q += 6, c += 4) {
-      const ConfData conf = ConfData::FromRobJoint(jointsAt(q), arm);
-      c[0] = conf.cf1;
-      c[1] = conf.cf4;
-      c[2] = conf.cf6;
-      c[3] = conf.cfx;
+  PythonProgress checks{py::none()};
+  runInChunks(n, checks, [&](py::ssize_t begin, py::ssize_t end) {
+    for (py::ssize_t k = begin; k < end; ++k) {
+      const ConfData conf = ConfData::FromRobJoint(jointsAt(q + 6 * k), arm);
+      std::int32_t* ck = c + 4 * k;
+      ck[0] = conf.cf1;
+      ck[1] = conf.cf4;
+      ck[2] = conf.cf6;
+      ck[3] = conf.cfx;
     }
-  }
+  });
   return out;
 }
 
