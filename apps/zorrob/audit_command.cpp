@@ -3,6 +3,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "cli_error.hpp"
@@ -157,6 +158,14 @@ Report runAudit(Program program, const AuditRequest& request) {
     ProgressLine line("audit");
     if (request.showProgress)
       program.options.progress = line.callback();
+    // Targets are of the described flange, as `fk` prints it.
+    for (ProgramMove& move : program.moves)
+      std::visit(
+          [&](auto& m) {
+            if constexpr (requires { m.wobj; })
+              useDescribedFlange(program.arm, m.tool, m.wobj);
+          },
+          move);
     report = AuditProgram(program.arm.config, program.start, program.moves, program.options);
   }
   if (request.samplesPath)
