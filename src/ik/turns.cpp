@@ -230,7 +230,9 @@ BranchTurns branchTurnsOf(const RobotConfig& robot, const JointWindows& windows,
 
 bool fewTurns(const JointWindows& windows, const std::array<double, 6>& branch) {
   const TurnTests tests = turnTestsOf(windows, branch);
-  if (tests.near == kAllJoints)
+  // Every joint near the middle of its limits, or one with no turn inside (forEachTurn stops at
+  // once): the usual cases, told from the tests alone.
+  if (tests.near == kAllJoints || (~(tests.near | tests.below | tests.above) & kAllJoints) != 0)
     return true;
   long count = 1;
   for (std::size_t i = 0; i < 6; ++i)

@@ -169,7 +169,7 @@ TEST_P(WideQueries, NearestAndInConfigurationMatchEveryTurnListed) {
   const RobotConfig arm = wideArm(GetParam());
   test::Random random;
 #if defined(__SANITIZE_ADDRESS__)
-  constexpr int kPoses = 2;
+  constexpr int kPoses = 1;
 #else
   constexpr int kPoses = 4;
 #endif

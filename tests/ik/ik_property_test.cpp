@@ -22,10 +22,10 @@ namespace zor::rob {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)
-constexpr int kInputs = 2000;
+constexpr int kInputs = 3000;
 constexpr int kReasonPoses = 100;
 #else
-constexpr int kInputs = 100000;
+constexpr int kInputs = 300000;  // 10^5 through each query
 constexpr int kReasonPoses = 2000;
 #endif
 
@@ -57,10 +57,11 @@ double mostlyOrdinary(test::Random& random, double ordinary, double hostileShare
                                              : random.uniform(-ordinary, ordinary);
 }
 
+/// Limits of a little more than one turn on every joint: every branch of a pose at least once.
 RobotConfig oneTurnOf(RobotConfig arm) {
   for (std::size_t i = 0; i < 6; ++i) {
-    arm.jointMin[i] = -180.0 + 1e-3;
-    arm.jointMax[i] = 180.0;
+    arm.jointMin[i] = -181.0;
+    arm.jointMax[i] = 181.0;
   }
   arm.jointMin[6] = -1e9;
   arm.jointMax[6] = 1e9;
@@ -292,7 +293,9 @@ TEST(IkProperty, PosesFromJointsInsideTheLimitsAreNeverCalledUnreachable) {
       EXPECT_NE(inConf.status, IkStatus::outsideJointLimits) << j.toString();
       missed += inConf.found() ? 0 : 1;
     }
-    EXPECT_LE(missed, kReasonPoses / 500) << table.rows[0].d;
+    // The search's crowded solutions: about 1 pose in 1000 of the made-up arm (see the search's
+    // recall test); the closed form misses none.
+    EXPECT_LE(missed, kReasonPoses / 200) << table.rows[0].d;
   }
 }
 

@@ -199,7 +199,10 @@ def test_an_imported_arm_solves_poses_of_its_described_flange():
     imported = z.arm_from_dh(z.DhTable(rows))
     assert imported.flange_moved()
     joints = z.RobJoint(10, -20, 30, -40, 50, -60)
-    described = imported.user_flange_pose(joints).to_pose()
+    t = imported.user_flange_pose(joints)
+    r = t.rotation
+    described = z.Pose(z.Pos(t.translation.x, t.translation.y, t.translation.z),
+                       z.Orient(r.w, r.x, r.y, r.z))
     listed = imported.get_all_joint_solutions(described)
     assert min(max(abs(a - b) for a, b in zip(s.values, joints.values))
                for s in listed.joints) < 1e-6
