@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <stdexcept>
 #include <string>
 
@@ -243,10 +244,12 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
   const JointWindows windows = windowsOf(robot);
   if (windows.empty)
     return IkStatus::outsideJointLimits;
+  std::array<TurnTests, kMaxNumericalSolutions> tests;
   std::array<bool, kMaxNumericalSolutions> few{};
   bool allFew = true;
   for (std::size_t b = 0; b < branches.count; ++b) {
-    few[b] = fewTurns(windows, branches.joints[b]);
+    tests[b] = turnTestsOf(windows, branches.joints[b]);
+    few[b] = fewTurns(windows, branches.joints[b], tests[b]);
     allFew = allFew && few[b];
   }
   // Few turns give at most 3^6 solutions per branch, far below the cap.
@@ -261,10 +264,12 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
   ConfData label;
   for (std::size_t b = 0; b < branches.count; ++b) {
     if (few[b]) {
-      forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j, std::size_t turned) {
-        label = turned == 5 ? labelOfTurned6(robot, target, j, label) : labelOf(robot, target, j);
-        out.add(j, label);
-      });
+      forEachTurn(
+          robot, windows, branches.joints[b], tests[b], [&](const RobJoint& j, std::size_t turned) {
+            label =
+                turned == 5 ? labelOfTurned6(robot, target, j, label) : labelOf(robot, target, j);
+            out.add(j, label);
+          });
     } else {
       forEachWideTurn(branchTurnsOf(robot, windows, branches.joints[b]),
                       [&](const RobJoint& j) { out.add(j, labelOf(robot, target, j)); });
@@ -303,17 +308,27 @@ JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint
     result.conf = conf;
     result.status = IkStatus::found;
   };
+  // Branches of many turns are measured first; only those as near as the nearest so far choose
+  // their solution, their turns worked out again.
+  std::array<double, kMaxNumericalSolutions> wideWorst;
+  double bound = std::numeric_limits<double>::infinity();
   for (std::size_t b = 0; b < branches.count; ++b) {
-    if (fewTurns(windows, branches.joints[b])) {
-      forEachTurn(robot, windows, branches.joints[b],
+    wideWorst[b] = -1.0;
+    const TurnTests tests = turnTestsOf(windows, branches.joints[b]);
+    if (fewTurns(windows, branches.joints[b], tests)) {
+      forEachTurn(robot, windows, branches.joints[b], tests,
                   [&](const RobJoint& j, std::size_t) { consider(j); });
       continue;
     }
-    RobJoint j;
-    double worst = 0.0;
-    if (nearestTurns(target, branchTurnsOf(robot, windows, branches.joints[b]), seed, j, worst))
-      consider(j);
+    wideWorst[b] = nearestWorst(branchTurnsOf(robot, windows, branches.joints[b]), seed, bound);
+    bound = std::min(bound, wideWorst[b]);
   }
+  if (result.found())
+    bound = std::min(bound, best);
+  for (std::size_t b = 0; b < branches.count; ++b)
+    if (wideWorst[b] >= 0.0 && wideWorst[b] <= bound && std::isfinite(wideWorst[b]))
+      consider(nearestTurns(target, branchTurnsOf(robot, windows, branches.joints[b]), seed,
+                            wideWorst[b]));
   return result;
 }
 
@@ -338,8 +353,9 @@ JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
     result.status = IkStatus::found;
   };
   for (std::size_t b = 0; b < branches.count && !windows.empty; ++b) {
-    if (fewTurns(windows, branches.joints[b])) {
-      forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j, std::size_t) {
+    const TurnTests tests = turnTestsOf(windows, branches.joints[b]);
+    if (fewTurns(windows, branches.joints[b], tests)) {
+      forEachTurn(robot, windows, branches.joints[b], tests, [&](const RobJoint& j, std::size_t) {
         anyInsideLimits = true;
         consider(j);
       });

@@ -228,8 +228,8 @@ BranchTurns branchTurnsOf(const RobotConfig& robot, const JointWindows& windows,
   return b;
 }
 
-bool fewTurns(const JointWindows& windows, const std::array<double, 6>& branch) {
-  const TurnTests tests = turnTestsOf(windows, branch);
+bool fewTurns(const JointWindows& windows, const std::array<double, 6>& branch,
+              const TurnTests& tests) {
   // Every joint near the middle of its limits, or one with no turn inside (forEachTurn stops at
   // once): the usual cases, told from the tests alone.
   if (tests.near == kAllJoints || (~(tests.near | tests.below | tests.above) & kAllJoints) != 0)
@@ -263,38 +263,46 @@ std::size_t countTurns(const BranchTurns& b, std::size_t cap) {
   return cappedProduct(others, pairs, cap);
 }
 
-bool nearestTurns(const Target& target, const BranchTurns& b, const RobJoint& seed,
-                  RobJoint& joints, double& worst) {
+double nearestWorst(const BranchTurns& b, const RobJoint& seed, double bound) {
+  constexpr double none = std::numeric_limits<double>::infinity();
   if (b.empty)
-    return false;
+    return none;
   const std::array<double, 6>& s = seed.values;
   // The smallest largest difference: joint by joint, joints 2 and 3 together when coupled.
-  worst = 0.0;
+  double worst = 0.0;
   for (std::size_t i = 0; i < 6; ++i)
-    if (!b.coupled || (i != 1 && i != 2))
+    if (!b.coupled || (i != 1 && i != 2)) {
       worst = std::max(worst, nearestTurn(b, i, b.turns[i], s[i]).second);
-  if (b.coupled) {
-    // The largest difference of joints 2 and 3 as joint 2 turns falls, then rises: a ternary
-    // search, then a walk over the last few turns.
-    const auto pairWorst = [&](long k2) {
-      const TurnRange r3 = b.pairedTurns(k2, b.turns[2]);
-      if (r3.empty())
-        return std::numeric_limits<double>::infinity();
-      return std::max(std::abs(b.at(1, k2) - s[1]), nearestTurn(b, 2, r3, s[2]).second);
-    };
-    TurnRange k2 = b.pairingTurns(b.turns[1], b.turns[2]);
-    while (k2.count() > 8) {
-      const long third = (k2.last - k2.first) / 3;
-      if (pairWorst(k2.first + third) <= pairWorst(k2.last - third))
-        k2.last -= third;
-      else
-        k2.first += third;
+      if (worst > bound)
+        return worst;
     }
-    double bestPair = std::numeric_limits<double>::infinity();
-    for (long k = k2.first; k <= k2.last; ++k)
-      bestPair = std::min(bestPair, pairWorst(k));
-    worst = std::max(worst, bestPair);
+  if (!b.coupled)
+    return worst;
+  // The largest difference of joints 2 and 3 as joint 2 turns falls, then rises: a ternary
+  // search, then a walk over the last few turns.
+  const auto pairWorst = [&](long k2) {
+    const TurnRange r3 = b.pairedTurns(k2, b.turns[2]);
+    if (r3.empty())
+      return none;
+    return std::max(std::abs(b.at(1, k2) - s[1]), nearestTurn(b, 2, r3, s[2]).second);
+  };
+  TurnRange k2 = b.pairingTurns(b.turns[1], b.turns[2]);
+  while (k2.count() > 8) {
+    const long third = (k2.last - k2.first) / 3;
+    if (pairWorst(k2.first + third) <= pairWorst(k2.last - third))
+      k2.last -= third;
+    else
+      k2.first += third;
   }
+  double bestPair = none;
+  for (long k = k2.first; k <= k2.last; ++k)
+    bestPair = std::min(bestPair, pairWorst(k));
+  return std::max(worst, bestPair);
+}
+
+RobJoint nearestTurns(const Target& target, const BranchTurns& b, const RobJoint& seed,
+                      double worst) {
+  const std::array<double, 6>& s = seed.values;
   // Among the solutions that near, the first in list order: the smallest configuration number
   // (joint 1 in front, the elbow up, joint 5 not negative, where the turns allow), then the
   // smallest values joint by joint.
@@ -316,8 +324,7 @@ bool nearestTurns(const Target& target, const BranchTurns& b, const RobJoint& se
   const TurnRange fifth = sideOf(b, 4, near[4], 0.0, true, true);
   k[4] = fifth.empty() ? near[4].first : fifth.first;
   k[5] = near[5].first;
-  joints = b.jointsAt(k);
-  return true;
+  return b.jointsAt(k);
 }
 
 bool matchingTurns(const RobotConfig& robot, const Target& target, const BranchTurns& b,
@@ -327,9 +334,16 @@ bool matchingTurns(const RobotConfig& robot, const Target& target, const BranchT
   std::array<long, 4> first{};
   std::array<long, 4> fourth{};
   std::array<long, 4> sixth{};
+  // The quadrants name the turns of joints 1, 4 and 6: most branches have none of them.
   const std::size_t n1 = quadrantTurns(b, 0, b.turns[0], conf.cf1, first);
+  if (n1 == 0)
+    return false;
   const std::size_t n4 = quadrantTurns(b, 3, b.turns[3], conf.cf4, fourth);
+  if (n4 == 0)
+    return false;
   const std::size_t n6 = quadrantTurns(b, 5, b.turns[5], conf.cf6, sixth);
+  if (n6 == 0)
+    return false;
   // The elbow and wrist bits of the configuration name the side of joints 3 and 5; the smallest
   // value on that side comes first in list order.
   const TurnRange third =

@@ -170,15 +170,15 @@ inline bool before(const RobJoint& a, const ConfData& ca, const RobJoint& b, con
 /// Passed to `use` by forEachTurn for a solution that is not its previous one turned in one joint.
 inline constexpr std::size_t kNewBranch = 6;
 
-/// Calls `use(joints, turned)` for every turn of `branch` inside the limits, where `turned` is
+/// Calls `use(joints, turned)` for every turn of `branch` (its tests `tests`) inside the limits,
+/// where `turned` is
 /// the one joint in which `joints` differ from those of the previous call, or kNewBranch. The
 /// common case, every value inside and at most one joint with one more turn, is taken directly;
 /// otherwise the turns are counted like an odometer over the joints with more than one, joint 6
 /// turning fastest.
 template <typename Use>
 void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
-                 const std::array<double, 6>& branch, Use&& use) {
-  const TurnTests tests = turnTestsOf(windows, branch);
+                 const std::array<double, 6>& branch, const TurnTests& tests, Use&& use) {
   // A joint none of whose turns −1, 0 and +1 lies inside has none: the turns beyond lie farther
   // out. (A value inside but not near has a turn −1 or +1 inside.)
   if ((~(tests.near | tests.below | tests.above) & kAllJoints) != 0)
@@ -279,7 +279,8 @@ BranchTurns branchTurnsOf(const RobotConfig& robot, const JointWindows& windows,
 
 /// \returns whether forEachTurn walks every turn of `branch` at small cost: every joint has at
 /// most its turns −1, 0 and +1 inside (3^6 solutions at most), or the branch few solutions.
-bool fewTurns(const JointWindows& windows, const std::array<double, 6>& branch);
+bool fewTurns(const JointWindows& windows, const std::array<double, 6>& branch,
+              const TurnTests& tests);
 
 /// \returns the number of solutions the turns of `branch` give, or any number above `cap` when
 /// there are more; in at most about `cap` steps.
@@ -302,10 +303,15 @@ void forEachWideTurn(const BranchTurns& b, Use&& use) {
     }
 }
 
-/// The solution of the turns `b` whose largest joint difference to `seed` is smallest, the first
-/// in list order among equals; \returns false when `b` has none.
-bool nearestTurns(const Target& target, const BranchTurns& b, const RobJoint& seed,
-                  RobJoint& joints, double& worst);
+/// \returns the smallest largest joint difference to `seed` of the solutions of the turns `b`
+/// (infinity when there are none: seeds are finite), or any value above `bound` when it is
+/// larger.
+double nearestWorst(const BranchTurns& b, const RobJoint& seed, double bound);
+
+/// \returns the solution of the non-empty turns `b` whose largest joint difference to `seed` is
+/// `worst` (nearestWorst's), the first in list order among those.
+RobJoint nearestTurns(const Target& target, const BranchTurns& b, const RobJoint& seed,
+                      double worst);
 
 /// The first solution in list order of the turns `b` that `conf` matches
 /// (ConfData::isCriticalEqual); \returns false when there is none.

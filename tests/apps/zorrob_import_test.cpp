@@ -254,13 +254,13 @@ TEST(ZorrobImport, ArmShowsWhichInverseKinematicsItGets) {
   EXPECT_EQ(methodOf("offset.json", kOffsetWristDh), "search over joint 4");
 }
 
-/// `zorrob ik --arm FILE` on an arm without a spherical wrist lists the joints the pose was made
-/// from (by the hand-built model), each solution reproducing the pose.
+/// `zorrob ik --arm FILE` on an arm without a spherical wrist lists the joints the pose of the
+/// described flange was made from (by the hand-built model), each solution reproducing the pose.
 TEST(ZorrobImport, IkOnACollaborativeArmListsTheJointsThePoseCameFrom) {
   const TempDir dir;
   const std::string path = dir.write("collaborative.json", kCollaborativeDh);
-  const RobotConfig expected = collaborativeArmExpected(collaborativeArmLimits()).robot;
-  const Pose pose = expected.getRobTarget(kRobJoints).pose;
+  const ImportedArm expected = collaborativeArmExpected(collaborativeArmLimits());
+  const Pose pose = expected.userFlangePose(kRobJoints).toPose();
   std::vector<std::string> args{"ik"};
   for (const double v : {pose.pos.x, pose.pos.y, pose.pos.z, pose.orient.q1, pose.orient.q2,
                          pose.orient.q3, pose.orient.q4})
@@ -278,7 +278,7 @@ TEST(ZorrobImport, IkOnACollaborativeArmListsTheJointsThePoseCameFrom) {
       nearest = std::max(nearest, std::abs(joints.values[i] - kRobJoints.values[i]));
     }
     listed = listed || nearest < 1e-6;
-    EXPECT_LE((expected.getWristPoseInBase(joints).translation - pose.pos.toVec3()).norm(), 1e-6);
+    EXPECT_LE((expected.userFlangePose(joints).translation - pose.pos.toVec3()).norm(), 1e-6);
   }
   EXPECT_TRUE(listed);
 }
