@@ -1,7 +1,6 @@
 // zorrob audit: follows a program file through its arm and reports what would stop it.
 #include <cstddef>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,48 +20,14 @@ using Align = Table::Align;
 /// Shares of the programmed speed are printed in percent with this many decimals.
 constexpr int kShareDecimals = 1;
 
-template <typename T>
-std::string streamText(const T& value) {
-  std::ostringstream os;
-  os << value;
-  return os.str();
-}
-
-std::string moveTypeName(MoveType type) {
-  switch (type) {
-    case MoveType::MoveL:
-      return "MoveL";
-    case MoveType::MoveC:
-      return "MoveC";
-    case MoveType::MoveJ:
-      return "MoveJ";
-    case MoveType::MoveAbsJ:
-      break;
-  }
-  return "MoveAbsJ";
-}
-
 std::string range(double from, double to, int decimals) {
   return from == to ? fixed(from, decimals) : fixed(from, decimals) + " .. " + fixed(to, decimals);
 }
 
-/// Where an event lies: at the move's target, on its path or on the corner after it.
-std::string placeOf(const AuditEvent& e) {
-  switch (e.kind) {
-    case AuditEventKind::unreachableTarget:
-    case AuditEventKind::noSolutionInConfiguration:
-    case AuditEventKind::configurationMismatch:
-      return "target";
-    default:
-      break;
-  }
-  return e.corner ? "corner" : "path";
-}
-
 Json eventJson(const AuditEvent& e) {
   return {{"move", e.moveIndex},
-          {"kind", streamText(e.kind)},
-          {"on", placeOf(e)},
+          {"kind", StreamText(e.kind)},
+          {"on", e.place()},
           {"startFraction", e.startFraction},
           {"endFraction", e.endFraction},
           {"startArcLength", e.startArcLength},
@@ -75,7 +40,7 @@ Json eventJson(const AuditEvent& e) {
 
 Json moveJson(std::size_t index, const MoveAudit& m) {
   return {{"index", index},
-          {"type", moveTypeName(m.type)},
+          {"type", MoveTypeName(m.type)},
           {"reached", m.reached},
           {"duration", m.duration},
           {"lowestSpeedShare", m.lowestSpeedShare},
@@ -102,7 +67,7 @@ Json timedSamplesJson(const AuditReport& report) {
                    {"joints", s.joints.values},
                    {"jointSpeeds", s.jointSpeeds},
                    {"jointAccelerations", s.jointAccelerations},
-                   {"limit", streamText(s.limit)},
+                   {"limit", StreamText(s.limit)},
                    {"limitJoint", s.limitJoint}});
   return out;
 }
@@ -120,12 +85,12 @@ std::string samplesCsv(const AuditReport& report) {
     std::vector<std::string> cells{std::to_string(s.moveIndex), s.corner ? "1" : "0"};
     for (const double v : {s.fraction, s.arcLength, s.tcp.pos.x, s.tcp.pos.y, s.tcp.pos.z,
                            s.tcp.orient.q1, s.tcp.orient.q2, s.tcp.orient.q3, s.tcp.orient.q4})
-      cells.push_back(shortestNumber(v));
+      cells.push_back(ShortestText(v));
     for (const double v : s.joints.values)
-      cells.push_back(shortestNumber(v));
+      cells.push_back(ShortestText(v));
     for (const int c : {s.conf.cf1, s.conf.cf4, s.conf.cf6, s.conf.cfx})
       cells.push_back(std::to_string(c));
-    cells.push_back(streamText(s.singularity));
+    cells.push_back(StreamText(s.singularity));
     cells.push_back(s.reachable ? "1" : "0");
     for (std::size_t i = 0; i < cells.size(); ++i) {
       out += cells[i];
@@ -185,13 +150,13 @@ Report runAudit(Program program, const AuditRequest& request) {
   events.addRow({"move", "event", "on", "fraction", "arc length (mm)", "joint", "speed (%)"});
   for (std::size_t i = 0; i < report.moves.size(); ++i) {
     const MoveAudit& m = report.moves[i];
-    moves.addRow({std::to_string(i), moveTypeName(m.type), m.reached ? "yes" : "no",
+    moves.addRow({std::to_string(i), MoveTypeName(m.type), m.reached ? "yes" : "no",
                   fixed(m.duration, kLengthDecimals), percent(m.lowestSpeedShare),
                   fixed(m.pathLength, kLengthDecimals), fixed(m.orientationChange, kLengthDecimals),
                   fixed(m.zoneDistance, kLengthDecimals), std::to_string(m.events.size())});
     movesJson.push_back(moveJson(i, m));
     for (const AuditEvent& e : m.events) {
-      events.addRow({std::to_string(i), streamText(e.kind), placeOf(e),
+      events.addRow({std::to_string(i), StreamText(e.kind), e.place(),
                      range(e.startFraction, e.endFraction, kUnitDecimals),
                      range(e.startArcLength, e.endArcLength, kLengthDecimals),
                      e.joint == 0 ? "-" : std::to_string(e.joint),

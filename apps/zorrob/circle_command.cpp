@@ -80,9 +80,9 @@ Report runCircle(const CircleRequest& request) {
   json["cirPointFraction"] = circle.cirPointFraction;
 
   Fields fields;
-  fields.add("start (A)", shortestTriple(request.start));
-  fields.add("via (B)", shortestTriple(request.via));
-  fields.add("end (C)", shortestTriple(request.end));
+  fields.add("start (A)", TripleText(request.start.x, request.start.y, request.start.z));
+  fields.add("via (B)", TripleText(request.via.x, request.via.y, request.via.z));
+  fields.add("end (C)", TripleText(request.end.x, request.end.y, request.end.z));
   fields.add("centre", fixedTriple(circle.R, kLengthDecimals));
   fields.add("radius", fixed(circle.r, kLengthDecimals) + " mm");
   fields.add("normal", fixedTriple(circle.N, kUnitDecimals));
@@ -105,7 +105,7 @@ Report runCircle(const CircleRequest& request) {
         {"exit", {{"point", toJson(exit)}, {"direction", toJson(exitDir)}}},
         {"overlap", overlap},
     };
-    fields.add("zone", *request.zoneName + " (pzoneTcp " + shortestNumber(d) + " mm" +
+    fields.add("zone", *request.zoneName + " (pzoneTcp " + ShortestText(d) + " mm" +
                            (overlap ? ", longer than half the arc: the zones overlap)" : ")"));
     fields.add("  entry", fixedTriple(entry, kLengthDecimals) + "  direction " +
                               fixedTriple(entryDir, kUnitDecimals));

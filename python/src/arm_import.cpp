@@ -2,17 +2,12 @@
 // descriptions, each an ImportedArm with the model and the described flange. The readers run
 // without the GIL; their std::invalid_argument becomes ValueError with the library's message.
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "bindings.hpp"
-#include "detail/messages.hpp"
 #include "zor/rob/arm_import.hpp"
 
 namespace zor::rob::python {
@@ -60,18 +55,6 @@ ImportedArm armFromUrdf(const std::string& text, const std::optional<std::string
   return armFromText(text, base, tip);
 }
 
-// The file's text, read as the library reads it, for the default chain ends.
-std::string urdfFileText(const std::string& path) {
-  std::error_code error;
-  std::ifstream file(path, std::ios::binary);
-  if (!std::filesystem::is_regular_file(path, error) || !file)
-    throw std::invalid_argument(detail::msg::kUrdfCannotReadFile + path + "'");
-  std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (file.bad())
-    throw std::invalid_argument(detail::msg::kUrdfCannotReadFile + path + "'");
-  return text;
-}
-
 ImportedArm armFromUrdfFile(const py::object& path, const std::optional<std::string>& base,
                             const std::optional<std::string>& tip) {
   // Any path-like object, as open() takes it.
@@ -79,7 +62,7 @@ ImportedArm armFromUrdfFile(const py::object& path, const std::optional<std::str
   py::gil_scoped_release release;
   if (base && tip)
     return ArmFromUrdfFile(name, *base, *tip);
-  return armFromText(urdfFileText(name), base, tip);
+  return armFromText(ReadUrdfFile(name), base, tip);
 }
 
 UrdfChainEnds defaultUrdfChain(const std::string& text) {

@@ -3,14 +3,13 @@
 
 #include <pybind11/operators.h>
 
-#include <charconv>
 #include <string>
 
 #include "bindings.hpp"
-#include "detail/format.hpp"
 #include "zor/rob/line.hpp"
 #include "zor/rob/pose.hpp"
 #include "zor/rob/rotation.hpp"
+#include "zor/rob/text.hpp"
 #include "zor/rob/triangle.hpp"
 #include "zor/rob/vectors.hpp"
 
@@ -18,24 +17,17 @@ namespace zor::rob::python {
 
 namespace {
 
-// The shortest text that reads back to the same value in the value's own precision.
-template <std::floating_point T>
-std::string shortestOf(T value) {
-  char buffer[32];
-  const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-  return std::string(buffer, result.ptr);
-}
-
-// "{x, y, z}" in shortest round-trip form: the way the library writes positions in its poses.
+// "{x, y, z}" in shortest round-trip form in the vector's own precision: the way the library
+// writes positions in its poses.
 template <class V>
 std::string tripleText(const V& v) {
-  return "{" + shortestOf(v.x) + ", " + shortestOf(v.y) + ", " + shortestOf(v.z) + "}";
+  return TripleText<decltype(v.x)>(v.x, v.y, v.z);
 }
 
 // "{q1, q2, q3, q4}" with 6 significant digits: the way the library writes orientation records.
 template <std::floating_point T>
 std::string orientText(const OrientTemplate<T>& o) {
-  return detail::formatQuaternion(o.q1, o.q2, o.q3, o.q4);
+  return QuaternionText(o.q1, o.q2, o.q3, o.q4);
 }
 
 template <std::floating_point T>

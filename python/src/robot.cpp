@@ -128,7 +128,7 @@ void bindRobot(py::module_& m) {
       .value("wrist", SingularityType::wrist)
       .value("elbow", SingularityType::elbow)
       .value("shoulder", SingularityType::shoulder)
-      .def("to_string", &streamText<SingularityType>,
+      .def("to_string", &StreamText<SingularityType>,
            "The library's text: 'none', 'wrist', 'elbow' or 'shoulder'.");
 
   py::class_<OrthoParallelGeometry> geometry(m, "OrthoParallelGeometry",

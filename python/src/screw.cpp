@@ -6,8 +6,8 @@
 #include <string>
 
 #include "bindings.hpp"
-#include "detail/format.hpp"
 #include "zor/rob/screw.hpp"
+#include "zor/rob/text.hpp"
 
 namespace zor::rob::python {
 
@@ -23,7 +23,7 @@ std::string sixText(const Six& s) {
   for (int i = 0; i < 6; ++i) {
     if (i > 0)
       out += ", ";
-    detail::appendShortest(out, s[i]);
+    AppendShortestText(out, s[i]);
   }
   return out + "}";
 }
@@ -140,7 +140,7 @@ void bindScrew(py::module_& m) {
   });
   addTextForms(transform, "Transform", [](const Transform& t) {
     return "{" + t.rotation.toString() + ", " +
-           detail::formatTriple(t.translation.x, t.translation.y, t.translation.z) + "}";
+           TripleText(t.translation.x, t.translation.y, t.translation.z) + "}";
   });
 
   py::class_<Vector6> vector6(m, "Vector6", "Six numbers, e.g. joint rates for a Jacobian.");
@@ -227,9 +227,9 @@ void bindScrew(py::module_& m) {
     std::string out = "{";
     for (int r = 0; r < 3; ++r) {
       out += r > 0 ? ", " : "";
-      out += detail::formatTriple(s.inertia(r, 0), s.inertia(r, 1), s.inertia(r, 2));
+      out += TripleText(s.inertia(r, 0), s.inertia(r, 1), s.inertia(r, 2));
     }
-    return out + ", " + detail::shortest(s.mass) + "}";
+    return out + ", " + ShortestText(s.mass) + "}";
   });
 
   m.def("vector3_to_skew_symmetric", &Vector3ToSkewSymmetric, py::arg("w"),

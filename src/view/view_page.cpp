@@ -68,34 +68,6 @@ std::string streamText(const T& value) {
   return os.str();
 }
 
-/// Where an event lies, as the tool's audit table says it: at the target, on the path or on the
-/// corner after the move.
-const char* placeOf(const AuditEvent& e) {
-  switch (e.kind) {
-    case AuditEventKind::unreachableTarget:
-    case AuditEventKind::noSolutionInConfiguration:
-    case AuditEventKind::configurationMismatch:
-      return "target";
-    default:
-      break;
-  }
-  return e.corner ? "corner" : "path";
-}
-
-const char* moveTypeName(MoveType type) {
-  switch (type) {
-    case MoveType::MoveL:
-      return "MoveL";
-    case MoveType::MoveC:
-      return "MoveC";
-    case MoveType::MoveJ:
-      return "MoveJ";
-    case MoveType::MoveAbsJ:
-      break;
-  }
-  return "MoveAbsJ";
-}
-
 bool jointsSet(const RobJoint& joints) {
   for (const double v : joints.values)
     if (!std::isfinite(v) || std::abs(v) >= kUnsetRobJoint)
@@ -162,7 +134,7 @@ void appendTarget(std::string& out, std::size_t move, const char* role, const st
   out += "\",\"name\":";
   appendJsonString(out, name);
   out += ",\"type\":\"";
-  out += moveTypeName(type);
+  out += MoveTypeName(type);
   out += "\",\"conf\":[" + std::to_string(conf.cf1) + ',' + std::to_string(conf.cf4) + ',' +
          std::to_string(conf.cf6) + ',' + std::to_string(conf.cfx) + "],\"pose\":";
   appendPose(out, pose);
@@ -202,7 +174,7 @@ void appendMoves(std::string& out, std::span<const ProgramMove> moves,
     const MoveRecord& m = recordOf(moves[i]);
     out += i == 0 ? "{" : ",{";
     out += "\"type\":\"";
-    out += moveTypeName(m.moveType);
+    out += MoveTypeName(m.moveType);
     out += "\",\"tool\":";
     appendJsonString(out, labels.empty() ? std::string() : labels[i].tool);
     out += ",\"wobj\":";
@@ -250,7 +222,7 @@ std::vector<SampleRange> eventRanges(const AuditReport& report,
       }
     }
     if (r.first < 0) {  // at the target: the move's last sample, else its first
-      const bool atTarget = std::string_view(placeOf(e)) == "target";
+      const bool atTarget = std::string_view(e.place()) == "target";
       r.first = r.last = atTarget ? moveLast : moveFirst;
     }
   }
@@ -267,7 +239,7 @@ void appendEvents(std::string& out, const std::vector<const AuditEvent*>& events
     appendJsonString(out, streamText(e.kind));
     out += ",\"category\":";
     out += static_cast<char>(categoryOf(e.kind));
-    out += ",\"move\":" + std::to_string(e.moveIndex) + ",\"on\":\"" + placeOf(e) +
+    out += ",\"move\":" + std::to_string(e.moveIndex) + ",\"on\":\"" + e.place() +
            "\",\"corner\":" + (e.corner ? "true" : "false") +
            ",\"joint\":" + std::to_string(e.joint) + ",\"startFraction\":";
     appendJsonNumber(out, e.startFraction);
