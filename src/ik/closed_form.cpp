@@ -7,18 +7,10 @@ namespace zor::rob::detail {
 
 namespace {
 
-/// Largest |cos| between axes taken as perpendicular, and largest |sin| between axes taken as
-/// parallel: beyond rounding, a deviation moves the pose by about this times the arm's size.
-constexpr double kAxisAngleTolerance = 1e-12;
-/// Largest distance (mm) from the wrist centre to each of the axes of joints 4, 5 and 6.
-constexpr double kWristMeetTolerance = 1e-10;
-/// The largest such deviations for which the closed form of the arm with the deviations ignored
-/// still seeds the numerical path: a few degrees off the solutions, or less.
+/// The largest deviations from the exact shape (kAxisAngleTolerance) for which the closed form of
+/// the arm with the deviations ignored still seeds the numerical path: a few degrees off the
+/// solutions, or less.
 constexpr double kApproximateAxisTolerance = 0.2;
-/// Smallest sine between axes 1 and 2: nearly parallel axes leave joint 1 ill-determined.
-constexpr double kMinAxis12Sine = 1e-3;
-/// Smallest length (mm) of each of the two links of the planar arm of joints 2 and 3.
-constexpr double kMinLinkLength = 1e-3;
 
 }  // namespace
 
@@ -107,7 +99,7 @@ ClosedFormArm MakeClosedFormArm(const RobotConfig& robot) {
   arm.axis54Normal = k[4].cross(k[3]);
   arm.axis65Normal = k[5].cross(k[4]);
   arm.approximate = true;
-  arm.solvable = axisDeviation <= kAxisAngleTolerance && wristMiss <= kWristMeetTolerance;
+  arm.solvable = axisDeviation <= kAxisAngleTolerance && wristMiss <= kAxesMeetTolerance;
   return arm;
 }
 

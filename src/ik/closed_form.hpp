@@ -422,6 +422,17 @@ bool processorHasAvx2();
 void solveClosedFormForProcessor(const ClosedFormArm& arm, const Mat3& r, const Vec3& p,
                                  const FreeJoints& free, BaseSolutions& out);
 
+/// The arm shapes the solvers take as exact. Largest |cos| between axes taken as perpendicular,
+/// and largest |sin| between axes taken as parallel: beyond rounding, a deviation moves the pose
+/// by about this times the arm's size.
+inline constexpr double kAxisAngleTolerance = 1e-12;
+/// Largest distance (mm) between axes taken as meeting (the wrist axes).
+inline constexpr double kAxesMeetTolerance = 1e-10;
+/// Smallest sine between axes 1 and 2: nearly parallel axes leave joint 1 ill-determined.
+inline constexpr double kMinAxis12Sine = 1e-3;
+/// Smallest length (mm) of each link of the planar arm of joints 2 and 3.
+inline constexpr double kMinLinkLength = 1e-3;
+
 /// Sets what every solver's arm description starts from (ClosedFormArm, ThreeParallelArm,
 /// SearchArm): the unit joint axes at home, k1 × k2 and its length. \returns the joint points.
 template <typename Arm>

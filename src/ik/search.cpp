@@ -10,12 +10,8 @@ namespace zor::rob::detail {
 
 namespace {
 
-/// Axes within this of parallel (sine) count as parallel; axes 5 and 6 within this (mm) meet.
-constexpr double kAxisAngleTolerance = 1e-12;
-constexpr double kAxesMeetTolerance = 1e-10;
-/// Smallest sine between axes 1 and 2 and between axes 5 and 6, smallest link length (mm).
-constexpr double kMinAxisSine = 1e-3;
-constexpr double kMinLinkLength = 1e-3;
+/// Smallest sine between axes 1 and 2 and between axes 5 and 6.
+constexpr double kMinAxisSine = kMinAxis12Sine;
 /// Most steps of each polish (regula falsi, bisection of an edge, golden section): each at least
 /// halves (or shrinks by 0.618) an interval of one sample step, far below the accuracy of a
 /// double after 60.

@@ -9,15 +9,6 @@ namespace zor::rob::detail {
 
 namespace {
 
-/// Largest |cos| between axes taken as perpendicular and largest |sin| between axes taken as
-/// parallel, as for the spherical wrist.
-constexpr double kAxisAngleTolerance = 1e-12;
-/// Largest distance (mm) between the axes of joints 5 and 6.
-constexpr double kAxesMeetTolerance = 1e-10;
-/// Smallest sine between axes 1 and 2, and smallest link length (mm), as for the spherical wrist.
-constexpr double kMinAxis12Sine = 1e-3;
-constexpr double kMinLinkLength = 1e-3;
-
 /// \returns θ within (−π, π] for θ within (−3π, 3π].
 double wrapped(double theta) {
   if (theta > kPi)
