@@ -49,7 +49,7 @@ std::array<Orient, 3> normalizedOrientations(const std::array<Orient, 3>& given)
 
 /// Adds the entry and exit of `zone` on `circle` to the report: the points and directions where
 /// the blended corners leave and join the arc, and whether the two zones overlap.
-void addZone(const TPCircle& circle, const ZoneData& zone, const std::string& name,
+void addZone(TPCircle& circle, const ZoneData& zone, const std::string& name,
              nlohmann::ordered_json& json, Fields& fields) {
   const double d = zone.pzoneTcp;
   const Vec3 entry = circle.getStartZonePoint(d);
