@@ -39,9 +39,9 @@ Report runTables(TableKind kind) {
     for (const NamedZone& z : predefinedZones()) {
       const ZoneData& v = *z.zone;
       table.addRow({std::string(z.name), v.finep ? "true" : "false", ShortestText(v.pzoneTcp),
-                    ShortestText(v.pzoneOri), ShortestText(v.pzoneEax),
-                    ShortestText(v.zoneOri), ShortestText(v.zoneLeax),
-                    ShortestText(v.zoneReax), std::to_string(v.cntValue)});
+                    ShortestText(v.pzoneOri), ShortestText(v.pzoneEax), ShortestText(v.zoneOri),
+                    ShortestText(v.zoneLeax), ShortestText(v.zoneReax),
+                    std::to_string(v.cntValue)});
       rows.push_back({{"name", z.name},
                       {"finep", v.finep},
                       {"pzoneTcp", v.pzoneTcp},
