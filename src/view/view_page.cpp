@@ -5,7 +5,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <variant>
@@ -13,6 +12,7 @@
 
 #include "view/page_data.hpp"
 #include "view/view_scripts.hpp"
+#include "zor/rob/text.hpp"
 #include "zor/rob/view.hpp"
 
 namespace zor::rob {
@@ -59,13 +59,6 @@ PathCategory categoryOf(AuditEventKind kind) {
       break;
   }
   return PathCategory::clean;
-}
-
-template <typename T>
-std::string streamText(const T& value) {
-  std::ostringstream os;
-  os << value;
-  return os.str();
 }
 
 bool jointsSet(const RobJoint& joints) {
@@ -236,7 +229,7 @@ void appendEvents(std::string& out, const std::vector<const AuditEvent*>& events
     const AuditEvent& e = *events[k];
     out += k == 0 ? "{" : ",{";
     out += "\"kind\":";
-    appendJsonString(out, streamText(e.kind));
+    appendJsonString(out, StreamText(e.kind));
     out += ",\"category\":";
     out += static_cast<char>(categoryOf(e.kind));
     out += ",\"move\":" + std::to_string(e.moveIndex) + ",\"on\":\"" + e.place() +
