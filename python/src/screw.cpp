@@ -199,8 +199,7 @@ void bindScrew(py::module_& m) {
                                   "A rigid transform: a unit quaternion and a translation, "
                                   "mapping p to R p + t; in a * b, b is applied first.");
   transform.def(py::init<>())
-      .def(py::init<const RotationTemplate<double>&, const V3&>(), py::arg("rotation"),
-           py::arg("translation"))
+      .def(py::init<const Rotation&, const V3&>(), py::arg("rotation"), py::arg("translation"))
       .def_readwrite("rotation", &Transform::rotation)
       .def_readwrite("translation", &Transform::translation)
       .def("inverse", &Transform::inverse, "The inverse transform.")
