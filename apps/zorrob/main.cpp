@@ -268,6 +268,8 @@ Report run(const CLI::App& app, const Options& o, const std::vector<CommandHook>
     if (given(app, "--html"))
       request.htmlPath = o.htmlPath;
     request.showProgress = !o.json;
+    request.text = !o.json;
+    request.json = o.json;
     return runAudit(request);
   }
   if (name == "view")

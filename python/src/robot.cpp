@@ -5,6 +5,7 @@
 #include <string>
 
 #include "bindings.hpp"
+#include "progress.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob::python {
@@ -13,7 +14,8 @@ namespace {
 
 constexpr const char* kJointsBatchDoc =
     "joints: an (N, 6) array of joint values in degrees (any real dtype and layout is "
-    "converted to C-ordered float64; anything else raises ValueError). Runs without the GIL.";
+    "converted to C-ordered float64; anything else raises ValueError). Runs without the GIL, "
+    "in chunks: Ctrl-C raises KeyboardInterrupt within one.";
 
 RobJoint jointsAt(const double* q) {
   return {q[0], q[1], q[2], q[3], q[4], q[5]};
@@ -36,19 +38,21 @@ py::tuple forwardKinematics(const RobotConfig& robot, const py::handle& joints) 
   double* o = quaternions.mutable_data();
   // A private copy: another Python thread may assign to the robot's fields meanwhile.
   const RobotConfig arm = robot;
-  {
-    py::gil_scoped_release release;
-    for (py::ssize_t k = 0; k < n; ++k, q += 6, p += 3, o += 4) {
-      const Transform t = arm.getWristPoseInBase(jointsAt(q));
-      p[0] = t.translation.x;
-      p[1] = t.translation.y;
-      p[2] = t.translation.z;
-      o[0] = t.rotation.w;
-      o[1] = t.rotation.x;
-      o[2] = t.rotation.y;
-      o[3] = t.rotation.z;
+  PythonProgress checks{py::none()};
+  runInChunks(n, checks, [&](py::ssize_t begin, py::ssize_t end) {
+    for (py::ssize_t k = begin; k < end; ++k) {
+      const Transform t = arm.getWristPoseInBase(jointsAt(q + 6 * k));
+      double* pk = p + 3 * k;
+      double* ok = o + 4 * k;
+      pk[0] = t.translation.x;
+      pk[1] = t.translation.y;
+      pk[2] = t.translation.z;
+      ok[0] = t.rotation.w;
+      ok[1] = t.rotation.x;
+      ok[2] = t.rotation.y;
+      ok[3] = t.rotation.z;
     }
-  }
+  });
   return py::make_tuple(positions, quaternions);
 }
 
@@ -60,11 +64,11 @@ py::array_t<double> jacobians(const RobotConfig& robot, const py::handle& joints
   const double* q = in.data();
   double* j = out.mutable_data();
   const RobotConfig arm = robot;
-  {
-    py::gil_scoped_release release;
-    for (py::ssize_t k = 0; k < n; ++k, q += 6, j += 36)
-      copyJacobianRows((arm.*Jacobian)(jointsAt(q)), j);
-  }
+  PythonProgress checks{py::none()};
+  runInChunks(n, checks, [&](py::ssize_t begin, py::ssize_t end) {
+    for (py::ssize_t k = begin; k < end; ++k)
+      copyJacobianRows((arm.*Jacobian)(jointsAt(q + 6 * k)), j + 36 * k);
+  });
   return out;
 }
 
@@ -75,16 +79,17 @@ py::array_t<std::int32_t> configurations(const RobotConfig& robot, const py::han
   const double* q = in.data();
   std::int32_t* c = out.mutable_data();
   const RobotConfig arm = robot;
-  {
-    py::gil_scoped_release release;
-    for (py::ssize_t k = 0; k < n; ++k, q += 6, c += 4) {
-      const ConfData conf = ConfData::FromRobJoint(jointsAt(q), arm);
-      c[0] = conf.cf1;
-      c[1] = conf.cf4;
-      c[2] = conf.cf6;
-      c[3] = conf.cfx;
+  PythonProgress checks{py::none()};
+  runInChunks(n, checks, [&](py::ssize_t begin, py::ssize_t end) {
+    for (py::ssize_t k = begin; k < end; ++k) {
+      const ConfData conf = ConfData::FromRobJoint(jointsAt(q + 6 * k), arm);
+      std::int32_t* ck = c + 4 * k;
+      ck[0] = conf.cf1;
+      ck[1] = conf.cf4;
+      ck[2] = conf.cf6;
+      ck[3] = conf.cfx;
     }
-  }
+  });
   return out;
 }
 
