@@ -1,10 +1,13 @@
 // zorrob: the command-line face of libzorrob. Without a command it tours the default arm; the
-// commands compute forward and inverse kinematics, Jacobians, circular moves and print the
-// predefined tables, as plain text or (with --json) as one JSON document.
+// commands compute forward and inverse kinematics, Jacobians and circular moves, print the
+// predefined tables, describe an arm (arm), audit a program (audit), write the browser page
+// (view), the reach map (reach) and ranked base poses (place), as plain text or (with --json)
+// as one JSON document.
 //
 // Every command builds its whole output first and prints it at the end. Any error instead
 // writes one line to standard error and nothing to standard output: exit status 2 for a command
-// line that cannot be run, 1 for inputs the computation or the arm loader rejects.
+// line that cannot be run, 1 for inputs the computation or the arm loader rejects. An audit
+// that ran and found events exits with status 3.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
@@ -265,6 +268,8 @@ Report run(const CLI::App& app, const Options& o, const std::vector<CommandHook>
     if (given(app, "--html"))
       request.htmlPath = o.htmlPath;
     request.showProgress = !o.json;
+    request.text = !o.json;
+    request.json = o.json;
     return runAudit(request);
   }
   if (name == "view")

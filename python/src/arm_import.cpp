@@ -2,17 +2,12 @@
 // descriptions, each an ImportedArm with the model and the described flange. The readers run
 // without the GIL; their std::invalid_argument becomes ValueError with the library's message.
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "bindings.hpp"
-#include "detail/messages.hpp"
 #include "zor/rob/arm_import.hpp"
 #include "zor/rob/robot_config.hpp"
 #include "zor/rob/targets.hpp"
@@ -62,18 +57,6 @@ ImportedArm armFromUrdf(const std::string& text, const std::optional<std::string
   return armFromText(text, base, tip);
 }
 
-// The file's text, read as the library reads it, for the default chain ends.
-std::string urdfFileText(const std::string& path) {
-  std::error_code error;
-  std::ifstream file(path, std::ios::binary);
-  if (!std::filesystem::is_regular_file(path, error) || !file)
-    throw std::invalid_argument(detail::msg::kUrdfCannotReadFile + path + "'");
-  std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (file.bad())
-    throw std::invalid_argument(detail::msg::kUrdfCannotReadFile + path + "'");
-  return text;
-}
-
 ImportedArm armFromUrdfFile(const py::object& path, const std::optional<std::string>& base,
                             const std::optional<std::string>& tip) {
   // Any path-like object, as open() takes it.
@@ -81,7 +64,7 @@ ImportedArm armFromUrdfFile(const py::object& path, const std::optional<std::str
   py::gil_scoped_release release;
   if (base && tip)
     return ArmFromUrdfFile(name, *base, *tip);
-  return armFromText(urdfFileText(name), base, tip);
+  return armFromText(ReadUrdfFile(name), base, tip);
 }
 
 UrdfChainEnds defaultUrdfChain(const std::string& text) {
@@ -89,79 +72,8 @@ UrdfChainEnds defaultUrdfChain(const std::string& text) {
   return DefaultUrdfChain(text);
 }
 
-}  // namespace
-
-void bindArmImport(py::module_& m) {
-  py::class_<ArmLimits> limits(m, "ArmLimits",
-                               "The limits (degrees), home joints and coupling flag of an "
-                               "imported arm. Index 6 of the limits bounds joint 2 + joint 3 "
-                               "and applies when joint_coupling is 1.");
-  limits
-      .def(py::init([](const std::array<double, 7>& jointMin, const std::array<double, 7>& jointMax,
-                       const RobJoint& homeJoint, std::int32_t jointCoupling) {
-             return ArmLimits{jointMin, jointMax, homeJoint, jointCoupling};
-           }),
-           py::arg("joint_min") = ArmLimits{}.jointMin, py::arg("joint_max") = ArmLimits{}.jointMax,
-           py::arg("home_joint") = ArmLimits{}.homeJoint, py::arg("joint_coupling") = 0,
-           "Defaults: -360 .. 360 for every joint, -720 .. 720 for the sum, home at zero, "
-           "coupling off.")
-      .def_readwrite("joint_min", &ArmLimits::jointMin, "Lower limits of joints 1..6 and the sum.")
-      .def_readwrite("joint_max", &ArmLimits::jointMax, "Upper limits, laid out like joint_min.")
-      .def_readwrite("home_joint", &ArmLimits::homeJoint, "The home joints (degrees).")
-      .def_readwrite("joint_coupling", &ArmLimits::jointCoupling,
-                     "1 when the limit of joint 2 + joint 3 applies.");
-
-  py::enum_<DhConvention>(m, "DhConvention", "The two placements of the link frames.")
-      .value("classic", DhConvention::classic,
-             "Joint i turns about z of frame i - 1; link i is Rz(theta) Tz(d) Tx(a) Rx(alpha).")
-      .value("modified", DhConvention::modified,
-             "Joint i turns about z of frame i; row i holds the previous link's a and alpha.");
-
-  py::class_<DhRow> row(m, "DhRow",
-                        "One row of a Denavit-Hartenberg table: a and d in mm, alpha and "
-                        "theta_offset in degrees. The row's joint angle is theta_offset plus the "
-                        "controller's joint value.");
-  row.def(py::init([](double a, double alpha, double d, double thetaOffset) {
-            return DhRow{a, alpha, d, thetaOffset};
-          }),
-          py::arg("a") = 0.0, py::arg("alpha") = 0.0, py::arg("d") = 0.0,
-          py::arg("theta_offset") = 0.0)
-      .def_readwrite("a", &DhRow::a)
-      .def_readwrite("alpha", &DhRow::alpha)
-      .def_readwrite("d", &DhRow::d)
-      .def_readwrite("theta_offset", &DhRow::thetaOffset);
-  addTextForms(row, "DhRow", [](const DhRow& r) {
-    std::ostringstream out;
-    out << "{a " << r.a << ", alpha " << r.alpha << ", d " << r.d << ", theta_offset "
-        << r.thetaOffset << "}";
-    return out.str();
-  });
-
-  py::class_<DhTable>(m, "DhTable",
-                      "A six-row Denavit-Hartenberg table. Frame 0 is the base frame, frame 6 "
-                      "the flange.")
-      .def(py::init<>(), "Six zero rows, classic convention.")
-      .def(py::init(&dhTable), py::arg("rows"), py::arg("convention") = DhConvention::classic,
-           "From six rows of four numbers: a, alpha, d, theta_offset (mm and degrees).")
-      .def_readwrite("convention", &DhTable::convention)
-      .def_readwrite("rows", &DhTable::rows, "The six DhRow (a copy as a list).");
-
-  py::class_<OrthoParallelParameters>(
-      m, "OrthoParallelParameters",
-      "The seven lengths of an ortho-parallel arm with the controller's joint convention: the "
-      "geometry's joint i is signs[i] * (the controller's joint i) + offsets[i] (degrees).")
-      .def(py::init([](const OrthoParallelGeometry& lengths, const std::array<double, 6>& offsets,
-                       const std::array<int, 6>& signs) {
-             return OrthoParallelParameters{lengths, offsets, signs};
-           }),
-           py::arg("lengths"), py::arg("offsets") = std::array<double, 6>{},
-           py::arg("signs") = std::array<int, 6>{1, 1, 1, 1, 1, 1})
-      .def_readwrite("lengths", &OrthoParallelParameters::lengths)
-      .def_readwrite("offsets", &OrthoParallelParameters::offsets,
-                     "Degrees: the geometry's joint values at the controller's zero.")
-      .def_readwrite("signs", &OrthoParallelParameters::signs,
-                     "1 where the controller turns the joint the geometry's way, -1 otherwise.");
-
+/// The URDF chain ends, the imported arm and the readers.
+void bindUrdfAndReaders(py::module_& m) {
   py::class_<UrdfChainEnds> ends(m, "UrdfChainEnds",
                                  "The base and tip links of the chain read from a URDF document.");
   ends.def(py::init([](std::string base, std::string tip) {
@@ -247,6 +159,82 @@ void bindArmImport(py::module_& m) {
   m.def("default_urdf_chain", &defaultUrdfChain, py::arg("text"),
         "The UrdfChainEnds of a URDF document: its root link and the only leaf link with six "
         "moving joints between them. ValueError when there is none or several.");
+}
+
+}  // namespace
+
+void bindArmImport(py::module_& m) {
+  py::class_<ArmLimits> limits(m, "ArmLimits",
+                               "The limits (degrees), home joints and coupling flag of an "
+                               "imported arm. Index 6 of the limits bounds joint 2 + joint 3 "
+                               "and applies when joint_coupling is 1.");
+  limits
+      .def(py::init([](const std::array<double, 7>& jointMin, const std::array<double, 7>& jointMax,
+                       const RobJoint& homeJoint, std::int32_t jointCoupling) {
+             return ArmLimits{jointMin, jointMax, homeJoint, jointCoupling};
+           }),
+           py::arg("joint_min") = ArmLimits{}.jointMin, py::arg("joint_max") = ArmLimits{}.jointMax,
+           py::arg("home_joint") = ArmLimits{}.homeJoint, py::arg("joint_coupling") = 0,
+           "Defaults: -360 .. 360 for every joint, -720 .. 720 for the sum, home at zero, "
+           "coupling off.")
+      .def_readwrite("joint_min", &ArmLimits::jointMin, "Lower limits of joints 1..6 and the sum.")
+      .def_readwrite("joint_max", &ArmLimits::jointMax, "Upper limits, laid out like joint_min.")
+      .def_readwrite("home_joint", &ArmLimits::homeJoint, "The home joints (degrees).")
+      .def_readwrite("joint_coupling", &ArmLimits::jointCoupling,
+                     "1 when the limit of joint 2 + joint 3 applies.");
+
+  py::enum_<DhConvention>(m, "DhConvention", "The two placements of the link frames.")
+      .value("classic", DhConvention::classic,
+             "Joint i turns about z of frame i - 1; link i is Rz(theta) Tz(d) Tx(a) Rx(alpha).")
+      .value("modified", DhConvention::modified,
+             "Joint i turns about z of frame i; row i holds the previous link's a and alpha.");
+
+  py::class_<DhRow> row(m, "DhRow",
+                        "One row of a Denavit-Hartenberg table: a and d in mm, alpha and "
+                        "theta_offset in degrees. The row's joint angle is theta_offset plus the "
+                        "controller's joint value.");
+  row.def(py::init([](double a, double alpha, double d, double thetaOffset) {
+            return DhRow{a, alpha, d, thetaOffset};
+          }),
+          py::arg("a") = 0.0, py::arg("alpha") = 0.0, py::arg("d") = 0.0,
+          py::arg("theta_offset") = 0.0)
+      .def_readwrite("a", &DhRow::a)
+      .def_readwrite("alpha", &DhRow::alpha)
+      .def_readwrite("d", &DhRow::d)
+      .def_readwrite("theta_offset", &DhRow::thetaOffset);
+  addTextForms(row, "DhRow", [](const DhRow& r) {
+    std::ostringstream out;
+    out << "{a " << r.a << ", alpha " << r.alpha << ", d " << r.d << ", theta_offset "
+        << r.thetaOffset << "}";
+    return out.str();
+  });
+
+  py::class_<DhTable>(m, "DhTable",
+                      "A six-row Denavit-Hartenberg table. Frame 0 is the base frame, frame 6 "
+                      "the flange.")
+      .def(py::init<>(), "Six zero rows, classic convention.")
+      .def(py::init(&dhTable), py::arg("rows"), py::arg("convention") = DhConvention::classic,
+           "From six rows of four numbers: a, alpha, d, theta_offset (mm and degrees).")
+      .def_readwrite("convention", &DhTable::convention)
+      .def_readwrite("rows", &DhTable::rows, "The six DhRow (a copy as a list).");
+
+  py::class_<OrthoParallelParameters>(
+      m, "OrthoParallelParameters",
+      "The seven lengths of an ortho-parallel arm with the controller's joint convention: the "
+      "geometry's joint i is signs[i] * (the controller's joint i) + offsets[i] (degrees).")
+      .def(py::init([](const OrthoParallelGeometry& lengths, const std::array<double, 6>& offsets,
+                       const std::array<int, 6>& signs) {
+             return OrthoParallelParameters{lengths, offsets, signs};
+           }),
+           py::arg("lengths"), py::arg("offsets") = std::array<double, 6>{},
+           py::arg("signs") = std::array<int, 6>{1, 1, 1, 1, 1, 1})
+      .def_readwrite("lengths", &OrthoParallelParameters::lengths)
+      .def_readwrite("offsets", &OrthoParallelParameters::offsets,
+                     "Degrees: the geometry's joint values at the controller's zero.")
+      .def_readwrite("signs", &OrthoParallelParameters::signs,
+                     "1 where the controller turns the joint the geometry's way, -1 otherwise.");
+
+  bindUrdfAndReaders(m);
 }
 
 }  // namespace zor::rob::python

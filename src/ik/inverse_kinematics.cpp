@@ -116,16 +116,14 @@ struct Branches {
   }
 };
 
-Target targetOf(const RobotConfig& robot, const Pose& pose) {
+QueryPose targetOf(const RobotConfig& robot, const Pose& pose) {
   const OrientTemplate<double>& o = pose.orient;
   // The library's rule for a zero orientation record; the matrix is then exact for any length.
   (void)Rotation(o.q1, o.q2, o.q3, o.q4);
-  Target t;
+  QueryPose t;
   t.rotation = rotationMatrix(o.q1, o.q2, o.q3, o.q4);
   t.position = pose.pos.toVec3();
-  const double offset = robot.getWcpZOffset();
-  const IkVec wcp =
-      t.position - IkVec{t.rotation(0, 2), t.rotation(1, 2), t.rotation(2, 2)} * offset;
+  const Vec3 wcp = wristCentre(t.position, t.rotation, robot.getWcpZOffset());
   std::array<double, 1> angle{};
   atan2s(std::array<double, 1>{wcp.y}, std::array<double, 1>{wcp.x}, angle);
   t.labelAngle = RadToDeg(angle[0]);
@@ -155,12 +153,12 @@ void requireFinite(const RobJoint& joints, const char* what) {
 
 /// The branches of `pose` (every joint solution modulo turns, limits aside) into `branches`.
 /// Throws std::invalid_argument for a seed, or home joints, that are not finite.
-Target solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
-                     Branches& branches) {
+QueryPose solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
+                        Branches& branches) {
   if (seed != nullptr)
     requireFinite(*seed, "seed");
   requireFinite(robot.homeJoint, "home");
-  const Target target = targetOf(robot, pose);
+  const QueryPose target = targetOf(robot, pose);
   const CachedArm& cached = cachedArmOf(robot);
   const ClosedFormArm& arm = cached.arm;
   FreeJoints free;
@@ -202,15 +200,16 @@ Target solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint*
   return target;
 }
 
-/// Sorts the paired lists with before(). Short lists, the usual few dozen entries at most whose
-/// turns of one branch come in order, by insertion; long ones through an index.
+/// Sorts the paired lists with solutionPrecedes(). Short lists, the usual few dozen entries at most
+/// whose turns of one branch come in order, by insertion; long ones through an index.
 void sortSolutions(TargetConfiguration& out) {
   const std::size_t n = out.joints.size();
   constexpr std::size_t kShortList = 64;
   if (n <= kShortList) {
     for (std::size_t i = 1; i < n; ++i)
-      for (std::size_t m = i;
-           m > 0 && before(out.joints[m], out.confs[m], out.joints[m - 1], out.confs[m - 1]); --m) {
+      for (std::size_t m = i; m > 0 && solutionPrecedes(out.joints[m], out.confs[m],
+                                                        out.joints[m - 1], out.confs[m - 1]);
+           --m) {
         std::swap(out.joints[m], out.joints[m - 1]);
         std::swap(out.confs[m], out.confs[m - 1]);
       }
@@ -220,7 +219,7 @@ void sortSolutions(TargetConfiguration& out) {
   for (std::size_t i = 0; i < n; ++i)
     order[i] = i;
   std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-    return before(out.joints[a], out.confs[a], out.joints[b], out.confs[b]);
+    return solutionPrecedes(out.joints[a], out.confs[a], out.joints[b], out.confs[b]);
   });
   TargetConfiguration sorted;
   sorted.joints.reserve(n);
@@ -238,7 +237,7 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
                   TargetConfiguration& out) {
   out.clear();
   Branches branches;
-  const Target target = solveBranches(robot, pose, seed, branches);
+  const QueryPose target = solveBranches(robot, pose, seed, branches);
   if (branches.count == 0)
     return IkStatus::outOfReach;
   const JointWindows windows = windowsOf(robot);
@@ -286,7 +285,7 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
 JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint& seed) {
   JointSolution result;
   Branches branches;
-  const Target target = solveBranches(robot, pose, &seed, branches);
+  const QueryPose target = solveBranches(robot, pose, &seed, branches);
   if (branches.count == 0)
     return result;
   result.status = IkStatus::outsideJointLimits;
@@ -301,7 +300,7 @@ JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint
     if (result.found() && worst > best)
       return;
     const ConfData conf = labelOf(robot, target, j);
-    if (result.found() && !(worst < best) && !before(j, conf, result.joints, result.conf))
+    if (result.found() && !(worst < best) && !solutionPrecedes(j, conf, result.joints, result.conf))
       return;
     best = worst;
     result.joints = j;
@@ -338,7 +337,7 @@ JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint
 JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
   JointSolution result;
   Branches branches;
-  const Target solved = solveBranches(robot, target.pose, nullptr, branches);
+  const QueryPose solved = solveBranches(robot, target.pose, nullptr, branches);
   if (branches.count == 0)
     return result;
   bool anyInsideLimits = false;
@@ -346,7 +345,7 @@ JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
   const auto consider = [&](const RobJoint& j) {
     const ConfData conf = labelOf(robot, solved, j);
     if (!conf.isCriticalEqual(j, target.robConf) ||
-        (result.found() && !before(j, conf, result.joints, result.conf)))
+        (result.found() && !solutionPrecedes(j, conf, result.joints, result.conf)))
       return;
     result.joints = j;
     result.conf = conf;

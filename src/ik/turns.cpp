@@ -300,7 +300,7 @@ double nearestWorst(const BranchTurns& b, const RobJoint& seed, double bound) {
   return std::max(worst, bestPair);
 }
 
-RobJoint nearestTurns(const Target& target, const BranchTurns& b, const RobJoint& seed,
+RobJoint nearestTurns(const QueryPose& target, const BranchTurns& b, const RobJoint& seed,
                       double worst) {
   const std::array<double, 6>& s = seed.values;
   // Among the solutions that near, the first in list order: the smallest configuration number
@@ -327,7 +327,7 @@ RobJoint nearestTurns(const Target& target, const BranchTurns& b, const RobJoint
   return b.jointsAt(k);
 }
 
-bool matchingTurns(const RobotConfig& robot, const Target& target, const BranchTurns& b,
+bool matchingTurns(const RobotConfig& robot, const QueryPose& target, const BranchTurns& b,
                    const ConfData& conf, RobJoint& joints) {
   if (b.empty)
     return false;
@@ -366,7 +366,7 @@ bool matchingTurns(const RobotConfig& robot, const Target& target, const BranchT
         k[5] = sixth[e];
         const RobJoint j = b.jointsAt(k);
         const ConfData label = labelOf(robot, target, j);
-        if (!label.isCriticalEqual(j, conf) || (found && !before(j, label, joints, best)))
+        if (!label.isCriticalEqual(j, conf) || (found && !solutionPrecedes(j, label, joints, best)))
           continue;
         joints = j;
         best = label;

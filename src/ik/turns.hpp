@@ -31,23 +31,24 @@ inline constexpr double kLabelMargin = 1e-7;
 /// Joint i in bit i: all six.
 inline constexpr unsigned kAllJoints = 0x3F;
 
-/// The pose of a query as the solvers take it, and the direction of its labelling wrist centre.
-struct Target {
+/// The pose of a query as the solvers take it (rotation matrix and position), and the
+/// direction of its labelling wrist centre.
+struct QueryPose {
   Mat3 rotation{};
-  IkVec position{};
+  Vec3 position{};
   double labelAngle{0.0};      ///< φ (degrees) of the wrist centre that labels use.
   double labelRadius{0.0};     ///< Its distance (mm) from the base z axis.
   double stretchedElbow{0.0};  ///< Joint 3 (degrees) where the elbow bit changes.
 };
 
 /// \returns whether the shoulder bit of `joints`' label must come from their own flange pose.
-inline bool nearShoulderBoundary(const Target& target, const RobJoint& joints) {
+inline bool nearShoulderBoundary(const QueryPose& target, const RobJoint& joints) {
   const double fromLabel = std::abs(target.labelAngle - joints.values[0]);
   return !(std::abs(fromLabel - 90.0) * (kPi / 180.0) * target.labelRadius > kLabelMargin);
 }
 
 /// \returns ConfData::FromRobJoint(joints, robot) for a solution of `target`.
-inline ConfData labelOf(const RobotConfig& robot, const Target& target, const RobJoint& joints) {
+inline ConfData labelOf(const RobotConfig& robot, const QueryPose& target, const RobJoint& joints) {
   const std::array<double, 6>& j = joints.values;
   if (nearShoulderBoundary(target, joints)) [[unlikely]]
     return ConfData::FromRobJoint(joints, robot);
@@ -61,7 +62,7 @@ inline ConfData labelOf(const RobotConfig& robot, const Target& target, const Ro
 
 /// \returns labelOf(robot, target, joints) for joints that differ from those labelled `previous`
 /// in joint 6 alone: only its quadrant changes.
-inline ConfData labelOfTurned6(const RobotConfig& robot, const Target& target,
+inline ConfData labelOfTurned6(const RobotConfig& robot, const QueryPose& target,
                                const RobJoint& joints, const ConfData& previous) {
   if (nearShoulderBoundary(target, joints)) [[unlikely]]
     return ConfData::FromRobJoint(joints, robot);
@@ -153,7 +154,8 @@ struct TurnTests {
 
 /// Orders solutions by configuration number, then by joint values, joint 1 first (the order of
 /// std::array's <, here for finite values, without its three-way comparisons).
-inline bool before(const RobJoint& a, const ConfData& ca, const RobJoint& b, const ConfData& cb) {
+inline bool solutionPrecedes(const RobJoint& a, const ConfData& ca, const RobJoint& b,
+                             const ConfData& cb) {
   if (ca.cfx != cb.cfx)
     return ca.cfx < cb.cfx;
   // The first joint that differs, found two joints at a time.
@@ -310,12 +312,12 @@ double nearestWorst(const BranchTurns& b, const RobJoint& seed, double bound);
 
 /// \returns the solution of the non-empty turns `b` whose largest joint difference to `seed` is
 /// `worst` (nearestWorst's), the first in list order among those.
-RobJoint nearestTurns(const Target& target, const BranchTurns& b, const RobJoint& seed,
+RobJoint nearestTurns(const QueryPose& target, const BranchTurns& b, const RobJoint& seed,
                       double worst);
 
 /// The first solution in list order of the turns `b` that `conf` matches
 /// (ConfData::isCriticalEqual); \returns false when there is none.
-bool matchingTurns(const RobotConfig& robot, const Target& target, const BranchTurns& b,
+bool matchingTurns(const RobotConfig& robot, const QueryPose& target, const BranchTurns& b,
                    const ConfData& conf, RobJoint& joints);
 
 }  // namespace zor::rob::detail
