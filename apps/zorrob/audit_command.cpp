@@ -2,9 +2,9 @@
 #include <cstddef>
 #include <fstream>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "cli_error.hpp"
@@ -23,48 +23,14 @@ using Align = Table::Align;
 /// Shares of the programmed speed are printed in percent with this many decimals.
 constexpr int kShareDecimals = 1;
 
-template <typename T>
-std::string streamText(const T& value) {
-  std::ostringstream os;
-  os << value;
-  return os.str();
-}
-
-std::string moveTypeName(MoveType type) {
-  switch (type) {
-    case MoveType::MoveL:
-      return "MoveL";
-    case MoveType::MoveC:
-      return "MoveC";
-    case MoveType::MoveJ:
-      return "MoveJ";
-    case MoveType::MoveAbsJ:
-      break;
-  }
-  return "MoveAbsJ";
-}
-
 std::string range(double from, double to, int decimals) {
   return from == to ? fixed(from, decimals) : fixed(from, decimals) + " .. " + fixed(to, decimals);
 }
 
-/// Where an event lies: at the move's target, on its path or on the corner after it.
-std::string placeOf(const AuditEvent& e) {
-  switch (e.kind) {
-    case AuditEventKind::unreachableTarget:
-    case AuditEventKind::noSolutionInConfiguration:
-    case AuditEventKind::configurationMismatch:
-      return "target";
-    default:
-      break;
-  }
-  return e.corner ? "corner" : "path";
-}
-
 Json eventJson(const AuditEvent& e) {
   return {{"move", e.moveIndex},
-          {"kind", streamText(e.kind)},
-          {"on", placeOf(e)},
+          {"kind", StreamText(e.kind)},
+          {"on", e.place()},
           {"startFraction", e.startFraction},
           {"endFraction", e.endFraction},
           {"startArcLength", e.startArcLength},
@@ -77,7 +43,7 @@ Json eventJson(const AuditEvent& e) {
 
 Json moveJson(std::size_t index, const MoveAudit& m) {
   return {{"index", index},
-          {"type", moveTypeName(m.type)},
+          {"type", MoveTypeName(m.type)},
           {"reached", m.reached},
           {"duration", m.duration},
           {"lowestSpeedShare", m.lowestSpeedShare},
@@ -104,7 +70,7 @@ Json timedSamplesJson(const AuditReport& report) {
                    {"joints", s.joints.values},
                    {"jointSpeeds", s.jointSpeeds},
                    {"jointAccelerations", s.jointAccelerations},
-                   {"limit", streamText(s.limit)},
+                   {"limit", StreamText(s.limit)},
                    {"limitJoint", s.limitJoint}});
   return out;
 }
@@ -122,12 +88,12 @@ std::string sampleLine(const AuditSample& s) {
   std::vector<std::string> cells{std::to_string(s.moveIndex), s.corner ? "1" : "0"};
   for (const double v : {s.fraction, s.arcLength, s.tcp.pos.x, s.tcp.pos.y, s.tcp.pos.z,
                          s.tcp.orient.q1, s.tcp.orient.q2, s.tcp.orient.q3, s.tcp.orient.q4})
-    cells.push_back(shortestNumber(v));
+    cells.push_back(ShortestText(v));
   for (const double v : s.joints.values)
-    cells.push_back(shortestNumber(v));
+    cells.push_back(ShortestText(v));
   for (const int c : {s.conf.cf1, s.conf.cf4, s.conf.cf6, s.conf.cfx})
     cells.push_back(std::to_string(c));
-  cells.push_back(streamText(s.singularity));
+  cells.push_back(StreamText(s.singularity));
   cells.push_back(s.reachable ? "1" : "0");
   std::string out;
   for (std::size_t i = 0; i < cells.size(); ++i) {
@@ -182,12 +148,12 @@ std::string reportText(const Program& program, const AuditReport& report) {
   events.addRow({"move", "event", "on", "fraction", "arc length (mm)", "joint", "speed (%)"});
   for (std::size_t i = 0; i < report.moves.size(); ++i) {
     const MoveAudit& m = report.moves[i];
-    moves.addRow({std::to_string(i), moveTypeName(m.type), m.reached ? "yes" : "no",
+    moves.addRow({std::to_string(i), MoveTypeName(m.type), m.reached ? "yes" : "no",
                   fixed(m.duration, kLengthDecimals), percent(m.lowestSpeedShare),
                   fixed(m.pathLength, kLengthDecimals), fixed(m.orientationChange, kLengthDecimals),
                   fixed(m.zoneDistance, kLengthDecimals), std::to_string(m.events.size())});
     for (const AuditEvent& e : m.events)
-      events.addRow({std::to_string(i), streamText(e.kind), placeOf(e),
+      events.addRow({std::to_string(i), StreamText(e.kind), e.place(),
                      range(e.startFraction, e.endFraction, kUnitDecimals),
                      range(e.startArcLength, e.endArcLength, kLengthDecimals),
                      e.joint == 0 ? "-" : std::to_string(e.joint),
@@ -223,7 +189,7 @@ void applyStep(AuditOptions& options, const std::optional<double>& stepMm) {
     return;
   if (*stepMm > AuditOptions::kMaxStepMm)
     throw UsageError("--step must be at most 10 (mm): coarser steps cannot locate events, got '" +
-                     shortestNumber(*stepMm) + "'");
+                     ShortestText(*stepMm) + "'");
   options.stepMm = *stepMm;
 }
 
@@ -242,6 +208,14 @@ Report runAudit(const AuditRequest& request) {
 
 Report runAudit(Program program, const AuditRequest& request) {
   applyStep(program.options, request.stepMm);
+  // Targets are of the described flange, as `fk` prints it.
+  for (ProgramMove& move : program.moves)
+    std::visit(
+        [&](auto& m) {
+          if constexpr (requires { m.wobj; })
+            useDescribedFlange(program.arm, m.tool, m.wobj);
+        },
+        move);
   program.options.keepSamples =
       request.samplesPath.has_value() || request.jsonSamples || request.htmlPath.has_value();
   // The samples stream to their file; they are held only for the JSON report or the page.

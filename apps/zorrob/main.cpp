@@ -1,10 +1,13 @@
 // zorrob: the command-line face of libzorrob. Without a command it tours the default arm; the
-// commands compute forward and inverse kinematics, Jacobians, circular moves and print the
-// predefined tables, as plain text or (with --json) as one JSON document.
+// commands compute forward and inverse kinematics, Jacobians and circular moves, print the
+// predefined tables, describe an arm (arm), audit a program (audit), write the browser page
+// (view), the reach map (reach) and ranked base poses (place), as plain text or (with --json)
+// as one JSON document.
 //
 // Every command builds its whole output first and prints it at the end. Any error instead
 // writes one line to standard error and nothing to standard output: exit status 2 for a command
-// line that cannot be run, 1 for inputs the computation or the arm loader rejects.
+// line that cannot be run, 1 for inputs the computation or the arm loader rejects. An audit
+// that ran and found events exits with status 3.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
@@ -338,7 +341,10 @@ int Main(int argc, char** argv) {
       "turns of the joints whose limits admit them, each with its configuration (brace and KRL\n"
       "form), singularity class and limit verdict. With --conf, the solution in that\n"
       "configuration; with --seed, the solution nearest to the seed (largest joint difference).\n"
-      "A pose with no solution prints the reason on standard error and exits with status 1.\n\n"
+      "A pose with no solution prints the reason on standard error and exits with status 1.\n"
+      "The pose is of the flange the arm file describes, the one `fk` prints, also where the\n"
+      "model moved its flange to the wrist centre. Limits admitting more than 100000\n"
+      "solutions make the list an error; --conf and --seed choose among any number.\n\n"
       "Example: zorrob ik 800 100 900 0 0 1 0 --conf 0 0 0 0");
   ik->add_option("pose", o.pose, "the flange pose X Y Z (mm) and its quaternion Q1 Q2 Q3 Q4")
       ->type_name("NUM");
@@ -418,6 +424,8 @@ int Main(int argc, char** argv) {
       "linear and circular moves and their zones as one path between stop points. The cycle\n"
       "time is their sum; the speed column is the lowest share of the programmed speed the\n"
       "limits allow on the move.\n\n"
+      "Targets, tools and work objects held by the robot are of the flange the arm file\n"
+      "describes, the one `fk` prints.\n\n"
       "Exit status: 0 for a clean program (reduced speed alone keeps it clean), 3 when there\n"
       "are events, 1 for a rejected program file, 2 for a bad command line.\n\n"
       "Example: zorrob audit examples/audit/weld_seam.json --samples samples.csv");

@@ -2,18 +2,15 @@
 // descriptions, each an ImportedArm with the model and the described flange. The readers run
 // without the GIL; their std::invalid_argument becomes ValueError with the library's message.
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "bindings.hpp"
-#include "detail/messages.hpp"
 #include "zor/rob/arm_import.hpp"
+#include "zor/rob/robot_config.hpp"
+#include "zor/rob/targets.hpp"
 
 namespace zor::rob::python {
 
@@ -60,18 +57,6 @@ ImportedArm armFromUrdf(const std::string& text, const std::optional<std::string
   return armFromText(text, base, tip);
 }
 
-// The file's text, read as the library reads it, for the default chain ends.
-std::string urdfFileText(const std::string& path) {
-  std::error_code error;
-  std::ifstream file(path, std::ios::binary);
-  if (!std::filesystem::is_regular_file(path, error) || !file)
-    throw std::invalid_argument(detail::msg::kUrdfCannotReadFile + path + "'");
-  std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (file.bad())
-    throw std::invalid_argument(detail::msg::kUrdfCannotReadFile + path + "'");
-  return text;
-}
-
 ImportedArm armFromUrdfFile(const py::object& path, const std::optional<std::string>& base,
                             const std::optional<std::string>& tip) {
   // Any path-like object, as open() takes it.
@@ -79,12 +64,101 @@ ImportedArm armFromUrdfFile(const py::object& path, const std::optional<std::str
   py::gil_scoped_release release;
   if (base && tip)
     return ArmFromUrdfFile(name, *base, *tip);
-  return armFromText(urdfFileText(name), base, tip);
+  return armFromText(ReadUrdfFile(name), base, tip);
 }
 
 UrdfChainEnds defaultUrdfChain(const std::string& text) {
   py::gil_scoped_release release;
   return DefaultUrdfChain(text);
+}
+
+/// The URDF chain ends, the imported arm and the readers.
+void bindUrdfAndReaders(py::module_& m) {
+  py::class_<UrdfChainEnds> ends(m, "UrdfChainEnds",
+                                 "The base and tip links of the chain read from a URDF document.");
+  ends.def(py::init([](std::string base, std::string tip) {
+             return UrdfChainEnds{std::move(base), std::move(tip)};
+           }),
+           py::arg("base") = "", py::arg("tip") = "")
+      .def_readwrite("base", &UrdfChainEnds::base)
+      .def_readwrite("tip", &UrdfChainEnds::tip);
+  addTextForms(ends, "UrdfChainEnds",
+               [](const UrdfChainEnds& e) { return "{" + e.base + " -> " + e.tip + "}"; });
+
+  py::class_<ImportedArm>(m, "ImportedArm",
+                          "An imported arm: the model (robot) in the library form and the "
+                          "described flange (user_flange) in the model's flange frame.")
+      .def(py::init<>())
+      .def_readwrite("robot", &ImportedArm::robot, "The RobotConfig, ready for use.")
+      .def_readwrite("user_flange", &ImportedArm::userFlange,
+                     "The described flange frame in the model's flange frame (a Transform; the "
+                     "identity unless the flange was moved to the wrist centre).")
+      .def("flange_moved", &ImportedArm::flangeMoved,
+           "True when the model's flange is not the described one.")
+      .def("user_flange_pose", &ImportedArm::userFlangePose, py::arg("joints"),
+           "The described flange's pose (a Transform) for the joint values (degrees): "
+           "robot.get_wrist_pose_in_base(joints) * user_flange.")
+      .def("flange_pose_of_user_flange", &ImportedArm::flangePoseOfUserFlange, py::arg("user_pose"),
+           "The model flange's Pose that puts the described flange at user_pose (for the "
+           "inverse kinematics): user_pose * user_flange^-1.")
+      // The inverse kinematics of the described flange: what users of an imported arm know.
+      .def(
+          "get_all_joint_solutions",
+          [](const ImportedArm& a, const Pose& pose) {
+            py::gil_scoped_release release;
+            return a.robot.getAllJointSolutions(a.flangePoseOfUserFlange(pose));
+          },
+          py::arg("pose"),
+          "robot.get_all_joint_solutions of the model flange's pose that puts the described "
+          "flange at pose.")
+      .def(
+          "find_nearest_joint_solution",
+          [](const ImportedArm& a, const Pose& pose, const RobJoint& seed) {
+            py::gil_scoped_release release;
+            return a.robot.findNearestJointSolution(a.flangePoseOfUserFlange(pose), seed);
+          },
+          py::arg("pose"), py::arg("seed"),
+          "robot.find_nearest_joint_solution for a pose of the described flange.")
+      .def(
+          "find_joint_solution",
+          [](const ImportedArm& a, const RobTarget& target) {
+            py::gil_scoped_release release;
+            RobTarget model = target;
+            model.pose = a.flangePoseOfUserFlange(target.pose);
+            return a.robot.findJointSolution(model);
+          },
+          py::arg("target"),
+          "robot.find_joint_solution for a target whose pose is of the described flange.");
+
+  m.def("arm_from_dh", &armFromDh, py::arg("table"), py::arg("limits") = ArmLimits{},
+        (std::string("The ImportedArm of a DhTable with the given ArmLimits (the controller's "
+                     "values). ValueError \"DH row N: 'a' must be a finite number\" (and so for "
+                     "alpha, d, thetaOffset) for a non-finite entry.") +
+         kLibraryFormDoc)
+            .c_str());
+  m.def("arm_from_ortho_parallel", &armFromOrthoParallel, py::arg("parameters"),
+        py::arg("limits") = ArmLimits{},
+        (std::string("The ImportedArm of OrthoParallelParameters with the given ArmLimits (the "
+                     "controller's values). ValueError for a non-finite length or offset and "
+                     "for a sign other than 1 or -1.") +
+         kLibraryFormDoc)
+            .c_str());
+  m.def("arm_from_urdf", &armFromUrdf, py::arg("text"), py::arg("base") = py::none(),
+        py::arg("tip") = py::none(),
+        (std::string("The ImportedArm of the chain of a URDF document (its text) from link "
+                     "base to link tip; either left out is taken from default_urdf_chain(). "
+                     "Metres become mm, radians degrees; fixed joints are folded into their "
+                     "neighbours; home joints zero, coupling off. ValueError naming the link or "
+                     "joint for a document or chain the library cannot use.") +
+         kLibraryFormDoc)
+            .c_str());
+  m.def("arm_from_urdf_file", &armFromUrdfFile, py::arg("path"), py::arg("base") = py::none(),
+        py::arg("tip") = py::none(),
+        "arm_from_urdf of the file's text (path: str or path-like). ValueError \"URDF: cannot "
+        "read file 'PATH'\" for a file that cannot be read.");
+  m.def("default_urdf_chain", &defaultUrdfChain, py::arg("text"),
+        "The UrdfChainEnds of a URDF document: its root link and the only leaf link with six "
+        "moving joints between them. ValueError when there is none or several.");
 }
 
 }  // namespace
@@ -160,63 +234,7 @@ void bindArmImport(py::module_& m) {
       .def_readwrite("signs", &OrthoParallelParameters::signs,
                      "1 where the controller turns the joint the geometry's way, -1 otherwise.");
 
-  py::class_<UrdfChainEnds> ends(m, "UrdfChainEnds",
-                                 "The base and tip links of the chain read from a URDF document.");
-  ends.def(py::init([](std::string base, std::string tip) {
-             return UrdfChainEnds{std::move(base), std::move(tip)};
-           }),
-           py::arg("base") = "", py::arg("tip") = "")
-      .def_readwrite("base", &UrdfChainEnds::base)
-      .def_readwrite("tip", &UrdfChainEnds::tip);
-  addTextForms(ends, "UrdfChainEnds",
-               [](const UrdfChainEnds& e) { return "{" + e.base + " -> " + e.tip + "}"; });
-
-  py::class_<ImportedArm>(m, "ImportedArm",
-                          "An imported arm: the model (robot) in the library form and the "
-                          "described flange (user_flange) in the model's flange frame.")
-      .def(py::init<>())
-      .def_readwrite("robot", &ImportedArm::robot, "The RobotConfig, ready for use.")
-      .def_readwrite("user_flange", &ImportedArm::userFlange,
-                     "The described flange frame in the model's flange frame (a Transform; the "
-                     "identity unless the flange was moved to the wrist centre).")
-      .def("flange_moved", &ImportedArm::flangeMoved,
-           "True when the model's flange is not the described one.")
-      .def("user_flange_pose", &ImportedArm::userFlangePose, py::arg("joints"),
-           "The described flange's pose (a Transform) for the joint values (degrees): "
-           "robot.get_wrist_pose_in_base(joints) * user_flange.")
-      .def("flange_pose_of_user_flange", &ImportedArm::flangePoseOfUserFlange, py::arg("user_pose"),
-           "The model flange's Pose that puts the described flange at user_pose (for the "
-           "inverse kinematics): user_pose * user_flange^-1.");
-
-  m.def("arm_from_dh", &armFromDh, py::arg("table"), py::arg("limits") = ArmLimits{},
-        (std::string("The ImportedArm of a DhTable with the given ArmLimits (the controller's "
-                     "values). ValueError \"DH row N: 'a' must be a finite number\" (and so for "
-                     "alpha, d, thetaOffset) for a non-finite entry.") +
-         kLibraryFormDoc)
-            .c_str());
-  m.def("arm_from_ortho_parallel", &armFromOrthoParallel, py::arg("parameters"),
-        py::arg("limits") = ArmLimits{},
-        (std::string("The ImportedArm of OrthoParallelParameters with the given ArmLimits (the "
-                     "controller's values). ValueError for a non-finite length or offset and "
-                     "for a sign other than 1 or -1.") +
-         kLibraryFormDoc)
-            .c_str());
-  m.def("arm_from_urdf", &armFromUrdf, py::arg("text"), py::arg("base") = py::none(),
-        py::arg("tip") = py::none(),
-        (std::string("The ImportedArm of the chain of a URDF document (its text) from link "
-                     "base to link tip; either left out is taken from default_urdf_chain(). "
-                     "Metres become mm, radians degrees; fixed joints are folded into their "
-                     "neighbours; home joints zero, coupling off. ValueError naming the link or "
-                     "joint for a document or chain the library cannot use.") +
-         kLibraryFormDoc)
-            .c_str());
-  m.def("arm_from_urdf_file", &armFromUrdfFile, py::arg("path"), py::arg("base") = py::none(),
-        py::arg("tip") = py::none(),
-        "arm_from_urdf of the file's text (path: str or path-like). ValueError \"URDF: cannot "
-        "read file 'PATH'\" for a file that cannot be read.");
-  m.def("default_urdf_chain", &defaultUrdfChain, py::arg("text"),
-        "The UrdfChainEnds of a URDF document: its root link and the only leaf link with six "
-        "moving joints between them. ValueError when there is none or several.");
+  bindUrdfAndReaders(m);
 }
 
 }  // namespace zor::rob::python

@@ -114,7 +114,7 @@ void bindAuditTypes(py::module_& m) {
       .value("noCircle", AuditEventKind::noCircle)
       .value("zoneShrunk", AuditEventKind::zoneShrunk)
       .value("speedReduced", AuditEventKind::speedReduced)
-      .def("to_string", &streamText<AuditEventKind>,
+      .def("to_string", &StreamText<AuditEventKind>,
            "The library's text, e.g. 'wrist singularity'.");
 
   py::enum_<TimingLimit>(m, "TimingLimit", "The limit that decides the timing at a sample.")
@@ -124,7 +124,7 @@ void bindAuditTypes(py::module_& m) {
       .value("jointSpeed", TimingLimit::jointSpeed)
       .value("jointAcceleration", TimingLimit::jointAcceleration)
       .value("tcpAcceleration", TimingLimit::tcpAcceleration)
-      .def("to_string", &streamText<TimingLimit>, "The library's text, e.g. 'joint speed'.");
+      .def("to_string", &StreamText<TimingLimit>, "The library's text, e.g. 'joint speed'.");
 
   py::class_<AuditOptions>(m, "AuditOptions", "What the audit checks and how finely.")
       .def(py::init<>())

@@ -85,14 +85,14 @@ void bindInverseKinematics(py::module_& m) {
       .value("outOfReach", IkStatus::outOfReach)
       .value("outsideJointLimits", IkStatus::outsideJointLimits)
       .value("noSolutionInConfiguration", IkStatus::noSolutionInConfiguration)
-      .def("to_string", &streamText<IkStatus>, "The library's text, e.g. 'out of reach'.");
+      .def("to_string", &StreamText<IkStatus>, "The library's text, e.g. 'out of reach'.");
 
   py::enum_<IkMethod>(m, "IkMethod", "How the inverse kinematics solves an arm.")
       .value("sphericalWristClosedForm", IkMethod::sphericalWristClosedForm)
       .value("threeParallelClosedForm", IkMethod::threeParallelClosedForm)
       .value("search", IkMethod::search)
       .value("numerical", IkMethod::numerical)
-      .def("to_string", &streamText<IkMethod>,
+      .def("to_string", &StreamText<IkMethod>,
            "The library's text, e.g. 'three-parallel-axes closed form'.");
 
   py::class_<JointSolution> solution(m, "JointSolution",
@@ -108,7 +108,7 @@ void bindInverseKinematics(py::module_& m) {
     return a.joints == b.joints && a.conf == b.conf && a.status == b.status;
   });
   addTextForms(solution, "JointSolution", [](const JointSolution& s) {
-    return "{" + s.joints.toString() + ", " + s.conf.toString() + ", " + streamText(s.status) + "}";
+    return "{" + s.joints.toString() + ", " + s.conf.toString() + ", " + StreamText(s.status) + "}";
   });
 
   m.def("flange_pose_of_target", &FlangePoseOfTarget, py::arg("target"), py::arg("tool"),

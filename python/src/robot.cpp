@@ -145,61 +145,8 @@ void bindSolutionList(py::module_& m, const char* name, const char* doc) {
   });
 }
 
-}  // namespace
-
-void bindRobot(py::module_& m) {
-  // Joint vectors and joint speeds may be given as lists, tuples or numpy arrays of six numbers.
-  py::class_<RobJoint>(m.attr("RobJoint"))
-      .def(py::init([](const std::array<double, 6>& v) {
-             return RobJoint{v[0], v[1], v[2], v[3], v[4], v[5]};
-           }),
-           py::arg("values"), "The six joints in degrees from a sequence.");
-  py::implicitly_convertible<py::list, RobJoint>();
-  py::implicitly_convertible<py::tuple, RobJoint>();
-  py::implicitly_convertible<py::array, RobJoint>();
-  py::implicitly_convertible<py::list, JointSpeed>();
-  py::implicitly_convertible<py::tuple, JointSpeed>();
-  py::implicitly_convertible<py::array, JointSpeed>();
-
-  py::enum_<SingularityType> singularity(m, "SingularityType",
-                                         "The kind of arm singularity of a joint solution.");
-  singularity.value("none", SingularityType::none)
-      .value("wrist", SingularityType::wrist)
-      .value("elbow", SingularityType::elbow)
-      .value("shoulder", SingularityType::shoulder)
-      .def("to_string", &streamText<SingularityType>,
-           "The library's text: 'none', 'wrist', 'elbow' or 'shoulder'.");
-
-  py::class_<OrthoParallelGeometry> geometry(m, "OrthoParallelGeometry",
-                                             "The seven lengths (mm) of an ortho-parallel arm "
-                                             "with a spherical wrist.");
-  geometry
-      .def(py::init([](double a1, double a2, double b, double c1, double c2, double c3, double c4) {
-             return OrthoParallelGeometry{a1, a2, b, c1, c2, c3, c4};
-           }),
-           py::arg("a1") = 0.0, py::arg("a2") = 0.0, py::arg("b") = 0.0, py::arg("c1") = 0.0,
-           py::arg("c2") = 0.0, py::arg("c3") = 0.0, py::arg("c4") = 0.0)
-      .def_readwrite("a1", &OrthoParallelGeometry::a1)
-      .def_readwrite("a2", &OrthoParallelGeometry::a2)
-      .def_readwrite("b", &OrthoParallelGeometry::b)
-      .def_readwrite("c1", &OrthoParallelGeometry::c1)
-      .def_readwrite("c2", &OrthoParallelGeometry::c2)
-      .def_readwrite("c3", &OrthoParallelGeometry::c3)
-      .def_readwrite("c4", &OrthoParallelGeometry::c4);
-  const auto geometryFields = [](const OrthoParallelGeometry& g) {
-    return std::array<double, 7>{g.a1, g.a2, g.b, g.c1, g.c2, g.c3, g.c4};
-  };
-  addEquality(geometry,
-              [geometryFields](const OrthoParallelGeometry& a, const OrthoParallelGeometry& b) {
-                return geometryFields(a) == geometryFields(b);
-              });
-  addTextForms(geometry, "OrthoParallelGeometry", [](const OrthoParallelGeometry& g) {
-    std::ostringstream out;
-    out << "{a1 " << g.a1 << ", a2 " << g.a2 << ", b " << g.b << ", c1 " << g.c1 << ", c2 " << g.c2
-        << ", c3 " << g.c3 << ", c4 " << g.c4 << "}";
-    return out.str();
-  });
-
+/// RobotConfig: the arm model and its queries.
+void bindRobotConfig(py::module_& m) {
   py::class_<RobotConfig> robot(m, "RobotConfig",
                                 "The kinematic model of a six-joint serial arm in "
                                 "product-of-exponentials form. Joint values and limits in "
@@ -295,6 +242,64 @@ void bindRobot(py::module_& m) {
                .toString() +
            ">";
   });
+}
+
+}  // namespace
+
+void bindRobot(py::module_& m) {
+  // Joint vectors and joint speeds may be given as lists, tuples or numpy arrays of six numbers.
+  py::class_<RobJoint>(m.attr("RobJoint"))
+      .def(py::init([](const std::array<double, 6>& v) {
+             return RobJoint{v[0], v[1], v[2], v[3], v[4], v[5]};
+           }),
+           py::arg("values"), "The six joints in degrees from a sequence.");
+  py::implicitly_convertible<py::list, RobJoint>();
+  py::implicitly_convertible<py::tuple, RobJoint>();
+  py::implicitly_convertible<py::array, RobJoint>();
+  py::implicitly_convertible<py::list, JointSpeed>();
+  py::implicitly_convertible<py::tuple, JointSpeed>();
+  py::implicitly_convertible<py::array, JointSpeed>();
+
+  py::enum_<SingularityType> singularity(m, "SingularityType",
+                                         "The kind of arm singularity of a joint solution.");
+  singularity.value("none", SingularityType::none)
+      .value("wrist", SingularityType::wrist)
+      .value("elbow", SingularityType::elbow)
+      .value("shoulder", SingularityType::shoulder)
+      .def("to_string", &StreamText<SingularityType>,
+           "The library's text: 'none', 'wrist', 'elbow' or 'shoulder'.");
+
+  py::class_<OrthoParallelGeometry> geometry(m, "OrthoParallelGeometry",
+                                             "The seven lengths (mm) of an ortho-parallel arm "
+                                             "with a spherical wrist.");
+  geometry
+      .def(py::init([](double a1, double a2, double b, double c1, double c2, double c3, double c4) {
+             return OrthoParallelGeometry{a1, a2, b, c1, c2, c3, c4};
+           }),
+           py::arg("a1") = 0.0, py::arg("a2") = 0.0, py::arg("b") = 0.0, py::arg("c1") = 0.0,
+           py::arg("c2") = 0.0, py::arg("c3") = 0.0, py::arg("c4") = 0.0)
+      .def_readwrite("a1", &OrthoParallelGeometry::a1)
+      .def_readwrite("a2", &OrthoParallelGeometry::a2)
+      .def_readwrite("b", &OrthoParallelGeometry::b)
+      .def_readwrite("c1", &OrthoParallelGeometry::c1)
+      .def_readwrite("c2", &OrthoParallelGeometry::c2)
+      .def_readwrite("c3", &OrthoParallelGeometry::c3)
+      .def_readwrite("c4", &OrthoParallelGeometry::c4);
+  const auto geometryFields = [](const OrthoParallelGeometry& g) {
+    return std::array<double, 7>{g.a1, g.a2, g.b, g.c1, g.c2, g.c3, g.c4};
+  };
+  addEquality(geometry,
+              [geometryFields](const OrthoParallelGeometry& a, const OrthoParallelGeometry& b) {
+                return geometryFields(a) == geometryFields(b);
+              });
+  addTextForms(geometry, "OrthoParallelGeometry", [](const OrthoParallelGeometry& g) {
+    std::ostringstream out;
+    out << "{a1 " << g.a1 << ", a2 " << g.a2 << ", b " << g.b << ", c1 " << g.c1 << ", c2 " << g.c2
+        << ", c3 " << g.c3 << ", c4 " << g.c4 << "}";
+    return out.str();
+  });
+
+  bindRobotConfig(m);
 
   bindSolutionList<TargetConfiguration>(
       m, "TargetConfiguration",

@@ -21,8 +21,8 @@
 #include <utility>
 
 #include "audit/auditor.hpp"
-#include "detail/format.hpp"
 #include "detail/throwers.hpp"
+#include "zor/rob/text.hpp"
 
 namespace zor::rob {
 
@@ -296,12 +296,10 @@ std::size_t Auditor::intervals(std::size_t index, bool corner, double length,
                                double angleDeg) const {
   // Written to fail for NaN as well.
   if (!(length / options_.stepMm <= kMaxIntervals && angleDeg / options_.stepDeg <= kMaxIntervals))
-    detail::throwInvalidArgument(movePlace(index, corner) + ": its path of " +
-                                 detail::shortest(length) + " mm and " +
-                                 detail::shortest(angleDeg) +
-                                 " degrees needs more than 10000000 samples at 'options.stepMm' " +
-                                 detail::shortest(options_.stepMm) + " and 'options.stepDeg' " +
-                                 detail::shortest(options_.stepDeg));
+    detail::throwInvalidArgument(
+        movePlace(index, corner) + ": its path of " + ShortestText(length) + " mm and " +
+        ShortestText(angleDeg) + " degrees needs more than 10000000 samples at 'options.stepMm' " +
+        ShortestText(options_.stepMm) + " and 'options.stepDeg' " + ShortestText(options_.stepDeg));
   return IntervalCount(length, angleDeg, options_.stepMm, options_.stepDeg);
 }
 

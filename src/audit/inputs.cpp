@@ -8,7 +8,7 @@
 #include <variant>
 
 #include "audit/auditor.hpp"
-#include "detail/format.hpp"
+#include "zor/rob/text.hpp"
 
 namespace zor::rob::audit {
 
@@ -73,12 +73,12 @@ void checkStart(const RobotConfig& robot, const RobJoint& start) {
     // Inside its own limits: the coupled sum of joints 2 and 3 is what is outside.
     fail("", "start",
          "is outside the joint limits: joint 2 + joint 3 = " +
-             detail::shortest(start.values[1] + start.values[2]) + " not in " +
-             detail::shortest(robot.jointMin[6]) + " .. " + detail::shortest(robot.jointMax[6]));
+             ShortestText(start.values[1] + start.values[2]) + " not in " +
+             ShortestText(robot.jointMin[6]) + " .. " + ShortestText(robot.jointMax[6]));
   }
   fail("", item("start", j),
-       "is outside the joint limits: " + detail::shortest(v) + " not in " +
-           detail::shortest(robot.jointMin[j]) + " .. " + detail::shortest(robot.jointMax[j]));
+       "is outside the joint limits: " + ShortestText(v) + " not in " +
+           ShortestText(robot.jointMin[j]) + " .. " + ShortestText(robot.jointMax[j]));
 }
 
 void checkPose(const std::string& where, const Pose& pose, const std::string& field) {

@@ -238,16 +238,20 @@ ImportedArm ArmFromUrdf(std::string_view urdfText, const std::string& base,
   return detail::ToLibraryForm(arm, limits);
 }
 
-ImportedArm ArmFromUrdfFile(const std::string& path, const std::string& base,
-                            const std::string& tip) {
+std::string ReadUrdfFile(const std::string& path) {
   std::error_code error;
   std::ifstream file(path, std::ios::binary);
   if (!std::filesystem::is_regular_file(path, error) || !file)
     detail::throwInvalidArgument(detail::msg::kUrdfCannotReadFile + path + "'");
-  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   if (file.bad())
     detail::throwInvalidArgument(detail::msg::kUrdfCannotReadFile + path + "'");
-  return ArmFromUrdf(text, base, tip);
+  return text;
+}
+
+ImportedArm ArmFromUrdfFile(const std::string& path, const std::string& base,
+                            const std::string& tip) {
+  return ArmFromUrdf(ReadUrdfFile(path), base, tip);
 }
 
 UrdfChainEnds DefaultUrdfChain(std::string_view urdfText) {

@@ -18,6 +18,7 @@
 
 #include "support/test_support.hpp"
 #include "zor/rob/audit.hpp"
+#include "zor/rob/text.hpp"
 
 namespace zor::rob::test {
 namespace {
@@ -639,6 +640,34 @@ TEST(Audit, EventKindsHaveTheirText) {
   bad << static_cast<AuditEventKind>(13);
   EXPECT_TRUE(bad.fail());
   EXPECT_EQ(bad.str(), "");
+}
+
+TEST(AuditEvent, PlaceIsTheTargetForTheTargetsKindsElseThePathOrTheCorner) {
+  const std::vector<AuditEventKind> atTarget{AuditEventKind::unreachableTarget,
+                                             AuditEventKind::noSolutionInConfiguration,
+                                             AuditEventKind::configurationMismatch};
+  const std::vector<AuditEventKind> alongPath{AuditEventKind::unreachablePathPoint,
+                                              AuditEventKind::configurationChange,
+                                              AuditEventKind::wristSingularity,
+                                              AuditEventKind::elbowSingularity,
+                                              AuditEventKind::shoulderSingularity,
+                                              AuditEventKind::jointLimit,
+                                              AuditEventKind::jointJump,
+                                              AuditEventKind::noCircle,
+                                              AuditEventKind::zoneShrunk,
+                                              AuditEventKind::speedReduced};
+  for (const bool corner : {false, true}) {
+    AuditEvent e;
+    e.corner = corner;
+    for (const AuditEventKind kind : atTarget) {
+      e.kind = kind;
+      EXPECT_STREQ(e.place(), "target") << StreamText(kind);
+    }
+    for (const AuditEventKind kind : alongPath) {
+      e.kind = kind;
+      EXPECT_STREQ(e.place(), corner ? "corner" : "path") << StreamText(kind);
+    }
+  }
 }
 
 }  // namespace

@@ -148,6 +148,11 @@ struct ZORROB_API AuditEvent {
   /// For speedReduced, the lowest share of the programmed speed the tool reaches on the
   /// stretch (0 to 1); 1 for every other kind.
   double speedShare{1.0};
+
+  /// \returns where the event lies: "target" for the kinds found at the move's target
+  /// (unreachableTarget, noSolutionInConfiguration, configurationMismatch), else "corner" on the
+  /// blended corner after the move or "path" on the move's own path.
+  const char* place() const;
 };
 
 /// One sample of the audited path.
