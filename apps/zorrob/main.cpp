@@ -21,6 +21,7 @@
 #include "cli_error.hpp"
 #include "commands.hpp"
 #include "parse.hpp"
+#include "printable.hpp"
 
 namespace zor::rob::cli {
 namespace {
@@ -94,7 +95,8 @@ std::string commandBefore(const CLI::App& app, char** argv, int end) {
 }
 
 int fail(const std::string& prefix, const std::string& message, int status) {
-  std::cerr << prefix << ": " << message << '\n';
+  // One line, whatever names the message holds.
+  std::cerr << prefix << ": " << Printable(message) << '\n';
   return status;
 }
 

@@ -2,9 +2,6 @@
 // descriptions, each an ImportedArm with the model and the described flange. The readers run
 // without the GIL; their std::invalid_argument becomes ValueError with the library's message.
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -60,18 +57,6 @@ ImportedArm armFromUrdf(const std::string& text, const std::optional<std::string
   return armFromText(text, base, tip);
 }
 
-// The file's text, read as the library reads it, for the default chain ends.
-std::string urdfFileText(const std::string& path) {
-  std::error_code error;
-  std::ifstream file(path, std::ios::binary);
-  if (!std::filesystem::is_regular_file(path, error) || !file)
-    throw std::invalid_argument(detail::msg::kUrdfCannotReadFile + path + "'");
-  std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (file.bad())
-    throw std::invalid_argument(detail::msg::kUrdfCannotReadFile + path + "'");
-  return text;
-}
-
 ImportedArm armFromUrdfFile(const py::object& path, const std::optional<std::string>& base,
                             const std::optional<std::string>& tip) {
   // Any path-like object, as open() takes it.
@@ -79,7 +64,7 @@ ImportedArm armFromUrdfFile(const py::object& path, const std::optional<std::str
   py::gil_scoped_release release;
   if (base && tip)
     return ArmFromUrdfFile(name, *base, *tip);
-  return armFromText(urdfFileText(name), base, tip);
+  return armFromText(ReadUrdfFile(name), base, tip);
 }
 
 UrdfChainEnds defaultUrdfChain(const std::string& text) {
@@ -188,6 +173,11 @@ void bindArmImport(py::module_& m) {
            "The model flange's Pose that puts the described flange at user_pose (for the "
            "inverse kinematics): user_pose * user_flange^-1.");
 
+  m.def("check_arm_model", &CheckArmModel, py::arg("robot"),
+        "Checks every assumption the model makes of an arm built directly (make_robot_config, "
+        "make_ortho_parallel_arm); raises ValueError with the first broken one.");
+  m.def("read_urdf_file", &ReadUrdfFile, py::arg("path"),
+        "The text of a URDF file: regular files of at most 64 MiB only.");
   m.def("arm_from_dh", &armFromDh, py::arg("table"), py::arg("limits") = ArmLimits{},
         (std::string("The ImportedArm of a DhTable with the given ArmLimits (the controller's "
                      "values). ValueError \"DH row N: 'a' must be a finite number\" (and so for "

@@ -13,7 +13,6 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <set>
 #include <string>
 #include <system_error>
@@ -238,16 +237,36 @@ ImportedArm ArmFromUrdf(std::string_view urdfText, const std::string& base,
   return detail::ToLibraryForm(arm, limits);
 }
 
-ImportedArm ArmFromUrdfFile(const std::string& path, const std::string& base,
-                            const std::string& tip) {
+std::string ReadUrdfFile(const std::string& path) {
+  // Only a regular file is opened: a FIFO would block the open, a device read without end.
   std::error_code error;
-  std::ifstream file(path, std::ios::binary);
-  if (!std::filesystem::is_regular_file(path, error) || !file)
+  if (!std::filesystem::is_regular_file(path, error))
     detail::throwInvalidArgument(detail::msg::kUrdfCannotReadFile + path + "'");
-  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  if (!error && size > kUrdfFileCap)
+    detail::throwInvalidArgument(detail::msg::kUrdfFile + path + detail::msg::kUrdfTooLarge);
+  std::ifstream file(path, std::ios::binary);
+  if (error || !file)
+    detail::throwInvalidArgument(detail::msg::kUrdfCannotReadFile + path + "'");
+  // Read with a bound: the file may grow after its size was taken.
+  constexpr std::size_t kChunk = std::size_t{1} << 16;
+  std::string text;
+  while (file) {
+    const std::size_t start = text.size();
+    text.resize(start + kChunk);
+    file.read(text.data() + start, static_cast<std::streamsize>(kChunk));
+    text.resize(start + static_cast<std::size_t>(file.gcount()));
+    if (text.size() > kUrdfFileCap)
+      detail::throwInvalidArgument(detail::msg::kUrdfFile + path + detail::msg::kUrdfTooLarge);
+  }
   if (file.bad())
     detail::throwInvalidArgument(detail::msg::kUrdfCannotReadFile + path + "'");
-  return ArmFromUrdf(text, base, tip);
+  return text;
+}
+
+ImportedArm ArmFromUrdfFile(const std::string& path, const std::string& base,
+                            const std::string& tip) {
+  return ArmFromUrdf(ReadUrdfFile(path), base, tip);
 }
 
 UrdfChainEnds DefaultUrdfChain(std::string_view urdfText) {

@@ -211,8 +211,16 @@ struct UrdfChainEnds {
 ZORROB_API ImportedArm ArmFromUrdf(std::string_view urdfText, const std::string& base,
                                    const std::string& tip);
 
-/// \returns ArmFromUrdf of the file's text. Throws std::invalid_argument "URDF: cannot read file
-/// 'PATH'" for a file that cannot be read.
+/// The largest URDF file ReadUrdfFile reads: 64 MiB.
+inline constexpr std::uintmax_t kUrdfFileCap = std::uintmax_t{64} << 20;
+
+/// \returns the text of the URDF file at `path`. Only a regular file is opened, so a device, a
+/// FIFO or a directory is refused at once. Throws std::invalid_argument "URDF: cannot read file
+/// 'PATH'" for a file that is not a regular file or cannot be read, and "URDF: file 'PATH' is
+/// larger than 67108864 bytes" beyond kUrdfFileCap.
+ZORROB_API std::string ReadUrdfFile(const std::string& path);
+
+/// \returns ArmFromUrdf of ReadUrdfFile(path), with its errors.
 ZORROB_API ImportedArm ArmFromUrdfFile(const std::string& path, const std::string& base,
                                        const std::string& tip);
 
