@@ -29,8 +29,7 @@ std::string Printable(std::string_view text) {
       out += "\\r";
     else if (c < 0x20 || c == 0x7f)
       out += hexEscape(c);
-    else if (c == 0xc2 && i + 1 < text.size() &&
-             static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
+    else if (c == 0xc2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
              static_cast<unsigned char>(text[i + 1]) <= 0x9f) {
       // A C1 control: U+0080 to U+009F.
       out += "\\u00" + hexEscape(static_cast<unsigned char>(text[i + 1])).substr(2);
