@@ -10,6 +10,7 @@
 #include "detail/format.hpp"
 #include "detail/messages.hpp"
 #include "detail/throwers.hpp"
+#include "import/library_form.hpp"
 #include "zor/rob/angles.hpp"
 #include "zor/rob/arm_import.hpp"
 
@@ -116,23 +117,11 @@ void CheckArmModel(const RobotConfig& robot) {
   if (!within(k[4].dot(k[5]), kDirectionTolerance))
     throwInvalidArgument(msg::kWristAxes);
 
-  // The wrist centre: where the axes of joints 5 and 6 meet.
-  const Vec3 normal = k[4].cross(k[5]);
-  const Vec3 gap = p[5] - p[4];
-  if (!within(gap.dot(normal) / normal.norm(), kMeetTolerance))
-    throwInvalidArgument(msg::kWristCentre);
-  const Vec3 planeNormal = k[4].cross(normal);
-  const Pos wrist = p[5] + k[5] * (-gap.dot(planeNormal) / k[5].dot(planeNormal));
-
+  const Pos wrist =
+      detail::WristCentre(k[4], p[4], k[5], p[5], kDirectionTolerance, kMeetTolerance);
   // The elbow: joints 2 and 3 apart, the wrist centre off the axis of joint 3, and the elbow
   // offset the joint-3 angle that turns the forearm onto the upper arm.
-  const Vec3 upperArm = across(p[2] - p[1], k[2]);
-  const Vec3 forearm = across(wrist - p[2], k[2]);
-  if (within(upperArm.norm(), kMeetTolerance))
-    throwInvalidArgument(msg::kElbowAxes);
-  if (within(forearm.norm(), kMeetTolerance))
-    throwInvalidArgument(msg::kElbowWrist);
-  const double stretch = std::atan2(forearm.cross(upperArm).dot(k[2]), forearm.dot(upperArm));
+  const double stretch = detail::ElbowStretch(k[2], p[1], p[2], wrist, kMeetTolerance);
   const double miss = std::remainder(robot.elbowOffset + stretch, 2.0 * kPi);
   if (!within(miss, kElbowTolerance))
     throwInvalidArgument(msg::kElbowOffset + detail::shortest(-stretch));

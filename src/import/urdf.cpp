@@ -248,19 +248,13 @@ std::string ReadUrdfFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (error || !file)
     detail::throwInvalidArgument(detail::msg::kUrdfCannotReadFile + path + "'");
-  // Read with a bound: the file may grow after its size was taken.
-  constexpr std::size_t kChunk = std::size_t{1} << 16;
-  std::string text;
-  while (file) {
-    const std::size_t start = text.size();
-    text.resize(start + kChunk);
-    file.read(text.data() + start, static_cast<std::streamsize>(kChunk));
-    text.resize(start + static_cast<std::size_t>(file.gcount()));
-    if (text.size() > kUrdfFileCap)
-      detail::throwInvalidArgument(detail::msg::kUrdfFile + path + detail::msg::kUrdfTooLarge);
-  }
-  if (file.bad())
+  // One read of the size found above and one byte more, so memory stays within the cap: a file
+  // that grew since is refused rather than read in part.
+  std::string text(static_cast<std::size_t>(size) + 1, '\0');
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  if (file.bad() || static_cast<std::uintmax_t>(file.gcount()) > size)
     detail::throwInvalidArgument(detail::msg::kUrdfCannotReadFile + path + "'");
+  text.resize(static_cast<std::size_t>(file.gcount()));
   return text;
 }
 
