@@ -11,8 +11,9 @@ namespace zor::rob::cli {
 
 /// The largest arm file (JSON or URDF) the tool reads: 64 MiB.
 inline constexpr std::uintmax_t kArmFileCap = std::uintmax_t{64} << 20;
-/// The largest program file the tool reads: 1 GiB, room for several million moves.
-inline constexpr std::uintmax_t kProgramFileCap = std::uintmax_t{1} << 30;
+/// The largest program file the tool reads: 256 MiB, room for well over a million moves while
+/// the parsed document stays within a few GB.
+inline constexpr std::uintmax_t kProgramFileCap = std::uintmax_t{256} << 20;
 
 /// \returns the whole content of the file at `path`, of at most `cap` bytes. Only regular files
 /// are opened, so a device, a FIFO or a socket is refused at once instead of blocking or reading

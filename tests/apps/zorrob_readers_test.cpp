@@ -14,9 +14,9 @@ namespace {
 
 using nlohmann::json;
 
-/// The caps the README gives: 64 MiB for arm files, 1 GiB for program files.
+/// The caps the README gives: 64 MiB for arm files, 256 MiB for program files.
 constexpr std::uintmax_t kArmCap = 64ull * 1024 * 1024;
-constexpr std::uintmax_t kProgramCap = 1024ull * 1024 * 1024;
+constexpr std::uintmax_t kProgramCap = 256ull * 1024 * 1024;
 
 /// The default arm in the ortho-parallel form, as a document to change.
 json OrthoParallelArm() {
@@ -113,7 +113,7 @@ TEST(ZorrobReaders, RefuseFilesBeyondTheirCap) {
                  "zorrob arm: arm file '" + urdf + "' is larger than 67108864 bytes\n");
   const std::string program = MakeSparse(dir, "big.program.json", kProgramCap + 1);
   ExpectRejected({"audit", program},
-                 "zorrob audit: program file '" + program + "' is larger than 1073741824 bytes\n");
+                 "zorrob audit: program file '" + program + "' is larger than 268435456 bytes\n");
   // At the cap the file is read, and then found not to be JSON.
   const std::string atCap = MakeSparse(dir, "cap.json", kArmCap);
   const ToolResult r = RunTool({"arm", "--arm", atCap});
