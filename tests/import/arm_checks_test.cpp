@@ -265,5 +265,79 @@ TEST(CheckArmModel, RejectsBadLimitsAndHomeJoints) {
   EXPECT_EQ(verdict(robot), "home joints 2 + 3 must lie within their sum limits");
 }
 
+/// Random arms of the hostile-number test: 10^5 in Release (about 0.5 s), fewer under the
+/// sanitizers.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int kHostileArms = 10000;
+#else
+constexpr int kHostileArms = 100000;
+#endif
+
+/// A value that is often hostile: NaN, an infinity, huge, tiny, subnormal, zero, or ordinary.
+double hostile(test::Random& random, double ordinary) {
+  switch (random.integer(0, 9)) {
+    case 0:
+      return std::numeric_limits<double>::quiet_NaN();
+    case 1:
+      return random.integer(0, 1) == 0 ? std::numeric_limits<double>::infinity()
+                                       : -std::numeric_limits<double>::infinity();
+    case 2:
+      return random.uniform(-1, 1) * 1e300;
+    case 3:
+      return random.uniform(-1, 1) * 1e-300;
+    case 4:
+      return std::numeric_limits<double>::denorm_min() * random.integer(-5, 5);
+    case 5:
+      return 0.0;
+    default:
+      return ordinary;
+  }
+}
+
+TEST(CheckArmModel, HostileNumbersAreRejectedOrGiveAFiniteArm) {
+  test::Random random;
+  int accepted = 0;
+  for (int n = 0; n < kHostileArms; ++n) {
+    RobotConfig robot = defaultByHand();
+    // A few members of the default arm replaced by hostile values.
+    for (int k = random.integer(1, 3); k > 0; --k) {
+      const auto i = static_cast<std::size_t>(random.integer(0, 5));
+      switch (random.integer(0, 5)) {
+        case 0:
+          robot.jointAxes[i].y = hostile(random, robot.jointAxes[i].y);
+          break;
+        case 1:
+          robot.jointPoints[i].z = hostile(random, robot.jointPoints[i].z + 1);
+          break;
+        case 2:
+          robot.flangeHome.translation.x = hostile(random, robot.flangeHome.translation.x);
+          break;
+        case 3:
+          robot.elbowOffset = hostile(random, robot.elbowOffset);
+          break;
+        case 4:
+          robot.jointMin[i] = hostile(random, robot.jointMin[i]);
+          break;
+        default:
+          robot.homeJoint.values[i] = hostile(random, robot.homeJoint.values[i]);
+          break;
+      }
+    }
+    try {
+      CheckArmModel(robot);
+    } catch (const std::invalid_argument& e) {
+      ASSERT_GT(std::string(e.what()).size(), 20u);
+      continue;
+    }
+    ++accepted;
+    const Transform home = robot.getWristPoseInBase(robot.homeJoint);
+    ASSERT_TRUE(std::isfinite(home.translation.x) && std::isfinite(home.translation.y) &&
+                std::isfinite(home.translation.z) && std::isfinite(home.rotation.w))
+        << n;
+  }
+  // Zeros and tiny values in places that do not matter leave some arms valid.
+  EXPECT_GT(accepted, kHostileArms / 100);
+}
+
 }  // namespace
 }  // namespace zor::rob
