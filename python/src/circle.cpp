@@ -125,6 +125,10 @@ void bindCircle(py::module_& m) {
       .def("get_ori_in_cir_point_ori_mode", &TPCircle::getOriInCirPointOriMode, py::arg("t"),
            py::arg("ori_start"), py::arg("ori_cir"), py::arg("ori_end"),
            "The orientation at fraction t in circle-point mode.")
+      .def("get_cir_point_rate_jump", &TPCircle::getCirPointRateJump, py::arg("ori_start"),
+           py::arg("ori_cir"), py::arg("ori_end"),
+           "How far circle-point mode's rate of turn changes at the circle point (radians per "
+           "unit of fraction); 0 when the three orientations are one.")
       .def("get_ori_in_path_frame", &TPCircle::getOriInPathFrame, py::arg("t"),
            py::arg("ori_start"), py::arg("ori_cir"), py::arg("ori_end"),
            "The orientation at fraction t in path-frame mode.")

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <optional>
 #include <variant>
 
 #include "zor/rob/angles.hpp"
@@ -21,6 +22,9 @@ namespace zor::rob::audit {
 inline constexpr int kSummedPieces = 64;
 
 inline constexpr double kDegPerRad = 180.0 / kPi;
+
+/// A change of the rate of turn (radians per unit of fraction) that rounding cannot make.
+inline constexpr double kRateJumpAtRest = 1e-9;
 
 /// The straight line of a linear move: position by linear interpolation, orientation by
 /// shortest-path slerp, both uniform in the fraction.
@@ -51,6 +55,16 @@ struct ArcPath {
   Orient orientationAt(double f) const { return circle.getOri(f, mode, oriStart, oriCir, oriEnd); }
   Pose at(double f) const { return {circle.getPoint(f).toPos(), orientationAt(f)}; }
   double length() const { return circle.arcLen; }
+  /// \returns the fraction where the joint path has a kink that the arm passes only at rest:
+  /// the circle point in circle-point mode when the turn's rate changes there (by more than
+  /// rounding, kRateJumpAtRest); nothing otherwise.
+  std::optional<double> restFraction() const {
+    const bool cirPointMode =
+        mode != CircleOriMode::pathFrame && mode != CircleOriMode::objectFrame;
+    if (cirPointMode && circle.getCirPointRateJump(oriStart, oriCir, oriEnd) > kRateJumpAtRest)
+      return circle.cirPointFraction;
+    return std::nullopt;
+  }
   /// Degrees: the orientation modes turn about the arc normal and may take the long way, so
   /// the change is summed over kSummedPieces pieces instead of taken from the end points.
   double orientationChange() const {
@@ -110,6 +124,12 @@ inline double PathLength(const PathShape& shape) {
 }
 inline double OrientationChange(const PathShape& shape) {
   return std::visit([](const auto& s) { return s.orientationChange(); }, shape);
+}
+/// \returns the fraction of `shape` that the arm must pass at rest, if any.
+inline std::optional<double> RestFraction(const PathShape& shape) {
+  if (const auto* arc = std::get_if<ArcPath>(&shape))
+    return arc->restFraction();
+  return std::nullopt;
 }
 
 /// Steps that a length or angle exceeds by less than this (a rounding error of the start

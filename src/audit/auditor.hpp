@@ -25,6 +25,9 @@ inline constexpr const char* kTooManySamples =
 /// The most intervals one path part is sampled in (a bound on the work, not on precision).
 inline constexpr double kMaxIntervals = 1e7;
 
+/// Fractions of a part this close are one place (a kink on a sample of the grid).
+inline constexpr double kSameFraction = 1e-9;
+
 /// Events are located until the two probes around them lie this close (mm, degrees).
 inline constexpr double kLocateMm = 1e-3;
 inline constexpr double kLocateDeg = 1e-3;
@@ -160,7 +163,7 @@ class Auditor {
   AuditEvent eventAt(const PathPart& part, AuditEventKind kind, const PathPoint& from,
                      const PathPoint& to) const;
   /// Keeps the sample when asked and adds it to the path being timed.
-  void keepSample(const PathPart& part, const PathPoint& p);
+  void keepSample(const PathPart& part, const PathPoint& p, bool atRest = false);
 
   // Timing.
   /// Times the path sampled since the last stop point and closes it.

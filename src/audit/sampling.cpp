@@ -102,10 +102,10 @@ AuditEvent Auditor::eventAt(const PathPart& part, AuditEventKind kind, const Pat
   return e;
 }
 
-void Auditor::keepSample(const PathPart& part, const PathPoint& p) {
+void Auditor::keepSample(const PathPart& part, const PathPoint& p, bool atRest) {
   if (run_.empty())
     runFirstSample_ = report_.samples.size();
-  run_.push_back({p.joints, p.tcp, part.vTcp, part.vOri});
+  run_.push_back({p.joints, p.tcp, part.vTcp, part.vOri, atRest});
   runTags_.push_back(
       {part.moveIndex, part.corner, p.fraction, p.fraction * part.lengthPerFraction});
   if (!options_.keepSamples)
@@ -150,12 +150,9 @@ RobJoint Auditor::samplePart(const PathPart& part, double f0, double f1, std::si
     if ((previous.conditions & kConditionKinds[c].first) != 0)
       openEvent(c, previous);
 
-  for (std::size_t i = 1; i <= intervals; ++i) {
-    const double f = i == intervals
-                         ? f1
-                         : f0 + (f1 - f0) * static_cast<double>(i) / static_cast<double>(intervals);
+  const auto advance = [&](double f, bool atRest) {
     const PathPoint current = solve(part, f, previous.joints, options_.jumpDeg);
-    keepSample(part, current);
+    keepSample(part, current, atRest);
 
     bool jumped = false;
     if (jumps(previous, current, options_.jumpDeg) ||
@@ -197,6 +194,24 @@ RobJoint Auditor::samplePart(const PathPart& part, double f0, double f1, std::si
         closeEvent(c, a);
     }
     previous = current;
+  };
+  // A kink that only rest passes gets a sample of its own, where the timing stops, unless a
+  // sample of the grid falls on it.
+  std::optional<double> rest = RestFraction(*part.shape);
+  if (rest && !(*rest > f0 && *rest < f1))
+    rest.reset();
+  for (std::size_t i = 1; i <= intervals; ++i) {
+    const double f = i == intervals
+                         ? f1
+                         : f0 + (f1 - f0) * static_cast<double>(i) / static_cast<double>(intervals);
+    bool restsHere = false;
+    if (rest && *rest <= f + kSameFraction) {
+      restsHere = *rest >= f - kSameFraction;
+      if (!restsHere)
+        advance(*rest, true);
+      rest.reset();
+    }
+    advance(f, restsHere);
   }
   for (std::size_t c = 0; c < kConditionKinds.size(); ++c)
     if (open[c])

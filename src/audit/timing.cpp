@@ -80,6 +80,8 @@ struct Node {
   TimingLimit speedLimit{TimingLimit::none};
   int speedJoint{0};
   double programmedCap{kInf};
+  /// A kink: the path is followed through it at rest.
+  bool atRest{false};
 };
 
 /// The overlap of the bounds on a at speed² b: the smallest upper bound less the largest lower
@@ -244,6 +246,7 @@ std::vector<Node> nodesOf(std::span<const TimingPoint> points, std::vector<std::
         Node& same = nodes.back();
         same.vTcp = std::min(same.vTcp, p.vTcp);
         same.vOri = std::min(same.vOri, p.vOri);
+        same.atRest = same.atRest || p.atRest;
         nodeOf[i] = nodes.size() - 1;
         continue;
       }
@@ -259,6 +262,7 @@ std::vector<Node> nodesOf(std::span<const TimingPoint> points, std::vector<std::
     n.value[kAngle] = angle;
     n.vTcp = p.vTcp;
     n.vOri = p.vOri;
+    n.atRest = p.atRest;
     nodeOf[i] = nodes.size();
     nodes.push_back(n);
   }
@@ -274,6 +278,28 @@ int reducingJointOf(const Row* rows, const Reach& r, const Node& p) {
   const Row& u = rows[r.upper];
   const Row& w = std::abs(l.beta) / l.gamma >= std::abs(u.beta) / u.gamma ? l : u;
   return w.source < 6 ? w.source + 1 : 0;
+}
+
+/// The joint (1-based) whose speed along the path jumps most at the kink `nodes[k]`, in units
+/// of its acceleration limit; 0 when none does.
+int kinkedJointOf(const std::vector<Node>& nodes, std::size_t k, const TimingLimits& limits) {
+  if (k == 0 || k + 1 == nodes.size())
+    return 0;
+  const Node& a = nodes[k - 1];
+  const Node& p = nodes[k];
+  const Node& b = nodes[k + 1];
+  int joint = 0;
+  double largest = 0.0;
+  for (std::size_t j = 0; j < 6; ++j) {
+    const double before = (p.value[j] - a.value[j]) / (p.sigma - a.sigma);
+    const double after = (b.value[j] - p.value[j]) / (b.sigma - p.sigma);
+    const double jump = std::abs(after - before) / limits.jointAcceleration[j];
+    if (jump > largest) {
+      largest = jump;
+      joint = static_cast<int>(j) + 1;
+    }
+  }
+  return joint;
 }
 
 /// The limit at its bound where the step from `p` takes acceleration `a` at speed² `b`.
@@ -326,7 +352,7 @@ std::vector<PointTiming> TimePath(std::span<const TimingPoint> points, const Tim
   std::vector<double> hi(n, 0.0);
   for (std::size_t k = n - 1; k-- > 0;) {
     const std::size_t count = stepRows(nodes[k], nodes[k + 1], limits, hi[k + 1], rows.data());
-    hi[k] = largestFeasible(rows.data(), count, nodes[k].speedCap).b;
+    hi[k] = nodes[k].atRest ? 0.0 : largestFeasible(rows.data(), count, nodes[k].speedCap).b;
   }
   // Forward: from rest, the largest acceleration that keeps the path controllable.
   std::vector<PointTiming> timed(n);
@@ -356,6 +382,11 @@ std::vector<PointTiming> TimePath(std::span<const TimingPoint> points, const Tim
     }
     t.tcpSpeed = std::abs(p.d1[kLength]) * v;
     t.speedShare = std::isfinite(p.programmedCap) ? std::sqrt(b[k] / p.programmedCap) : 0.0;
+    if (p.atRest) {
+      t.allowedShare = 0.0;
+      t.reducingJoint = kinkedJointOf(nodes, k, limits);
+      continue;
+    }
     // The highest speed the limits allow here, whatever comes before or after.
     const std::size_t count = addLimitRows(p, limits, 0.0, rows.data());
     const Reach allowed = largestFeasible(rows.data(), count, p.speedCap);

@@ -55,6 +55,8 @@ struct TimingPoint {
   Pose tcp{};
   double vTcp{0.0};
   double vOri{0.0};
+  /// A kink of the path: the arm passes it at rest.
+  bool atRest{false};
 };
 
 /// The timing at one point of a path (see AuditSample for the meaning of each field).
@@ -72,7 +74,8 @@ struct PointTiming {
 };
 
 /// \returns the time-optimal timing of the path through `points`, from rest at the first to
-/// rest at the last. A point that repeats its predecessor (no motion) gets its timing.
+/// rest at the last and at every point marked atRest (with an allowedShare of 0 there). A point
+/// that repeats its predecessor (no motion) gets its timing.
 std::vector<PointTiming> TimePath(std::span<const TimingPoint> points, const TimingLimits& limits);
 
 }  // namespace zor::rob::audit

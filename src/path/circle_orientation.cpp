@@ -132,6 +132,26 @@ Orient TPCircle::getOriInCirPointOriMode(double t, const Orient& oriStart, const
   return aboutNormal(N, t * arcRad).hamilton(q).rawOrient();
 }
 
+double TPCircle::getCirPointRateJump(const Orient& oriStart, const Orient& oriCir,
+                                     const Orient& oriEnd) const {
+  const Rotation start = Rotation::raw(oriStart);
+  const Rotation cir = Rotation::raw(oriCir);
+  const Rotation end = Rotation::raw(oriEnd);
+  if (std::abs(start.dot(cir)) >= kSameOrientation && std::abs(cir.dot(end)) >= kSameOrientation)
+    return 0.0;
+  // A shortest-path piece a ⊗ exp(s·v) turns at the constant rate v in its own frame, where v
+  // is the rotation vector of a⁻¹ ⊗ b; both pieces are at relCir where they meet, so their
+  // rates compare in one frame.
+  const auto rate = [](const Rotation& a, const Rotation& b, double span) {
+    const Eigen::AngleAxis<double> v = a.inverse().hamilton(b).log();
+    return Eigen::Vector3d(v.axis() * (v.angle() / span));
+  };
+  const Rotation relCir = relativeToPath(N, cirPointFraction * arcRad, cir);
+  const Rotation relEnd = relativeToPath(N, arcRad, end);
+  return (rate(relCir, relEnd, 1.0 - cirPointFraction) - rate(start, relCir, cirPointFraction))
+      .norm();
+}
+
 Orient TPCircle::getOriInPathFrame(double t, const Orient& oriStart, const Orient& oriCir,
                                    const Orient& oriEnd) const {
   if (const std::optional<Orient> given = givenOrientation(t, oriStart, oriEnd))

@@ -150,6 +150,63 @@ TEST(TPCircleOrientation, EqualOrientationsGiveTheStartEverywhere) {
   }
 }
 
+// ---------------------------------------------------------------------------------------------
+// The change of rate at the circle point
+
+TEST(TPCircleOrientation, RateJumpAtTheCirclePointByHand) {
+  // On flatArc (about +z, circle point at 2π/6 = 0.4 of 5π/6) with orientations given relative
+  // to the path frame Rz(θ): the start at rel identity, the circle point at rel Rx(0.3). The
+  // first piece turns 0.3 rad about x in 0.4 of the arc: 0.75 rad per unit fraction.
+  const TPCircle c = flatArc();
+  const auto onPath = [](double theta, const Quaternion& rel) {
+    return toOrient(aboutZ(theta) * rel);
+  };
+  const Orient start = onPath(0, Quaternion::Identity());
+  const Orient cir = onPath(kPi / 3, aboutX(0.3));
+  // Not turning after it: the rate drops from 0.75 to 0.
+  EXPECT_NEAR(c.getCirPointRateJump(start, cir, onPath(5 * kPi / 6, aboutX(0.3))), 0.75, 1e-12);
+  // Turning on about x by 0.45 in the remaining 0.6: the same rate, no jump.
+  EXPECT_NEAR(c.getCirPointRateJump(start, cir, onPath(5 * kPi / 6, aboutX(0.75))), 0.0, 1e-12);
+  // Turning about the body's y by 0.6 in 0.6: 1 rad per unit fraction about y against 0.75
+  // about x, a change of 1.25.
+  const Orient end = onPath(5 * kPi / 6, aboutX(0.3) * about(0.6, {0, 1, 0}));
+  EXPECT_NEAR(c.getCirPointRateJump(start, cir, end), 1.25, 1e-12);
+  // Following the path frame throughout: no turn relative to it, no jump.
+  EXPECT_NEAR(c.getCirPointRateJump(start, onPath(kPi / 3, Quaternion::Identity()),
+                                    onPath(5 * kPi / 6, Quaternion::Identity())),
+              0.0, 1e-12);
+}
+
+TEST(TPCircleOrientation, RateJumpIsZeroForOneOrientation) {
+  // The mode holds the start when all three are one orientation, whatever their signs.
+  const TPCircle c = tiltedArc();
+  const Orient q = toOrient(about(0.7, {1, 1, 0}));
+  const Orient minus{-q.q1, -q.q2, -q.q3, -q.q4};
+  EXPECT_EQ(c.getCirPointRateJump(q, q, q), 0.0);
+  EXPECT_EQ(c.getCirPointRateJump(q, minus, q), 0.0);
+}
+
+TEST(TPCircleOrientation, RateJumpMatchesTheOrientationsOneSidedRates) {
+  // The world angular velocity from orientations on either side of the circle point, by
+  // differences of the mode's own output, extrapolated to the circle point from two distances
+  // on each side (second order).
+  const TPCircle c = tiltedArc();
+  const auto omega = [&](double t) {
+    constexpr double h = 1e-6;
+    const Quaternion a = toEigen(c.getOriInCirPointOriMode(t - h, kStart, kCir, kEnd));
+    const Quaternion b = toEigen(c.getOriInCirPointOriMode(t + h, kStart, kCir, kEnd));
+    const Eigen::AngleAxisd d(b * a.inverse());
+    return Eigen::Vector3d(d.axis() * (d.angle() / (2 * h)));
+  };
+  constexpr double d = 1e-4;
+  const double f = c.cirPointFraction;
+  const Eigen::Vector3d before = 2 * omega(f - d) - omega(f - 2 * d);
+  const Eigen::Vector3d after = 2 * omega(f + d) - omega(f + 2 * d);
+  const double expected = (after - before).norm();
+  ASSERT_GT(expected, 0.1);
+  EXPECT_NEAR(c.getCirPointRateJump(kStart, kCir, kEnd), expected, 1e-6 * expected);
+}
+
 TEST(TPCircleOrientation, CirclePointModeNeedsAllThreeEqual) {
   // Start and end equal, circle point different: interpolated.
   const TPCircle c = tiltedArc();

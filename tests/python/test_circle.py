@@ -119,6 +119,19 @@ def test_orientation_ends_are_returned_unchanged(half):
     assert z.Rotation.angular_distance(start, long_way) == pytest.approx(math.pi - math.pi / 4)
 
 
+def test_rate_jump_at_the_circle_point(half):
+    # The half circle turns the path frame by -θ about z; orientations about z then add angles.
+    # Start 0, circle point 45°, end 0 degrees: relative to the frame 0, 135° and 180°, rates
+    # 1.5π and 0.5π per unit fraction on either half: a jump of π. An end at 90° keeps the rate.
+    def about_z(degrees):
+        h = math.radians(degrees) / 2
+        return z.Orient(math.cos(h), 0, 0, math.sin(h))
+    assert half.get_cir_point_rate_jump(about_z(0), about_z(45), about_z(0)) == \
+        pytest.approx(math.pi, rel=1e-12)
+    assert half.get_cir_point_rate_jump(about_z(0), about_z(45), about_z(90)) == \
+        pytest.approx(0, abs=1e-12)
+
+
 def test_dump_writes_to_python_stdout(half, capsys):
     half.dump()
     out = capsys.readouterr().out

@@ -145,6 +145,14 @@ struct ZORROB_API TPCircle {
   /// 1e-6 of 1 return `oriStart`, `oriCir` and `oriEnd` unchanged. Inputs are not normalised.
   Orient getOriInCirPointOriMode(double t, const Orient& oriStart, const Orient& oriCir,
                                  const Orient& oriEnd) const;
+  /// \returns how far the rate of turn of circle-point mode changes at the circle point, in
+  /// radians per unit of fraction: each piece turns at its own constant rate relative to the
+  /// path frame, so where the rates differ the tool's angular velocity jumps by this times the
+  /// path's speed in fractions per second, and a move passes the circle point at speed only
+  /// with an infinite acceleration. 0 when start, circle point and end are the same
+  /// orientation up to sign (the mode then holds the start). Inputs are not normalised.
+  double getCirPointRateJump(const Orient& oriStart, const Orient& oriCir,
+                             const Orient& oriEnd) const;
   /// \returns the orientation at fraction t in path-frame mode: the interpolation from start to
   /// end relative to a frame that turns with the path about N, the long way round when `oriCir`
   /// (relative to its frame) lies more than 0.5 rad farther from the short-way midpoint than
