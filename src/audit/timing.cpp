@@ -14,10 +14,11 @@
 // a linear program in (a, b): hi is the largest b for which the bounds on a still overlap. The
 // overlap, the smallest upper bound on a less the largest lower one, is concave in b, so Newton
 // steps on its active pair of bounds reach hi from above in a few steps without a threshold on
-// how small a coefficient may be: a joint whose q' passes zero (a zero-inertia point) or grows
-// large (near the wrist singularity) needs no special case and cannot make the profile chatter
-// between bounds. The forward pass then takes the largest acceleration that stays in the next
-// controllable set.
+// how small a coefficient may be. hi is then lowered to the speed from which the step leaves
+// fastest (entryBound): near a point where a joint's q' passes zero (a zero-inertia point, as
+// where joints 4 and 6 swing round near the wrist singularity), arriving faster would only
+// mean leaving slower, down to rest. The forward pass then takes the largest acceleration that
+// stays in the next controllable set. Samples marked at rest (kinks) get hi = 0.
 
 #include "audit/timing.hpp"
 
@@ -148,6 +149,67 @@ Reach largestFeasible(const Row* rows, std::size_t count, double cap) {
   }
   r.b = good;
   return r;
+}
+
+/// \returns the b in [0, `hi`] from which the step reaches the highest next b (b + reach·a with
+/// a at its largest): the maximum of a concave piecewise-linear function, found by walking its
+/// pieces down from `hi`.
+double bestArrival(const Row* rows, std::size_t count, double reach, double hi) {
+  // Each upper bound on a gives the next b as c + s·b.
+  const auto line = [&](const Row& w) {
+    return std::pair{reach * w.gamma / w.alpha, 1.0 - reach * w.beta / w.alpha};
+  };
+  double b = hi;
+  for (std::size_t step = 0; step <= count; ++step) {
+    // The piece that is lowest just below b: the least value, and among ties the steepest
+    // rise, which falls fastest as b decreases.
+    double value = kInf, slope = -kInf;
+    for (std::size_t i = 0; i < count; ++i) {
+      if (!(rows[i].alpha > 0.0))
+        continue;
+      const auto [c, s] = line(rows[i]);
+      const double v = c + s * b;
+      if (v < value || (v == value && s > slope)) {
+        value = v;
+        slope = s;
+      }
+    }
+    if (!(slope < 0.0))
+      return b;  // the next b grows with b up to here
+    // Left to the nearest corner where a piece of larger slope takes over.
+    double corner = 0.0;
+    for (std::size_t i = 0; i < count; ++i) {
+      if (!(rows[i].alpha > 0.0))
+        continue;
+      const auto [c, s] = line(rows[i]);
+      if (s > slope) {
+        const double at = b - (c + s * b - value) / (s - slope);
+        if (at < b)
+          corner = std::max(corner, at);
+      }
+    }
+    if (!(corner > 0.0))
+      return 0.0;
+    b = corner;
+  }
+  return b;
+}
+
+/// \returns the largest b at which the step from a sample may begin, of the `feasible` ones.
+///
+/// Near a zero-inertia point a joint's row a ≤ (γ − β b)/α has a small α: past the speed its
+/// curvature allows, the step must brake ever harder to keep that joint's acceleration, so the
+/// faster the arm arrives, the slower it leaves, down to rest at the next sample. A greedy
+/// forward pass that arrived at the largest feasible b would stop there. So the bound is the
+/// b that leaves fastest (bestArrival), or, when that is lower, the largest b the step can hold
+/// without braking (a = 0 within every upper bound): the grid's form of the speed limit that
+/// the point's curvature sets.
+double entryBound(const Row* rows, std::size_t count, double reach, double feasible) {
+  double hold = feasible;
+  for (std::size_t i = 0; i < count; ++i)
+    if (rows[i].alpha > 0.0 && rows[i].beta > 0.0)
+      hold = std::min(hold, rows[i].gamma / rows[i].beta);
+  return std::max(hold, bestArrival(rows, count, reach, feasible));
 }
 
 /// Appends the two rows |c a + d b| ≤ e of each limit at `node`; at the step's far end
@@ -352,7 +414,10 @@ std::vector<PointTiming> TimePath(std::span<const TimingPoint> points, const Tim
   std::vector<double> hi(n, 0.0);
   for (std::size_t k = n - 1; k-- > 0;) {
     const std::size_t count = stepRows(nodes[k], nodes[k + 1], limits, hi[k + 1], rows.data());
-    hi[k] = nodes[k].atRest ? 0.0 : largestFeasible(rows.data(), count, nodes[k].speedCap).b;
+    if (nodes[k].atRest)
+      continue;
+    const double feasible = largestFeasible(rows.data(), count, nodes[k].speedCap).b;
+    hi[k] = entryBound(rows.data(), count, 2.0 * (nodes[k + 1].sigma - nodes[k].sigma), feasible);
   }
   // Forward: from rest, the largest acceleration that keeps the path controllable.
   std::vector<PointTiming> timed(n);
