@@ -1,7 +1,8 @@
 // zorrob audit: follows a program file through its arm and reports what would stop it.
 #include <cstddef>
 #include <fstream>
-#include <sstream>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -21,48 +22,14 @@ using Align = Table::Align;
 /// Shares of the programmed speed are printed in percent with this many decimals.
 constexpr int kShareDecimals = 1;
 
-template <typename T>
-std::string streamText(const T& value) {
-  std::ostringstream os;
-  os << value;
-  return os.str();
-}
-
-std::string moveTypeName(MoveType type) {
-  switch (type) {
-    case MoveType::MoveL:
-      return "MoveL";
-    case MoveType::MoveC:
-      return "MoveC";
-    case MoveType::MoveJ:
-      return "MoveJ";
-    case MoveType::MoveAbsJ:
-      break;
-  }
-  return "MoveAbsJ";
-}
-
 std::string range(double from, double to, int decimals) {
   return from == to ? fixed(from, decimals) : fixed(from, decimals) + " .. " + fixed(to, decimals);
 }
 
-/// Where an event lies: at the move's target, on its path or on the corner after it.
-std::string placeOf(const AuditEvent& e) {
-  switch (e.kind) {
-    case AuditEventKind::unreachableTarget:
-    case AuditEventKind::noSolutionInConfiguration:
-    case AuditEventKind::configurationMismatch:
-      return "target";
-    default:
-      break;
-  }
-  return e.corner ? "corner" : "path";
-}
-
 Json eventJson(const AuditEvent& e) {
   return {{"move", e.moveIndex},
-          {"kind", streamText(e.kind)},
-          {"on", placeOf(e)},
+          {"kind", StreamText(e.kind)},
+          {"on", e.place()},
           {"startFraction", e.startFraction},
           {"endFraction", e.endFraction},
           {"startArcLength", e.startArcLength},
@@ -75,7 +42,7 @@ Json eventJson(const AuditEvent& e) {
 
 Json moveJson(std::size_t index, const MoveAudit& m) {
   return {{"index", index},
-          {"type", moveTypeName(m.type)},
+          {"type", MoveTypeName(m.type)},
           {"reached", m.reached},
           {"duration", m.duration},
           {"lowestSpeedShare", m.lowestSpeedShare},
@@ -102,7 +69,7 @@ Json timedSamplesJson(const AuditReport& report) {
                    {"joints", s.joints.values},
                    {"jointSpeeds", s.jointSpeeds},
                    {"jointAccelerations", s.jointAccelerations},
-                   {"limit", streamText(s.limit)},
+                   {"limit", StreamText(s.limit)},
                    {"limitJoint", s.limitJoint}});
   return out;
 }
@@ -111,106 +78,173 @@ std::string percent(double share) {
   return fixed(100.0 * share, kShareDecimals);
 }
 
-/// One CSV line per sample, numbers in shortest round-trip form.
-std::string samplesCsv(const AuditReport& report) {
-  std::string out =
-      "move,corner,fraction,arc_mm,x,y,z,q1,q2,q3,q4,j1,j2,j3,j4,j5,j6,cf1,cf4,cf6,cfx,"
-      "singularity,reachable\n";
-  for (const AuditSample& s : report.samples) {
-    std::vector<std::string> cells{std::to_string(s.moveIndex), s.corner ? "1" : "0"};
-    for (const double v : {s.fraction, s.arcLength, s.tcp.pos.x, s.tcp.pos.y, s.tcp.pos.z,
-                           s.tcp.orient.q1, s.tcp.orient.q2, s.tcp.orient.q3, s.tcp.orient.q4})
-      cells.push_back(shortestNumber(v));
-    for (const double v : s.joints.values)
-      cells.push_back(shortestNumber(v));
-    for (const int c : {s.conf.cf1, s.conf.cf4, s.conf.cf6, s.conf.cfx})
-      cells.push_back(std::to_string(c));
-    cells.push_back(streamText(s.singularity));
-    cells.push_back(s.reachable ? "1" : "0");
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      out += cells[i];
-      out += i + 1 < cells.size() ? ',' : '\n';
-    }
+constexpr const char* kSamplesHeader =
+    "move,corner,fraction,arc_mm,x,y,z,q1,q2,q3,q4,j1,j2,j3,j4,j5,j6,cf1,cf4,cf6,cfx,"
+    "singularity,reachable\n";
+
+/// The CSV line of a sample, numbers in shortest round-trip form.
+std::string sampleLine(const AuditSample& s) {
+  std::vector<std::string> cells{std::to_string(s.moveIndex), s.corner ? "1" : "0"};
+  for (const double v : {s.fraction, s.arcLength, s.tcp.pos.x, s.tcp.pos.y, s.tcp.pos.z,
+                         s.tcp.orient.q1, s.tcp.orient.q2, s.tcp.orient.q3, s.tcp.orient.q4})
+    cells.push_back(ShortestText(v));
+  for (const double v : s.joints.values)
+    cells.push_back(ShortestText(v));
+  for (const int c : {s.conf.cf1, s.conf.cf4, s.conf.cf6, s.conf.cfx})
+    cells.push_back(std::to_string(c));
+  cells.push_back(StreamText(s.singularity));
+  cells.push_back(s.reachable ? "1" : "0");
+  std::string out;
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    out += cells[i];
+    out += i + 1 < cells.size() ? ',' : '\n';
   }
   return out;
 }
 
-void writeFile(const std::string& path, const std::string& content) {
-  std::ofstream file(path, std::ios::binary);
-  if (!(file << content) || !file.flush())
-    throw InputError("samples file '" + path + "' cannot be written");
-}
-
-}  // namespace
-
-Report runAudit(const AuditRequest& request) {
-  return runAudit(LoadProgram(request.programPath), request);
-}
-
-Report runAudit(Program program, const AuditRequest& request) {
-  if (request.stepMm)
-    program.options.stepMm = *request.stepMm;
-  program.options.keepSamples =
-      request.samplesPath.has_value() || request.jsonSamples || request.htmlPath.has_value();
-  AuditReport report;
-  {
-    ProgressLine line("audit");
-    if (request.showProgress)
-      program.options.progress = line.callback();
-    report = AuditProgram(program.arm.config, program.start, program.moves, program.options);
+/// The samples file, written as the audit hands the samples over, so that none is held.
+class SamplesFile {
+ public:
+  explicit SamplesFile(std::string path) : path_(std::move(path)), file_(path_, std::ios::binary) {
+    file_ << kSamplesHeader;
+    check();
   }
-  if (request.samplesPath)
-    writeFile(*request.samplesPath, samplesCsv(report));
-  if (request.htmlPath)
-    writeProgramPage(*request.htmlPath, program, report);
+  void write(const AuditSample& s) {
+    file_ << sampleLine(s);
+    check();
+  }
+  void close() {
+    file_.flush();
+    check();
+  }
 
-  Report out;
-  out.status = report.clean() ? 0 : kExitEvents;
+ private:
+  void check() const {
+    if (!file_)
+      throw InputError("samples file '" + path_ + "' cannot be written");
+  }
+
+  std::string path_;
+  std::ofstream file_;
+};
+
+/// The report as text: the head, the table of moves and, when there are any, the events.
+std::string reportText(const Program& program, const AuditReport& report) {
   Fields head;
   head.add("program", program.source);
   head.add("arm", program.arm.name + " (" + program.arm.source + ")");
   head.add("moves", std::to_string(report.moves.size()));
   head.add("cycle time", fixed(report.duration, kLengthDecimals) + " s");
   head.add("events", report.clean() ? "none" : std::to_string(report.eventCount()));
-  out.text = head.render();
+  std::string text = head.render();
 
   Table moves({Align::Right, Align::Left, Align::Left, Align::Right, Align::Right, Align::Right,
                Align::Right, Align::Right, Align::Right});
   moves.addRow({"#", "move", "reached", "time (s)", "speed (%)", "length (mm)", "turn (deg)",
                 "zone (mm)", "events"});
-  Json movesJson = Json::array();
-  Json eventsJson = Json::array();
   Table events(
       {Align::Right, Align::Left, Align::Left, Align::Left, Align::Left, Align::Left, Align::Left});
   events.addRow({"move", "event", "on", "fraction", "arc length (mm)", "joint", "speed (%)"});
   for (std::size_t i = 0; i < report.moves.size(); ++i) {
     const MoveAudit& m = report.moves[i];
-    moves.addRow({std::to_string(i), moveTypeName(m.type), m.reached ? "yes" : "no",
+    moves.addRow({std::to_string(i), MoveTypeName(m.type), m.reached ? "yes" : "no",
                   fixed(m.duration, kLengthDecimals), percent(m.lowestSpeedShare),
                   fixed(m.pathLength, kLengthDecimals), fixed(m.orientationChange, kLengthDecimals),
                   fixed(m.zoneDistance, kLengthDecimals), std::to_string(m.events.size())});
-    movesJson.push_back(moveJson(i, m));
-    for (const AuditEvent& e : m.events) {
-      events.addRow({std::to_string(i), streamText(e.kind), placeOf(e),
+    for (const AuditEvent& e : m.events)
+      events.addRow({std::to_string(i), StreamText(e.kind), e.place(),
                      range(e.startFraction, e.endFraction, kUnitDecimals),
                      range(e.startArcLength, e.endArcLength, kLengthDecimals),
                      e.joint == 0 ? "-" : std::to_string(e.joint),
                      e.kind == AuditEventKind::speedReduced ? percent(e.speedShare) : "-"});
-      eventsJson.push_back(eventJson(e));
-    }
   }
-  out.text += "\n" + moves.render("  ");
+  text += "\n" + moves.render("  ");
   if (!report.clean())
-    out.text += "\nevents\n" + events.render("  ");
+    text += "\nevents\n" + events.render("  ");
+  return text;
+}
 
-  out.json = {{"program", program.source},
-              {"arm", {{"name", program.arm.name}, {"source", program.arm.source}}},
-              {"duration", report.duration},
-              {"clean", report.clean()},
-              {"moves", std::move(movesJson)},
-              {"events", std::move(eventsJson)}};
-  if (request.jsonSamples)
-    out.json["samples"] = timedSamplesJson(report);
+/// The report as one JSON document (without the samples).
+Json reportJson(const Program& program, const AuditReport& report) {
+  Json movesJson = Json::array();
+  Json eventsJson = Json::array();
+  for (std::size_t i = 0; i < report.moves.size(); ++i) {
+    movesJson.push_back(moveJson(i, report.moves[i]));
+    for (const AuditEvent& e : report.moves[i].events)
+      eventsJson.push_back(eventJson(e));
+  }
+  return {{"program", program.source},
+          {"arm", {{"name", program.arm.name}, {"source", program.arm.source}}},
+          {"duration", report.duration},
+          {"clean", report.clean()},
+          {"moves", std::move(movesJson)},
+          {"events", std::move(eventsJson)}};
+}
+
+}  // namespace
+
+void applyStep(AuditOptions& options, const std::optional<double>& stepMm) {
+  if (!stepMm)
+    return;
+  if (*stepMm > AuditOptions::kMaxStepMm)
+    throw UsageError("--step must be at most 10 (mm): coarser steps cannot locate events, got '" +
+                     ShortestText(*stepMm) + "'");
+  options.stepMm = *stepMm;
+}
+
+AuditReport auditProgram(const Program& program) {
+  try {
+    return AuditProgram(program.arm.config, program.start, program.moves, program.options);
+  } catch (const std::invalid_argument& e) {
+    // The library names the move and the field; the file goes in front, as the reader does it.
+    throw InputError("program file '" + program.source + "': " + e.what());
+  }
+}
+
+Report runAudit(const AuditRequest& request) {
+  return runAudit(LoadProgram(request.programPath), request);
+}
+
+Report runAudit(Program program, const AuditRequest& request) {
+  applyStep(program.options, request.stepMm);
+  program.options.keepSamples =
+      request.samplesPath.has_value() || request.jsonSamples || request.htmlPath.has_value();
+  // The samples stream to their file; they are held only for the JSON report or the page.
+  std::optional<SamplesFile> samples;
+  std::vector<AuditSample> held;
+  const bool hold = request.jsonSamples || request.htmlPath.has_value();
+  if (request.samplesPath) {
+    samples.emplace(*request.samplesPath);
+    program.options.sampleSink = [&samples, &held, hold](const AuditSample& s) {
+      samples->write(s);
+      if (hold)
+        held.push_back(s);
+    };
+  }
+  AuditReport report;
+  {
+    ProgressLine line("audit");
+    if (request.showProgress)
+      program.options.progress = line.callback();
+    report = auditProgram(program);
+  }
+  if (samples) {
+    samples->close();
+    report.samples = std::move(held);
+  }
+  if (request.htmlPath)
+    writeProgramPage(*request.htmlPath, program, report);
+
+  Report out;
+  out.status = report.clean() ? 0 : kExitEvents;
+  // Only the forms asked for: for a million moves each is a large document.
+  if (request.text)
+    out.text = reportText(program, report);
+  if (request.json) {
+    out.json = reportJson(program, report);
+    if (request.jsonSamples)
+      out.json["samples"] = timedSamplesJson(report);
+  }
   return out;
 }
 

@@ -47,6 +47,31 @@ std::array<Orient, 3> normalizedOrientations(const std::array<Orient, 3>& given)
   return out;
 }
 
+/// Adds the entry and exit of `zone` on `circle` to the report: the points and directions where
+/// the blended corners leave and join the arc, and whether the two zones overlap.
+void addZone(TPCircle& circle, const ZoneData& zone, const std::string& name,
+             nlohmann::ordered_json& json, Fields& fields) {
+  const double d = zone.pzoneTcp;
+  const Vec3 entry = circle.getStartZonePoint(d);
+  const Vec3 entryDir = circle.getStartZoneVelocity(d);
+  const Vec3 exit = circle.getEndZonePoint(d);
+  const Vec3 exitDir = circle.getEndZoneVelocity(d);
+  const bool overlap = 2.0 * d > circle.arcLen;
+  json["zone"] = {
+      {"name", name},
+      {"distance", d},
+      {"entry", {{"point", toJson(entry)}, {"direction", toJson(entryDir)}}},
+      {"exit", {{"point", toJson(exit)}, {"direction", toJson(exitDir)}}},
+      {"overlap", overlap},
+  };
+  fields.add("zone", name + " (pzoneTcp " + ShortestText(d) + " mm" +
+                         (overlap ? ", longer than half the arc: the zones overlap)" : ")"));
+  fields.add("  entry", fixedTriple(entry, kLengthDecimals) + "  direction " +
+                            fixedTriple(entryDir, kUnitDecimals));
+  fields.add("  exit", fixedTriple(exit, kLengthDecimals) + "  direction " +
+                           fixedTriple(exitDir, kUnitDecimals));
+}
+
 }  // namespace
 
 Report runCircle(const CircleRequest& request) {
@@ -80,9 +105,9 @@ Report runCircle(const CircleRequest& request) {
   json["cirPointFraction"] = circle.cirPointFraction;
 
   Fields fields;
-  fields.add("start (A)", shortestTriple(request.start));
-  fields.add("via (B)", shortestTriple(request.via));
-  fields.add("end (C)", shortestTriple(request.end));
+  fields.add("start (A)", TripleText(request.start.x, request.start.y, request.start.z));
+  fields.add("via (B)", TripleText(request.via.x, request.via.y, request.via.z));
+  fields.add("end (C)", TripleText(request.end.x, request.end.y, request.end.z));
   fields.add("centre", fixedTriple(circle.R, kLengthDecimals));
   fields.add("radius", fixed(circle.r, kLengthDecimals) + " mm");
   fields.add("normal", fixedTriple(circle.N, kUnitDecimals));
@@ -91,27 +116,8 @@ Report runCircle(const CircleRequest& request) {
   fields.add("arc length", fixed(circle.arcLen, kLengthDecimals) + " mm");
   fields.add("via fraction", fixed(circle.cirPointFraction, kUnitDecimals));
 
-  if (zone != nullptr) {
-    const double d = zone->pzoneTcp;
-    const Vec3 entry = circle.getStartZonePoint(d);
-    const Vec3 entryDir = circle.getStartZoneVelocity(d);
-    const Vec3 exit = circle.getEndZonePoint(d);
-    const Vec3 exitDir = circle.getEndZoneVelocity(d);
-    const bool overlap = 2.0 * d > circle.arcLen;
-    json["zone"] = {
-        {"name", *request.zoneName},
-        {"distance", d},
-        {"entry", {{"point", toJson(entry)}, {"direction", toJson(entryDir)}}},
-        {"exit", {{"point", toJson(exit)}, {"direction", toJson(exitDir)}}},
-        {"overlap", overlap},
-    };
-    fields.add("zone", *request.zoneName + " (pzoneTcp " + shortestNumber(d) + " mm" +
-                           (overlap ? ", longer than half the arc: the zones overlap)" : ")"));
-    fields.add("  entry", fixedTriple(entry, kLengthDecimals) + "  direction " +
-                              fixedTriple(entryDir, kUnitDecimals));
-    fields.add("  exit", fixedTriple(exit, kLengthDecimals) + "  direction " +
-                             fixedTriple(exitDir, kUnitDecimals));
-  }
+  if (zone != nullptr)
+    addZone(circle, *zone, *request.zoneName, json, fields);
   report.text = fields.render();
 
   std::vector<double> fractions;

@@ -333,6 +333,8 @@ CommandHook addAudit(CLI::App& app) {
             if (given(*audit, "--html"))
               request.htmlPath = a->htmlPath;
             request.showProgress = !context.json;
+            request.text = !context.json;
+            request.json = context.json;
             return runAudit(request);
           }};
 }

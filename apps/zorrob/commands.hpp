@@ -100,6 +100,9 @@ struct AuditRequest {
   std::optional<std::string> htmlPath{};
   /// Show the audit's progress on a terminal (see progress_line.hpp); off for --json.
   bool showProgress{false};
+  /// The forms of the report to build: for a million moves each is a large document.
+  bool text{true};
+  bool json{true};
 };
 
 /// The audit of a program file: a table of its moves (reached, time, path, events) and the
@@ -132,6 +135,13 @@ Report runView(const ViewRequest& request);
 /// InputError "page file 'PATH' cannot be written".
 std::string writeProgramPage(const std::string& path, const Program& program,
                              const AuditReport& report);
+/// The audit of `program`. Throws InputError "program file 'PATH': " followed by the library's
+/// message (which names the move and the field) for inputs the audit rejects.
+AuditReport auditProgram(const Program& program);
+/// Sets the sampling step of --step when given. Throws UsageError past
+/// AuditOptions::kMaxStepMm.
+void applyStep(AuditOptions& options, const std::optional<double>& stepMm);
+
 /// The audit of a program already read (request.programPath unused): the same report.
 Report runAudit(Program program, const AuditRequest& request);
 

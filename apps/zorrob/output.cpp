@@ -1,7 +1,6 @@
 #include "output.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <initializer_list>
@@ -40,18 +39,6 @@ std::string fixedTriple(const Vec3& v, int decimals) {
 
 std::string fixedOrient(const Orient& o, int decimals) {
   return fixedTuple({o.q1, o.q2, o.q3, o.q4}, decimals);
-}
-
-std::string shortestNumber(double value) {
-  // std::to_chars without format or precision writes the shortest round-trip form; 32
-  // characters hold the longest (24, as in -2.2250738585072014e-308).
-  char buffer[32];
-  const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-  return {buffer, result.ptr};
-}
-
-std::string shortestTriple(const Vec3& v) {
-  return "{" + shortestNumber(v.x) + ", " + shortestNumber(v.y) + ", " + shortestNumber(v.z) + "}";
 }
 
 std::string Table::render(std::string_view indent) const {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "printable.hpp"
+#include "zor/rob/text.hpp"
 #include "zor/rob/vectors.hpp"
 
 // Text and JSON building blocks shared by the commands. Every command builds its whole output
@@ -41,13 +42,6 @@ std::string fixedTriple(const Vec3& v, int decimals);
 
 /// \returns "(q1, q2, q3, q4)" with each component in fixed notation.
 std::string fixedOrient(const Orient& o, int decimals);
-
-/// \returns the shortest text that reads back to the same double (100, 0.1, 1e+20).
-std::string shortestNumber(double value);
-
-/// \returns "{x, y, z}" with each component as shortestNumber writes it: the form the library's
-/// text forms give positions.
-std::string shortestTriple(const Vec3& v);
 
 /// A table of text cells whose columns are padded to their widest cell. Cells of a left-aligned
 /// column are padded on the right, cells of a right-aligned column on the left; columns are

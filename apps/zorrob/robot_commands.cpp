@@ -2,7 +2,6 @@
 #include <array>
 #include <cstddef>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -27,14 +26,6 @@ Json armReference(const Arm& arm) {
   return {{"name", arm.name}, {"source", arm.source}};
 }
 
-/// The text of anything with a stream form, written to a default-formatted stream.
-template <typename T>
-std::string streamText(const T& value) {
-  std::ostringstream os;
-  os << value;
-  return os.str();
-}
-
 Json jointsJson(const RobJoint& joints) {
   return joints.values;
 }
@@ -44,12 +35,12 @@ template <typename T, std::size_t N>
 std::string list(const std::array<T, N>& values) {
   std::string out;
   for (std::size_t i = 0; i < N; ++i)
-    out += (i == 0 ? "" : ", ") + shortestNumber(static_cast<double>(values[i]));
+    out += (i == 0 ? "" : ", ") + ShortestText(static_cast<double>(values[i]));
   return out;
 }
 
 std::string range(double min, double max) {
-  return shortestNumber(min) + " .. " + shortestNumber(max);
+  return ShortestText(min) + " .. " + ShortestText(max);
 }
 
 Json screwJson(const ScrewAxis& s) {
@@ -85,15 +76,15 @@ LimitVerdict checkLimits(const RobotConfig& c, const RobJoint& joints) {
     verdict.joints[i] = c.isJointAllowedIn(joints, i);
     if (!verdict.joints[i] && !(c.jointMin[i] - RobotConfig::kJointLimitTolerance < v[i] &&
                                 v[i] < c.jointMax[i] + RobotConfig::kJointLimitTolerance)) {
-      outside.push_back("joint " + std::to_string(i + 1) + " = " + shortestNumber(v[i]) +
-                        " not in " + range(c.jointMin[i], c.jointMax[i]));
+      outside.push_back("joint " + std::to_string(i + 1) + " = " + ShortestText(v[i]) + " not in " +
+                        range(c.jointMin[i], c.jointMax[i]));
     }
   }
   if (c.jointCoupling == 1) {
     const double sum = v[1] + v[2];
     verdict.sum = c.isJointAllowed(6, sum, 0.0);
     if (!*verdict.sum)
-      outside.push_back("joint 2 + joint 3 = " + shortestNumber(sum) + " not in " +
+      outside.push_back("joint 2 + joint 3 = " + ShortestText(sum) + " not in " +
                         range(c.jointMin[6], c.jointMax[6]));
   }
   for (const bool ok : verdict.joints)
@@ -124,10 +115,10 @@ Report armSummary(const Arm& arm) {
     json["lengths"] = lengthsToJson(g);
     json["offsets"] = arm.offsets;
     json["signs"] = arm.signs;
-    fields.add("geometry", "ortho-parallel, a1 " + shortestNumber(g.a1) + ", a2 " +
-                               shortestNumber(g.a2) + ", b " + shortestNumber(g.b) + ", c1 " +
-                               shortestNumber(g.c1) + ", c2 " + shortestNumber(g.c2) + ", c3 " +
-                               shortestNumber(g.c3) + ", c4 " + shortestNumber(g.c4) + " (mm)");
+    fields.add("geometry", "ortho-parallel, a1 " + ShortestText(g.a1) + ", a2 " +
+                               ShortestText(g.a2) + ", b " + ShortestText(g.b) + ", c1 " +
+                               ShortestText(g.c1) + ", c2 " + ShortestText(g.c2) + ", c3 " +
+                               ShortestText(g.c3) + ", c4 " + ShortestText(g.c4) + " (mm)");
     fields.add("joint convention", "geometry joint = sign * joint + offset; offsets " +
                                        list(arm.offsets) + " deg, signs " + list(arm.signs));
   } else if (arm.dh) {
@@ -162,12 +153,12 @@ Report armSummary(const Arm& arm) {
   }
   json["sphericalWrist"] = c.sphericalWrist;
   json["wcpZOffset"] = c.getWcpZOffset();
-  fields.add("wrist", c.sphericalWrist ? "spherical, centre " + shortestNumber(c.getWcpZOffset()) +
+  fields.add("wrist", c.sphericalWrist ? "spherical, centre " + ShortestText(c.getWcpZOffset()) +
                                              " mm behind the flange"
                                        : "not spherical (the axes of joints 4 to 6 do not meet "
                                          "in one point)");
-  json["ikMethod"] = streamText(c.ikMethod());
-  fields.add("inverse kinematics", streamText(c.ikMethod()));
+  json["ikMethod"] = StreamText(c.ikMethod());
+  fields.add("inverse kinematics", StreamText(c.ikMethod()));
   json["elbowOffset"] = c.elbowOffset;
   fields.add("elbow", "stretched at joint 3 = " + fixed(RadToDeg(-c.elbowOffset), kDegreeDecimals) +
                           " deg (elbow offset " + fixed(c.elbowOffset, kUnitDecimals) + " rad)");
@@ -187,11 +178,11 @@ Report armSummary(const Arm& arm) {
   limits.addRow({"joint", "min", "max", "home"});
   auto limitsJson = Json::array();
   for (std::size_t i = 0; i < 6; ++i) {
-    limits.addRow({std::to_string(i + 1), shortestNumber(c.jointMin[i]),
-                   shortestNumber(c.jointMax[i]), shortestNumber(c.homeJoint.values[i])});
+    limits.addRow({std::to_string(i + 1), ShortestText(c.jointMin[i]), ShortestText(c.jointMax[i]),
+                   ShortestText(c.homeJoint.values[i])});
     limitsJson.push_back({{"min", c.jointMin[i]}, {"max", c.jointMax[i]}});
   }
-  limits.addRow({"2 + 3", shortestNumber(c.jointMin[6]), shortestNumber(c.jointMax[6])});
+  limits.addRow({"2 + 3", ShortestText(c.jointMin[6]), ShortestText(c.jointMax[6])});
   json["limits"] = {
       {"joints", std::move(limitsJson)}, {"sumMin", c.jointMin[6]}, {"sumMax", c.jointMax[6]}};
   json["homeJoint"] = jointsJson(c.homeJoint);
@@ -274,7 +265,7 @@ Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances
       {"text",
        {{"brace", target.toString()},
         {"ostrel", target.toOstrelString()},
-        {"stream", streamText(target)}}},
+        {"stream", StreamText(target)}}},
   };
   json["conf"] = {
       {"cf1", conf.cf1},
@@ -286,7 +277,7 @@ Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances
         {"ui", conf.toUIString()},
         {"ostrel", conf.toOstrelString()},
         {"krl", conf.toKrlString()},
-        {"stream", streamText(conf)}}},
+        {"stream", StreamText(conf)}}},
   };
   if (flangeMoved(arm)) {
     const Pose described = (config.getWristPoseInBase(joints) * arm.userFlange).toPose();
@@ -294,7 +285,7 @@ Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances
                                {"orientation", toJson(described.orient)}};
   }
   json["wristCentre"] = toJson(wcp);
-  json["singularity"] = streamText(singularity);
+  json["singularity"] = StreamText(singularity);
   json["singularityTolerances"] = {{"joint", tolerances.joint}, {"wcp", tolerances.wcp}};
   Json limitsJson{{"allowed", limits.allowed}, {"joints", limits.joints}};
   if (limits.sum)
@@ -306,17 +297,17 @@ Report runFk(const Arm& arm, const RobJoint& joints, const SingularityTolerances
   fields.add("joints", joints.toString() + " deg");
   fields.add("target", target.toString());
   fields.add("  Ostrel", target.toOstrelString());
-  fields.add("  stream", streamText(target));
+  fields.add("  stream", StreamText(target));
   fields.add("configuration", conf.toString());
   fields.add("  UI", conf.toUIString());
   fields.add("  Ostrel", conf.toOstrelString());
   fields.add("  KRL", conf.toKrlString());
-  fields.add("  stream", streamText(conf));
+  fields.add("  stream", StreamText(conf));
   if (flangeMoved(arm))
     fields.add("described flange",
                (config.getWristPoseInBase(joints) * arm.userFlange).toPose().toString());
   fields.add("wrist centre", fixedTriple(wcp.toVec3(), kLengthDecimals) + " mm");
-  fields.add("singularity", streamText(singularity));
+  fields.add("singularity", StreamText(singularity));
   fields.add("limits", limits.text);
   report.text = fields.render();
   return report;
@@ -347,14 +338,14 @@ IkRow ikRow(RobotConfig& config, const Pose& pose, const RobJoint& joints, const
         {"cf6", conf.cf6},
         {"cfx", conf.cfx},
         {"text", {{"brace", conf.toString()}, {"krl", conf.toKrlString()}}}}},
-      {"singularity", streamText(singularity)},
+      {"singularity", StreamText(singularity)},
       {"limits", {{"allowed", limits.allowed}}},
   };
   for (const double v : joints.values)
     row.cells.push_back(fixed(v, kJointDecimals));
   row.cells.push_back(conf.toString());
   row.cells.push_back(conf.toKrlString());
-  row.cells.push_back(streamText(singularity));
+  row.cells.push_back(StreamText(singularity));
   row.cells.push_back(limits.text);
   return row;
 }
@@ -372,8 +363,8 @@ Report runIk(const Arm& arm, const IkRequest& request) {
   Fields fields;
   fields.add("arm", armLabel(arm));
   fields.add("flange pose", pose.toString());
-  json["method"] = streamText(config.ikMethod());
-  fields.add("method", streamText(config.ikMethod()));
+  json["method"] = StreamText(config.ikMethod());
+  fields.add("method", StreamText(config.ikMethod()));
 
   TargetConfiguration solutions;
   IkStatus status = IkStatus::found;
@@ -403,9 +394,9 @@ Report runIk(const Arm& arm, const IkRequest& request) {
     fields.add("request", "every solution inside the joint limits");
   }
   if (status != IkStatus::found)
-    throw InputError("no joint solution: " + streamText(status));
+    throw InputError("no joint solution: " + StreamText(status));
 
-  json["status"] = streamText(status);
+  json["status"] = StreamText(status);
   auto rows = Json::array();
   Table table({Align::Right, Align::Right, Align::Right, Align::Right, Align::Right, Align::Right,
                Align::Right, Align::Left, Align::Left, Align::Left, Align::Left});

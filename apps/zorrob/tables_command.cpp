@@ -19,8 +19,8 @@ Report runTables(TableKind kind) {
     table.addRow({"name", "vTcp", "vOri", "vLeax", "vReax"});
     for (const NamedSpeed& s : predefinedSpeeds()) {
       const SpeedData& v = *s.speed;
-      table.addRow({std::string(s.name), shortestNumber(v.vTcp), shortestNumber(v.vOri),
-                    shortestNumber(v.vLeax), shortestNumber(v.vReax)});
+      table.addRow({std::string(s.name), ShortestText(v.vTcp), ShortestText(v.vOri),
+                    ShortestText(v.vLeax), ShortestText(v.vReax)});
       rows.push_back({{"name", s.name},
                       {"vTcp", v.vTcp},
                       {"vOri", v.vOri},
@@ -38,10 +38,10 @@ Report runTables(TableKind kind) {
                   "zoneReax", "cntValue"});
     for (const NamedZone& z : predefinedZones()) {
       const ZoneData& v = *z.zone;
-      table.addRow({std::string(z.name), v.finep ? "true" : "false", shortestNumber(v.pzoneTcp),
-                    shortestNumber(v.pzoneOri), shortestNumber(v.pzoneEax),
-                    shortestNumber(v.zoneOri), shortestNumber(v.zoneLeax),
-                    shortestNumber(v.zoneReax), std::to_string(v.cntValue)});
+      table.addRow({std::string(z.name), v.finep ? "true" : "false", ShortestText(v.pzoneTcp),
+                    ShortestText(v.pzoneOri), ShortestText(v.pzoneEax), ShortestText(v.zoneOri),
+                    ShortestText(v.zoneLeax), ShortestText(v.zoneReax),
+                    std::to_string(v.cntValue)});
       rows.push_back({{"name", z.name},
                       {"finep", v.finep},
                       {"pzoneTcp", v.pzoneTcp},

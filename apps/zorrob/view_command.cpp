@@ -37,11 +37,9 @@ Report runView(const ViewRequest& request) {
     Program program = LoadProgram(*request.programPath);
     if (request.arm)
       program.arm = *request.arm;
-    if (request.stepMm)
-      program.options.stepMm = *request.stepMm;
+    applyStep(program.options, request.stepMm);
     program.options.keepSamples = true;
-    const AuditReport report =
-        AuditProgram(program.arm.config, program.start, program.moves, program.options);
+    const AuditReport report = auditProgram(program);
     page = writeProgramPage(request.outputPath, program, report);
     fields.add("program", program.source);
     fields.add("arm", program.arm.name + " (" + program.arm.source + ")");

@@ -20,6 +20,7 @@
 #include "zor/rob/rotation.hpp"
 #include "zor/rob/screw.hpp"
 #include "zor/rob/targets.hpp"
+#include "zor/rob/text.hpp"
 #include "zor/rob/triangle.hpp"
 #include "zor/rob/vectors.hpp"
 #include "zor/rob/view.hpp"

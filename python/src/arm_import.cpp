@@ -4,12 +4,10 @@
 
 #include <optional>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "bindings.hpp"
-#include "detail/messages.hpp"
 #include "zor/rob/arm_import.hpp"
 
 namespace zor::rob::python {
@@ -70,6 +68,72 @@ ImportedArm armFromUrdfFile(const py::object& path, const std::optional<std::str
 UrdfChainEnds defaultUrdfChain(const std::string& text) {
   py::gil_scoped_release release;
   return DefaultUrdfChain(text);
+}
+
+/// The URDF chain ends, the imported arm and the readers.
+void bindUrdfAndReaders(py::module_& m) {
+  py::class_<UrdfChainEnds> ends(m, "UrdfChainEnds",
+                                 "The base and tip links of the chain read from a URDF document.");
+  ends.def(py::init([](std::string base, std::string tip) {
+             return UrdfChainEnds{std::move(base), std::move(tip)};
+           }),
+           py::arg("base") = "", py::arg("tip") = "")
+      .def_readwrite("base", &UrdfChainEnds::base)
+      .def_readwrite("tip", &UrdfChainEnds::tip);
+  addTextForms(ends, "UrdfChainEnds",
+               [](const UrdfChainEnds& e) { return "{" + e.base + " -> " + e.tip + "}"; });
+
+  py::class_<ImportedArm>(m, "ImportedArm",
+                          "An imported arm: the model (robot) in the library form and the "
+                          "described flange (user_flange) in the model's flange frame.")
+      .def(py::init<>())
+      .def_readwrite("robot", &ImportedArm::robot, "The RobotConfig, ready for use.")
+      .def_readwrite("user_flange", &ImportedArm::userFlange,
+                     "The described flange frame in the model's flange frame (a Transform; the "
+                     "identity unless the flange was moved to the wrist centre).")
+      .def("flange_moved", &ImportedArm::flangeMoved,
+           "True when the model's flange is not the described one.")
+      .def("user_flange_pose", &ImportedArm::userFlangePose, py::arg("joints"),
+           "The described flange's pose (a Transform) for the joint values (degrees): "
+           "robot.get_wrist_pose_in_base(joints) * user_flange.")
+      .def("flange_pose_of_user_flange", &ImportedArm::flangePoseOfUserFlange, py::arg("user_pose"),
+           "The model flange's Pose that puts the described flange at user_pose (for the "
+           "inverse kinematics): user_pose * user_flange^-1.");
+
+  m.def("check_arm_model", &CheckArmModel, py::arg("robot"),
+        "Checks every assumption the model makes of an arm built directly (make_robot_config, "
+        "make_ortho_parallel_arm); raises ValueError with the first broken one.");
+  m.def("read_urdf_file", &ReadUrdfFile, py::arg("path"),
+        "The text of a URDF file: regular files of at most 64 MiB only.");
+  m.def("arm_from_dh", &armFromDh, py::arg("table"), py::arg("limits") = ArmLimits{},
+        (std::string("The ImportedArm of a DhTable with the given ArmLimits (the controller's "
+                     "values). ValueError \"DH row N: 'a' must be a finite number\" (and so for "
+                     "alpha, d, thetaOffset) for a non-finite entry.") +
+         kLibraryFormDoc)
+            .c_str());
+  m.def("arm_from_ortho_parallel", &armFromOrthoParallel, py::arg("parameters"),
+        py::arg("limits") = ArmLimits{},
+        (std::string("The ImportedArm of OrthoParallelParameters with the given ArmLimits (the "
+                     "controller's values). ValueError for a non-finite length or offset and "
+                     "for a sign other than 1 or -1.") +
+         kLibraryFormDoc)
+            .c_str());
+  m.def("arm_from_urdf", &armFromUrdf, py::arg("text"), py::arg("base") = py::none(),
+        py::arg("tip") = py::none(),
+        (std::string("The ImportedArm of the chain of a URDF document (its text) from link "
+                     "base to link tip; either left out is taken from default_urdf_chain(). "
+                     "Metres become mm, radians degrees; fixed joints are folded into their "
+                     "neighbours; home joints zero, coupling off. ValueError naming the link or "
+                     "joint for a document or chain the library cannot use.") +
+         kLibraryFormDoc)
+            .c_str());
+  m.def("arm_from_urdf_file", &armFromUrdfFile, py::arg("path"), py::arg("base") = py::none(),
+        py::arg("tip") = py::none(),
+        "arm_from_urdf of the file's text (path: str or path-like). ValueError \"URDF: cannot "
+        "read file 'PATH'\" for a file that cannot be read.");
+  m.def("default_urdf_chain", &defaultUrdfChain, py::arg("text"),
+        "The UrdfChainEnds of a URDF document: its root link and the only leaf link with six "
+        "moving joints between them. ValueError when there is none or several.");
 }
 
 }  // namespace
@@ -145,68 +209,7 @@ void bindArmImport(py::module_& m) {
       .def_readwrite("signs", &OrthoParallelParameters::signs,
                      "1 where the controller turns the joint the geometry's way, -1 otherwise.");
 
-  py::class_<UrdfChainEnds> ends(m, "UrdfChainEnds",
-                                 "The base and tip links of the chain read from a URDF document.");
-  ends.def(py::init([](std::string base, std::string tip) {
-             return UrdfChainEnds{std::move(base), std::move(tip)};
-           }),
-           py::arg("base") = "", py::arg("tip") = "")
-      .def_readwrite("base", &UrdfChainEnds::base)
-      .def_readwrite("tip", &UrdfChainEnds::tip);
-  addTextForms(ends, "UrdfChainEnds",
-               [](const UrdfChainEnds& e) { return "{" + e.base + " -> " + e.tip + "}"; });
-
-  py::class_<ImportedArm>(m, "ImportedArm",
-                          "An imported arm: the model (robot) in the library form and the "
-                          "described flange (user_flange) in the model's flange frame.")
-      .def(py::init<>())
-      .def_readwrite("robot", &ImportedArm::robot, "The RobotConfig, ready for use.")
-      .def_readwrite("user_flange", &ImportedArm::userFlange,
-                     "The described flange frame in the model's flange frame (a Transform; the "
-                     "identity unless the flange was moved to the wrist centre).")
-      .def("flange_moved", &ImportedArm::flangeMoved,
-           "True when the model's flange is not the described one.")
-      .def("user_flange_pose", &ImportedArm::userFlangePose, py::arg("joints"),
-           "The described flange's pose (a Transform) for the joint values (degrees): "
-           "robot.get_wrist_pose_in_base(joints) * user_flange.")
-      .def("flange_pose_of_user_flange", &ImportedArm::flangePoseOfUserFlange, py::arg("user_pose"),
-           "The model flange's Pose that puts the described flange at user_pose (for the "
-           "inverse kinematics): user_pose * user_flange^-1.");
-
-  m.def("check_arm_model", &CheckArmModel, py::arg("robot"),
-        "Checks every assumption the model makes of an arm built directly (make_robot_config, "
-        "make_ortho_parallel_arm); raises ValueError with the first broken one.");
-  m.def("read_urdf_file", &ReadUrdfFile, py::arg("path"),
-        "The text of a URDF file: regular files of at most 64 MiB only.");
-  m.def("arm_from_dh", &armFromDh, py::arg("table"), py::arg("limits") = ArmLimits{},
-        (std::string("The ImportedArm of a DhTable with the given ArmLimits (the controller's "
-                     "values). ValueError \"DH row N: 'a' must be a finite number\" (and so for "
-                     "alpha, d, thetaOffset) for a non-finite entry.") +
-         kLibraryFormDoc)
-            .c_str());
-  m.def("arm_from_ortho_parallel", &armFromOrthoParallel, py::arg("parameters"),
-        py::arg("limits") = ArmLimits{},
-        (std::string("The ImportedArm of OrthoParallelParameters with the given ArmLimits (the "
-                     "controller's values). ValueError for a non-finite length or offset and "
-                     "for a sign other than 1 or -1.") +
-         kLibraryFormDoc)
-            .c_str());
-  m.def("arm_from_urdf", &armFromUrdf, py::arg("text"), py::arg("base") = py::none(),
-        py::arg("tip") = py::none(),
-        (std::string("The ImportedArm of the chain of a URDF document (its text) from link "
-                     "base to link tip; either left out is taken from default_urdf_chain(). "
-                     "Metres become mm, radians degrees; fixed joints are folded into their "
-                     "neighbours; home joints zero, coupling off. ValueError naming the link or "
-                     "joint for a document or chain the library cannot use.") +
-         kLibraryFormDoc)
-            .c_str());
-  m.def("arm_from_urdf_file", &armFromUrdfFile, py::arg("path"), py::arg("base") = py::none(),
-        py::arg("tip") = py::none(),
-        "arm_from_urdf of the file's text (path: str or path-like). ValueError \"URDF: cannot "
-        "read file 'PATH'\" for a file that cannot be read.");
-  m.def("default_urdf_chain", &defaultUrdfChain, py::arg("text"),
-        "The UrdfChainEnds of a URDF document: its root link and the only leaf link with six "
-        "moving joints between them. ValueError when there is none or several.");
+  bindUrdfAndReaders(m);
 }
 
 }  // namespace zor::rob::python

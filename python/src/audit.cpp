@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "bindings.hpp"
+#include "progress.hpp"
 #include "zor/rob/audit.hpp"
 
 namespace zor::rob::python {
@@ -75,19 +76,16 @@ py::dict sampleTiming(const AuditReport& report) {
 AuditReport auditProgram(const RobotConfig& robot, const RobJoint& start,
                          const std::vector<ProgramMove>& moves, AuditOptions options,
                          const py::object& progress) {
-  if (!progress.is_none()) {
-    // The audit runs without the GIL; the callable is called with it. The lambda holds a
-    // pointer, so that copies of the options never touch a Python reference count unlocked.
-    const py::object* callable = &progress;
-    options.progress = [callable](double fraction) {
-      py::gil_scoped_acquire acquire;
-      const py::object result = (*callable)(fraction);
-      // Only False cancels: a bar's update() returns None and goes on.
-      return !(py::isinstance<py::bool_>(result) && !result.cast<bool>());
-    };
+  // The callback checks for signals even without a callable, so Ctrl-C stops the audit.
+  PythonProgress checks{progress};
+  options.progress = checks.callback();
+  AuditReport report;
+  {
+    const py::gil_scoped_release release;
+    report = AuditProgram(robot, start, moves, options);
   }
-  py::gil_scoped_release release;
-  return AuditProgram(robot, start, moves, options);
+  checks.raiseIfFailed();
+  return report;
 }
 
 }  // namespace
@@ -116,7 +114,7 @@ void bindAuditTypes(py::module_& m) {
       .value("noCircle", AuditEventKind::noCircle)
       .value("zoneShrunk", AuditEventKind::zoneShrunk)
       .value("speedReduced", AuditEventKind::speedReduced)
-      .def("to_string", &streamText<AuditEventKind>,
+      .def("to_string", &StreamText<AuditEventKind>,
            "The library's text, e.g. 'wrist singularity'.");
 
   py::enum_<TimingLimit>(m, "TimingLimit", "The limit that decides the timing at a sample.")
@@ -126,10 +124,14 @@ void bindAuditTypes(py::module_& m) {
       .value("jointSpeed", TimingLimit::jointSpeed)
       .value("jointAcceleration", TimingLimit::jointAcceleration)
       .value("tcpAcceleration", TimingLimit::tcpAcceleration)
-      .def("to_string", &streamText<TimingLimit>, "The library's text, e.g. 'joint speed'.");
+      .def("to_string", &StreamText<TimingLimit>, "The library's text, e.g. 'joint speed'.");
 
   py::class_<AuditOptions>(m, "AuditOptions", "What the audit checks and how finely.")
       .def(py::init<>())
+      .def_readonly_static("kMaxStepMm", &AuditOptions::kMaxStepMm,
+                           "The coarsest stepMm allowed (mm).")
+      .def_readonly_static("kMaxStepDeg", &AuditOptions::kMaxStepDeg,
+                           "The coarsest stepDeg allowed (degrees).")
       .def_readwrite("stepMm", &AuditOptions::stepMm)
       .def_readwrite("stepDeg", &AuditOptions::stepDeg)
       .def_readwrite("jumpDeg", &AuditOptions::jumpDeg)
@@ -236,11 +238,14 @@ void bindAudit(py::module_& m) {
   m.def("audit_program", &auditProgram, py::arg("robot"), py::arg("start"), py::arg("moves"),
         py::arg("options") = AuditOptions{}, py::arg("progress") = py::none(),
         "Audits a program (a list of MoveJ, MoveL, MoveC and MoveAbsJ) run on the arm from "
-        "the start joints; returns an AuditReport. ValueError for options, start joints or "
-        "speeds that are not positive and finite. Runs without the GIL. progress: a callable "
+        "the start joints; returns an AuditReport. Its inputs are checked first, as the tool "
+        "checks them: ValueError naming the field, e.g. \"move 1: 'zone.tcp' must not be "
+        "negative\" (see AuditProgram in zor/rob/audit.hpp). Runs without the GIL. progress: a "
+        "callable "
         "given the fraction of the moves audited (0 first, in order, 1 last), called with the "
         "GIL; returning False cancels the audit, which returns the moves audited so far with "
-        "partial set; an exception it raises leaves the audit. With tqdm: "
+        "partial set; an exception it raises leaves the audit, and so does Ctrl-C "
+        "(KeyboardInterrupt), both checked before each move. With tqdm: "
         "bar = tqdm(total=1.0); progress=lambda f: bar.update(f - bar.n).");
 }
 

@@ -10,11 +10,11 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
-#include <sstream>
 #include <string>
 #include <utility>
 
 #include "zor/rob/screw.hpp"
+#include "zor/rob/text.hpp"
 
 namespace zor::rob::python {
 
@@ -31,14 +31,6 @@ void bindAudit(py::module_& m);
 void bindArmImport(py::module_& m);
 void bindView(py::module_& m);
 void bindReach(py::module_& m);
-
-/// \returns what the library's operator<< writes for `value` into a fresh stream.
-template <class T>
-std::string streamText(const T& value) {
-  std::ostringstream out;
-  out << value;
-  return out.str();
-}
 
 /// Gives a bound class its __str__, the brace form `text(value)`, and a __repr__ that names the
 /// type: "<zorrob.Name brace form>".
@@ -81,7 +73,7 @@ void addEquality(Class& cls) {
 template <class Class>
 void addStreamForms(Class& cls, const std::string& name) {
   using Value = typename Class::type;
-  cls.def("to_stream_string", &streamText<Value>,
+  cls.def("to_stream_string", &StreamText<Value>,
           "The stream form: what the library's stream insertion writes.");
   cls.def_static(
       "from_stream_string",

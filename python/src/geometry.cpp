@@ -3,14 +3,13 @@
 
 #include <pybind11/operators.h>
 
-#include <charconv>
 #include <string>
 
 #include "bindings.hpp"
-#include "detail/format.hpp"
 #include "zor/rob/line.hpp"
 #include "zor/rob/pose.hpp"
 #include "zor/rob/rotation.hpp"
+#include "zor/rob/text.hpp"
 #include "zor/rob/triangle.hpp"
 #include "zor/rob/vectors.hpp"
 
@@ -18,24 +17,17 @@ namespace zor::rob::python {
 
 namespace {
 
-// The shortest text that reads back to the same value in the value's own precision.
-template <std::floating_point T>
-std::string shortestOf(T value) {
-  char buffer[32];
-  const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-  return std::string(buffer, result.ptr);
-}
-
-// "{x, y, z}" in shortest round-trip form: the way the library writes positions in its poses.
+// "{x, y, z}" in shortest round-trip form in the vector's own precision: the way the library
+// writes positions in its poses.
 template <class V>
 std::string tripleText(const V& v) {
-  return "{" + shortestOf(v.x) + ", " + shortestOf(v.y) + ", " + shortestOf(v.z) + "}";
+  return TripleText<decltype(v.x)>(v.x, v.y, v.z);
 }
 
 // "{q1, q2, q3, q4}" with 6 significant digits: the way the library writes orientation records.
 template <std::floating_point T>
 std::string orientText(const OrientTemplate<T>& o) {
-  return detail::formatQuaternion(o.q1, o.q2, o.q3, o.q4);
+  return QuaternionText(o.q1, o.q2, o.q3, o.q4);
 }
 
 template <std::floating_point T>
@@ -55,12 +47,57 @@ void addIteration(Class& cls, Getters... getters) {
       "Iterates over the components in field order.");
 }
 
+/// The directions and the orientation records of precision T.
+template <std::floating_point T>
+void bindDirectionsAndOrientations(py::module_& m, const std::string& suffix) {
+  using Vec = Vec3Template<T>;
+  using D = DirTemplate<T>;
+  using O = OrientTemplate<T>;
+
+  py::class_<D> dir(m, ("Dir" + suffix).c_str(),
+                    "A unit direction. Built from three numbers it keeps them as given; built "
+                    "from a vector it is normalised.");
+  dir.def(py::init<>(), "The X axis.")
+      .def(py::init<T, T, T>(), py::arg("x"), py::arg("y"), py::arg("z"),
+           "The components as given, without normalisation.")
+      .def(py::init<const Vec&>(), py::arg("v"),
+           "The vector normalised; OverflowError '0-length vector cannot be normalized.' when "
+           "its length is at most 1e-7.")
+      .def_readwrite("x", &D::x)
+      .def_readwrite("y", &D::y)
+      .def_readwrite("z", &D::z)
+      .def("to_vec3", &D::toVec3, "The vector with the same components.");
+  addEquality(dir);
+  addIteration(
+      dir, [](const D& d) { return d.x; }, [](const D& d) { return d.y; },
+      [](const D& d) { return d.z; });
+  addTextForms(dir, "Dir" + suffix, tripleText<D>);
+
+  py::class_<O> orient(m, ("Orient" + suffix).c_str(),
+                       "A stored orientation quaternion, scalar first (q1 = w, q2 = x, q3 = y, "
+                       "q4 = z). A record that may hold any four numbers; normalised only when "
+                       "it becomes a Rotation.");
+  orient.def(py::init<>(), "The identity (1, 0, 0, 0).")
+      .def(py::init([](T q1, T q2, T q3, T q4) {
+             return O{q1, q2, q3, q4};
+           }),
+           py::arg("q1"), py::arg("q2"), py::arg("q3"), py::arg("q4"),
+           "The record (q1, q2, q3, q4).")
+      .def_readwrite("q1", &O::q1)
+      .def_readwrite("q2", &O::q2)
+      .def_readwrite("q3", &O::q3)
+      .def_readwrite("q4", &O::q4);
+  addEquality(orient);
+  addIteration(
+      orient, [](const O& o) { return o.q1; }, [](const O& o) { return o.q2; },
+      [](const O& o) { return o.q3; }, [](const O& o) { return o.q4; });
+  addTextForms(orient, "Orient" + suffix, orientText<T>);
+}
+
 template <std::floating_point T>
 void bindVectors(py::module_& m, const std::string& suffix) {
   using Vec = Vec3Template<T>;
   using P = PosTemplate<T>;
-  using D = DirTemplate<T>;
-  using O = OrientTemplate<T>;
 
   py::class_<Vec> vec(m, ("Vec3" + suffix).c_str(),
                       "A free 3D vector: rotated by a rotation, never translated.");
@@ -121,44 +158,7 @@ void bindVectors(py::module_& m, const std::string& suffix) {
       [](const P& p) { return p.z; });
   addTextForms(pos, "Pos" + suffix, tripleText<P>);
 
-  py::class_<D> dir(m, ("Dir" + suffix).c_str(),
-                    "A unit direction. Built from three numbers it keeps them as given; built "
-                    "from a vector it is normalised.");
-  dir.def(py::init<>(), "The X axis.")
-      .def(py::init<T, T, T>(), py::arg("x"), py::arg("y"), py::arg("z"),
-           "The components as given, without normalisation.")
-      .def(py::init<const Vec&>(), py::arg("v"),
-           "The vector normalised; OverflowError '0-length vector cannot be normalized.' when "
-           "its length is at most 1e-7.")
-      .def_readwrite("x", &D::x)
-      .def_readwrite("y", &D::y)
-      .def_readwrite("z", &D::z)
-      .def("to_vec3", &D::toVec3, "The vector with the same components.");
-  addEquality(dir);
-  addIteration(
-      dir, [](const D& d) { return d.x; }, [](const D& d) { return d.y; },
-      [](const D& d) { return d.z; });
-  addTextForms(dir, "Dir" + suffix, tripleText<D>);
-
-  py::class_<O> orient(m, ("Orient" + suffix).c_str(),
-                       "A stored orientation quaternion, scalar first (q1 = w, q2 = x, q3 = y, "
-                       "q4 = z). A record that may hold any four numbers; normalised only when "
-                       "it becomes a Rotation.");
-  orient.def(py::init<>(), "The identity (1, 0, 0, 0).")
-      .def(py::init([](T q1, T q2, T q3, T q4) {
-             return O{q1, q2, q3, q4};
-           }),
-           py::arg("q1"), py::arg("q2"), py::arg("q3"), py::arg("q4"),
-           "The record (q1, q2, q3, q4).")
-      .def_readwrite("q1", &O::q1)
-      .def_readwrite("q2", &O::q2)
-      .def_readwrite("q3", &O::q3)
-      .def_readwrite("q4", &O::q4);
-  addEquality(orient);
-  addIteration(
-      orient, [](const O& o) { return o.q1; }, [](const O& o) { return o.q2; },
-      [](const O& o) { return o.q3; }, [](const O& o) { return o.q4; });
-  addTextForms(orient, "Orient" + suffix, orientText<T>);
+  bindDirectionsAndOrientations<T>(m, suffix);
 }
 
 template <std::floating_point T>

@@ -1,11 +1,15 @@
 // The inverse kinematics: the queries of RobotConfig, their verdicts, the frames of a tool
 // centre point in a work object, and a batch that solves N poses without the GIL.
 
+#include <algorithm>
+#include <cmath>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "bindings.hpp"
+#include "progress.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/robot_config.hpp"
 
@@ -16,8 +20,10 @@ namespace {
 // Every solution of N flange poses given as positions (N, 3) and quaternions (N, 4), scalar
 // first: the solutions (M, 6), their configurations (M, 4) and the index of the pose each
 // belongs to (M,), in pose order and, within a pose, in the order of getAllJointSolutions.
+// A row that cannot be solved (not finite, or rejected by the library) stops the batch with a
+// ValueError that names it.
 py::tuple allJointSolutions(const RobotConfig& robot, const py::handle& positions,
-                            const py::handle& quaternions) {
+                            const py::handle& quaternions, const py::object& progress) {
   const auto p = rowsOf(positions, 3, "positions");
   const auto q = rowsOf(quaternions, 4, "quaternions");
   if (p.shape(0) != q.shape(0))
@@ -29,14 +35,26 @@ py::tuple allJointSolutions(const RobotConfig& robot, const py::handle& position
   const RobotConfig arm = robot;
   std::vector<TargetConfiguration> solved(static_cast<std::size_t>(n));
   std::size_t total = 0;
-  {
-    py::gil_scoped_release release;
-    for (py::ssize_t k = 0; k < n; ++k, pp += 3, qq += 4) {
-      const Pose pose{{pp[0], pp[1], pp[2]}, {qq[0], qq[1], qq[2], qq[3]}};
-      solved[static_cast<std::size_t>(k)] = arm.getAllJointSolutions(pose);
+  PythonProgress checks{progress};
+  const py::ssize_t done = runInChunks(n, checks, [&](py::ssize_t begin, py::ssize_t end) {
+    for (py::ssize_t k = begin; k < end; ++k) {
+      const double* x = pp + 3 * k;
+      const double* w = qq + 4 * k;
+      const Pose pose{{x[0], x[1], x[2]}, {w[0], w[1], w[2], w[3]}};
+      const std::string row = "row " + std::to_string(k) + ": ";
+      if (!std::all_of(x, x + 3, [](double v) { return std::isfinite(v); }))
+        throw std::invalid_argument(row + "the position must be finite");
+      if (!std::all_of(w, w + 4, [](double v) { return std::isfinite(v); }))
+        throw std::invalid_argument(row + "the quaternion must be finite");
+      try {
+        solved[static_cast<std::size_t>(k)] = arm.getAllJointSolutions(pose);
+      } catch (const std::exception& e) {
+        throw std::invalid_argument(row + e.what());
+      }
       total += solved[static_cast<std::size_t>(k)].size();
     }
-  }
+  });
+  solved.resize(static_cast<std::size_t>(done));
   const auto m = static_cast<py::ssize_t>(total);
   py::array_t<double> joints = newArray({m, 6});
   py::array_t<std::int32_t> confs(std::vector<py::ssize_t>{m, 4});
@@ -67,14 +85,14 @@ void bindInverseKinematics(py::module_& m) {
       .value("outOfReach", IkStatus::outOfReach)
       .value("outsideJointLimits", IkStatus::outsideJointLimits)
       .value("noSolutionInConfiguration", IkStatus::noSolutionInConfiguration)
-      .def("to_string", &streamText<IkStatus>, "The library's text, e.g. 'out of reach'.");
+      .def("to_string", &StreamText<IkStatus>, "The library's text, e.g. 'out of reach'.");
 
   py::enum_<IkMethod>(m, "IkMethod", "How the inverse kinematics solves an arm.")
       .value("sphericalWristClosedForm", IkMethod::sphericalWristClosedForm)
       .value("threeParallelClosedForm", IkMethod::threeParallelClosedForm)
       .value("search", IkMethod::search)
       .value("numerical", IkMethod::numerical)
-      .def("to_string", &streamText<IkMethod>,
+      .def("to_string", &StreamText<IkMethod>,
            "The library's text, e.g. 'three-parallel-axes closed form'.");
 
   py::class_<JointSolution> solution(m, "JointSolution",
@@ -90,7 +108,7 @@ void bindInverseKinematics(py::module_& m) {
     return a.joints == b.joints && a.conf == b.conf && a.status == b.status;
   });
   addTextForms(solution, "JointSolution", [](const JointSolution& s) {
-    return "{" + s.joints.toString() + ", " + s.conf.toString() + ", " + streamText(s.status) + "}";
+    return "{" + s.joints.toString() + ", " + s.conf.toString() + ", " + StreamText(s.status) + "}";
   });
 
   m.def("flange_pose_of_target", &FlangePoseOfTarget, py::arg("target"), py::arg("tool"),
@@ -153,10 +171,17 @@ void bindInverseKinematics(py::module_& m) {
            py::arg("flange_pose"), py::arg("seed"),
            "get_nearest_joint_solution with the reason when there is none.")
       .def("all_joint_solutions", &allJointSolutions, py::arg("positions"), py::arg("quaternions"),
+           py::kw_only(), py::arg("progress") = py::none(),
            "Batch of get_all_joint_solutions for N flange poses: positions (N, 3) in mm and "
            "quaternions (N, 4) scalar first (the output of forward_kinematics). Returns "
            "(joints (M, 6), confs (M, 4) int32, pose index (M,) int64), the solutions of pose "
-           "0 first. Wrong shapes or dtypes raise ValueError. Runs without the GIL.");
+           "0 first. Wrong shapes or dtypes raise ValueError. A row that cannot be solved stops "
+           "the batch with a ValueError naming it: 'row 3: the position must be finite' (or "
+           "the quaternion), or 'row 3: ' and the library's message (a zero quaternion); a "
+           "pose with no solution is no error, it just has no rows. Runs without the GIL, in "
+           "chunks: Ctrl-C raises KeyboardInterrupt within one. progress: a callable given the "
+           "fraction of the poses solved, called with the GIL; returning False stops the batch, "
+           "which returns the solutions of the poses solved so far.");
 }
 
 }  // namespace zor::rob::python

@@ -52,39 +52,8 @@ void bindJointTarget(py::class_<Target>& cls, const std::string& name) {
   addStreamForms(cls, name);
 }
 
-}  // namespace
-
-void bindJoints(py::module_& m) {
-  m.attr("kUnsetRobJoint") = kUnsetRobJoint;
-  m.attr("kUnsetExtJoint") = kUnsetExtJoint;
-
-  py::enum_<KinematicConfig>(m, "KinematicConfig",
-                             "The joint convention of a RobJointA relative to a RobJoint.")
-      .value("Direct", KinematicConfig::Direct, "Both conventions coincide.")
-      .value("Coupled23", KinematicConfig::Coupled23,
-             "Joint 3 of RobJointA is joint 2 + joint 3 of RobJoint.");
-
-  py::class_<RobJoint> robJoint(m, "RobJoint",
-                                "The six robot joints of an arm in degrees, in the "
-                                "controller's convention; joints addressed 1..6.");
-  bindRobotJoints(robJoint, "RobJoint");
-  robJoint.def("regulate", &RobJoint::regulate, "Wraps each joint into [-180, 180] by whole turns.")
-      .def("diff", &RobJoint::diff, py::arg("other"), "The L1 distance in degrees.")
-      .def_static("intermediate", &RobJoint::Intermediate, py::arg("a"), py::arg("b"), py::arg("t"),
-                  "(1 - t) a + t b per joint; t not clamped.")
-      .def(
-          "to_rob_joint_a", [](const RobJoint& j, KinematicConfig c) { return j.toRobJointA(c); },
-          py::arg("config") = KinematicConfig::Direct, "The joints in convention config.");
-
-  py::class_<RobJointA> robJointA(m, "RobJointA",
-                                  "The six robot joints in degrees in the alternative "
-                                  "convention selected by KinematicConfig.");
-  bindRobotJoints(robJointA, "RobJointA");
-  robJointA.def(
-      "to_rob_joint", [](const RobJointA& j, KinematicConfig c) { return j.toRobJoint(c); },
-      py::arg("config") = KinematicConfig::Direct,
-      "The joints in the controller's convention (inverse of RobJoint.to_rob_joint_a).");
-
+/// The external axes and the joint targets.
+void bindExtJointsAndTargets(py::module_& m) {
   py::class_<ExtJoint> extJoint(m, "ExtJoint",
                                 "Six external axes addressed 1..6; an unused axis holds "
                                 "exactly 9E9.");
@@ -165,6 +134,42 @@ void bindJoints(py::module_& m) {
   addEquality(conf);
   addTextForms(conf, "ConfData", [](const ConfData& c) { return c.toString(); });
   addStreamForms(conf, "ConfData");
+}
+
+}  // namespace
+
+void bindJoints(py::module_& m) {
+  m.attr("kUnsetRobJoint") = kUnsetRobJoint;
+  m.attr("kUnsetExtJoint") = kUnsetExtJoint;
+
+  py::enum_<KinematicConfig>(m, "KinematicConfig",
+                             "The joint convention of a RobJointA relative to a RobJoint.")
+      .value("Direct", KinematicConfig::Direct, "Both conventions coincide.")
+      .value("Coupled23", KinematicConfig::Coupled23,
+             "Joint 3 of RobJointA is joint 2 + joint 3 of RobJoint.");
+
+  py::class_<RobJoint> robJoint(m, "RobJoint",
+                                "The six robot joints of an arm in degrees, in the "
+                                "controller's convention; joints addressed 1..6.");
+  bindRobotJoints(robJoint, "RobJoint");
+  robJoint.def("regulate", &RobJoint::regulate, "Wraps each joint into [-180, 180] by whole turns.")
+      .def("diff", &RobJoint::diff, py::arg("other"), "The L1 distance in degrees.")
+      .def_static("intermediate", &RobJoint::Intermediate, py::arg("a"), py::arg("b"), py::arg("t"),
+                  "(1 - t) a + t b per joint; t not clamped.")
+      .def(
+          "to_rob_joint_a", [](const RobJoint& j, KinematicConfig c) { return j.toRobJointA(c); },
+          py::arg("config") = KinematicConfig::Direct, "The joints in convention config.");
+
+  py::class_<RobJointA> robJointA(m, "RobJointA",
+                                  "The six robot joints in degrees in the alternative "
+                                  "convention selected by KinematicConfig.");
+  bindRobotJoints(robJointA, "RobJointA");
+  robJointA.def(
+      "to_rob_joint", [](const RobJointA& j, KinematicConfig c) { return j.toRobJoint(c); },
+      py::arg("config") = KinematicConfig::Direct,
+      "The joints in the controller's convention (inverse of RobJoint.to_rob_joint_a).");
+
+  bindExtJointsAndTargets(m);
 }
 
 }  // namespace zor::rob::python

@@ -8,36 +8,12 @@
 #include <vector>
 
 #include "bindings.hpp"
+#include "progress.hpp"
 #include "zor/rob/reach.hpp"
 
 namespace zor::rob::python {
 
 namespace {
-
-/// A progress callback that calls `callable` (with the GIL) and keeps the first Python error it
-/// raises to be raised again once the computation is over; the error cancels the run.
-struct PythonProgress {
-  py::object callable;
-  std::optional<py::error_already_set> error{};
-
-  ProgressCallback callback() {
-    if (callable.is_none())
-      return {};
-    return [this](double fraction) {
-      const py::gil_scoped_acquire gil;
-      try {
-        return callable(fraction).cast<bool>();
-      } catch (py::error_already_set& e) {
-        error = std::move(e);
-        return false;
-      }
-    };
-  }
-  void raiseIfFailed() {
-    if (error)
-      throw std::move(*error);
-  }
-};
 
 ReachGrid gridOf(const py::object& boxMin, const py::object& boxMax, const py::object& step,
                  const py::object& points) {
@@ -296,7 +272,8 @@ void bindReach(py::module_& m) {
         "orientation_count, reachable (uint32), index, best_manipulability, "
         "worst_manipulability (float64), one entry per position of the range; matrix ((n, M) "
         "uint8 solution counts, or None); cancelled. progress(fraction) is called on this "
-        "thread and may return False to cancel. Runs without the GIL.");
+        "thread and may return False to cancel (None goes on). Runs without the GIL; Ctrl-C "
+        "raises KeyboardInterrupt at the next progress check.");
   bindPlacement(m);
 }
 

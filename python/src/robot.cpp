@@ -5,6 +5,7 @@
 #include <string>
 
 #include "bindings.hpp"
+#include "progress.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob::python {
@@ -13,7 +14,8 @@ namespace {
 
 constexpr const char* kJointsBatchDoc =
     "joints: an (N, 6) array of joint values in degrees (any real dtype and layout is "
-    "converted to C-ordered float64; anything else raises ValueError). Runs without the GIL.";
+    "converted to C-ordered float64; anything else raises ValueError). Runs without the GIL, "
+    "in chunks: Ctrl-C raises KeyboardInterrupt within one.";
 
 RobJoint jointsAt(const double* q) {
   return {q[0], q[1], q[2], q[3], q[4], q[5]};
@@ -36,19 +38,21 @@ py::tuple forwardKinematics(const RobotConfig& robot, const py::handle& joints) 
   double* o = quaternions.mutable_data();
   // A private copy: another Python thread may assign to the robot's fields meanwhile.
   const RobotConfig arm = robot;
-  {
-    py::gil_scoped_release release;
-    for (py::ssize_t k = 0; k < n; ++k, q += 6, p += 3, o += 4) {
-      const Transform t = arm.getWristPoseInBase(jointsAt(q));
-      p[0] = t.translation.x;
-      p[1] = t.translation.y;
-      p[2] = t.translation.z;
-      o[0] = t.rotation.w;
-      o[1] = t.rotation.x;
-      o[2] = t.rotation.y;
-      o[3] = t.rotation.z;
+  PythonProgress checks{py::none()};
+  runInChunks(n, checks, [&](py::ssize_t begin, py::ssize_t end) {
+    for (py::ssize_t k = begin; k < end; ++k) {
+      const Transform t = arm.getWristPoseInBase(jointsAt(q + 6 * k));
+      double* pk = p + 3 * k;
+      double* ok = o + 4 * k;
+      pk[0] = t.translation.x;
+      pk[1] = t.translation.y;
+      pk[2] = t.translation.z;
+      ok[0] = t.rotation.w;
+      ok[1] = t.rotation.x;
+      ok[2] = t.rotation.y;
+      ok[3] = t.rotation.z;
     }
-  }
+  });
   return py::make_tuple(positions, quaternions);
 }
 
@@ -60,11 +64,11 @@ py::array_t<double> jacobians(const RobotConfig& robot, const py::handle& joints
   const double* q = in.data();
   double* j = out.mutable_data();
   const RobotConfig arm = robot;
-  {
-    py::gil_scoped_release release;
-    for (py::ssize_t k = 0; k < n; ++k, q += 6, j += 36)
-      copyJacobianRows((arm.*Jacobian)(jointsAt(q)), j);
-  }
+  PythonProgress checks{py::none()};
+  runInChunks(n, checks, [&](py::ssize_t begin, py::ssize_t end) {
+    for (py::ssize_t k = begin; k < end; ++k)
+      copyJacobianRows((arm.*Jacobian)(jointsAt(q + 6 * k)), j + 36 * k);
+  });
   return out;
 }
 
@@ -75,16 +79,17 @@ py::array_t<std::int32_t> configurations(const RobotConfig& robot, const py::han
   const double* q = in.data();
   std::int32_t* c = out.mutable_data();
   const RobotConfig arm = robot;
-  {
-    py::gil_scoped_release release;
-    for (py::ssize_t k = 0; k < n; ++k, q += 6, c += 4) {
-      const ConfData conf = ConfData::FromRobJoint(jointsAt(q), arm);
-      c[0] = conf.cf1;
-      c[1] = conf.cf4;
-      c[2] = conf.cf6;
-      c[3] = conf.cfx;
+  PythonProgress checks{py::none()};
+  runInChunks(n, checks, [&](py::ssize_t begin, py::ssize_t end) {
+    for (py::ssize_t k = begin; k < end; ++k) {
+      const ConfData conf = ConfData::FromRobJoint(jointsAt(q + 6 * k), arm);
+      std::int32_t* ck = c + 4 * k;
+      ck[0] = conf.cf1;
+      ck[1] = conf.cf4;
+      ck[2] = conf.cf6;
+      ck[3] = conf.cfx;
     }
-  }
+  });
   return out;
 }
 
@@ -106,61 +111,8 @@ void bindSolutionList(py::module_& m, const char* name, const char* doc) {
   });
 }
 
-}  // namespace
-
-void bindRobot(py::module_& m) {
-  // Joint vectors and joint speeds may be given as lists, tuples or numpy arrays of six numbers.
-  py::class_<RobJoint>(m.attr("RobJoint"))
-      .def(py::init([](const std::array<double, 6>& v) {
-             return RobJoint{v[0], v[1], v[2], v[3], v[4], v[5]};
-           }),
-           py::arg("values"), "The six joints in degrees from a sequence.");
-  py::implicitly_convertible<py::list, RobJoint>();
-  py::implicitly_convertible<py::tuple, RobJoint>();
-  py::implicitly_convertible<py::array, RobJoint>();
-  py::implicitly_convertible<py::list, JointSpeed>();
-  py::implicitly_convertible<py::tuple, JointSpeed>();
-  py::implicitly_convertible<py::array, JointSpeed>();
-
-  py::enum_<SingularityType> singularity(m, "SingularityType",
-                                         "The kind of arm singularity of a joint solution.");
-  singularity.value("none", SingularityType::none)
-      .value("wrist", SingularityType::wrist)
-      .value("elbow", SingularityType::elbow)
-      .value("shoulder", SingularityType::shoulder)
-      .def("to_string", &streamText<SingularityType>,
-           "The library's text: 'none', 'wrist', 'elbow' or 'shoulder'.");
-
-  py::class_<OrthoParallelGeometry> geometry(m, "OrthoParallelGeometry",
-                                             "The seven lengths (mm) of an ortho-parallel arm "
-                                             "with a spherical wrist.");
-  geometry
-      .def(py::init([](double a1, double a2, double b, double c1, double c2, double c3, double c4) {
-             return OrthoParallelGeometry{a1, a2, b, c1, c2, c3, c4};
-           }),
-           py::arg("a1") = 0.0, py::arg("a2") = 0.0, py::arg("b") = 0.0, py::arg("c1") = 0.0,
-           py::arg("c2") = 0.0, py::arg("c3") = 0.0, py::arg("c4") = 0.0)
-      .def_readwrite("a1", &OrthoParallelGeometry::a1)
-      .def_readwrite("a2", &OrthoParallelGeometry::a2)
-      .def_readwrite("b", &OrthoParallelGeometry::b)
-      .def_readwrite("c1", &OrthoParallelGeometry::c1)
-      .def_readwrite("c2", &OrthoParallelGeometry::c2)
-      .def_readwrite("c3", &OrthoParallelGeometry::c3)
-      .def_readwrite("c4", &OrthoParallelGeometry::c4);
-  const auto geometryFields = [](const OrthoParallelGeometry& g) {
-    return std::array<double, 7>{g.a1, g.a2, g.b, g.c1, g.c2, g.c3, g.c4};
-  };
-  addEquality(geometry,
-              [geometryFields](const OrthoParallelGeometry& a, const OrthoParallelGeometry& b) {
-                return geometryFields(a) == geometryFields(b);
-              });
-  addTextForms(geometry, "OrthoParallelGeometry", [](const OrthoParallelGeometry& g) {
-    std::ostringstream out;
-    out << "{a1 " << g.a1 << ", a2 " << g.a2 << ", b " << g.b << ", c1 " << g.c1 << ", c2 " << g.c2
-        << ", c3 " << g.c3 << ", c4 " << g.c4 << "}";
-    return out.str();
-  });
-
+/// RobotConfig: the arm model and its queries.
+void bindRobotConfig(py::module_& m) {
   py::class_<RobotConfig> robot(m, "RobotConfig",
                                 "The kinematic model of a six-joint serial arm in "
                                 "product-of-exponentials form. Joint values and limits in "
@@ -256,6 +208,64 @@ void bindRobot(py::module_& m) {
                .toString() +
            ">";
   });
+}
+
+}  // namespace
+
+void bindRobot(py::module_& m) {
+  // Joint vectors and joint speeds may be given as lists, tuples or numpy arrays of six numbers.
+  py::class_<RobJoint>(m.attr("RobJoint"))
+      .def(py::init([](const std::array<double, 6>& v) {
+             return RobJoint{v[0], v[1], v[2], v[3], v[4], v[5]};
+           }),
+           py::arg("values"), "The six joints in degrees from a sequence.");
+  py::implicitly_convertible<py::list, RobJoint>();
+  py::implicitly_convertible<py::tuple, RobJoint>();
+  py::implicitly_convertible<py::array, RobJoint>();
+  py::implicitly_convertible<py::list, JointSpeed>();
+  py::implicitly_convertible<py::tuple, JointSpeed>();
+  py::implicitly_convertible<py::array, JointSpeed>();
+
+  py::enum_<SingularityType> singularity(m, "SingularityType",
+                                         "The kind of arm singularity of a joint solution.");
+  singularity.value("none", SingularityType::none)
+      .value("wrist", SingularityType::wrist)
+      .value("elbow", SingularityType::elbow)
+      .value("shoulder", SingularityType::shoulder)
+      .def("to_string", &StreamText<SingularityType>,
+           "The library's text: 'none', 'wrist', 'elbow' or 'shoulder'.");
+
+  py::class_<OrthoParallelGeometry> geometry(m, "OrthoParallelGeometry",
+                                             "The seven lengths (mm) of an ortho-parallel arm "
+                                             "with a spherical wrist.");
+  geometry
+      .def(py::init([](double a1, double a2, double b, double c1, double c2, double c3, double c4) {
+             return OrthoParallelGeometry{a1, a2, b, c1, c2, c3, c4};
+           }),
+           py::arg("a1") = 0.0, py::arg("a2") = 0.0, py::arg("b") = 0.0, py::arg("c1") = 0.0,
+           py::arg("c2") = 0.0, py::arg("c3") = 0.0, py::arg("c4") = 0.0)
+      .def_readwrite("a1", &OrthoParallelGeometry::a1)
+      .def_readwrite("a2", &OrthoParallelGeometry::a2)
+      .def_readwrite("b", &OrthoParallelGeometry::b)
+      .def_readwrite("c1", &OrthoParallelGeometry::c1)
+      .def_readwrite("c2", &OrthoParallelGeometry::c2)
+      .def_readwrite("c3", &OrthoParallelGeometry::c3)
+      .def_readwrite("c4", &OrthoParallelGeometry::c4);
+  const auto geometryFields = [](const OrthoParallelGeometry& g) {
+    return std::array<double, 7>{g.a1, g.a2, g.b, g.c1, g.c2, g.c3, g.c4};
+  };
+  addEquality(geometry,
+              [geometryFields](const OrthoParallelGeometry& a, const OrthoParallelGeometry& b) {
+                return geometryFields(a) == geometryFields(b);
+              });
+  addTextForms(geometry, "OrthoParallelGeometry", [](const OrthoParallelGeometry& g) {
+    std::ostringstream out;
+    out << "{a1 " << g.a1 << ", a2 " << g.a2 << ", b " << g.b << ", c1 " << g.c1 << ", c2 " << g.c2
+        << ", c3 " << g.c3 << ", c4 " << g.c4 << "}";
+    return out.str();
+  });
+
+  bindRobotConfig(m);
 
   bindSolutionList<TargetConfiguration>(
       m, "TargetConfiguration",

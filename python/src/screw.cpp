@@ -6,8 +6,8 @@
 #include <string>
 
 #include "bindings.hpp"
-#include "detail/format.hpp"
 #include "zor/rob/screw.hpp"
+#include "zor/rob/text.hpp"
 
 namespace zor::rob::python {
 
@@ -23,7 +23,7 @@ std::string sixText(const Six& s) {
   for (int i = 0; i < 6; ++i) {
     if (i > 0)
       out += ", ";
-    detail::appendShortest(out, s[i]);
+    AppendShortestText(out, s[i]);
   }
   return out + "}";
 }
@@ -60,89 +60,8 @@ void addSixForms(Class& cls, const std::string& name) {
   addTextForms(cls, name, sixText<typename Class::type>);
 }
 
-}  // namespace
-
-void bindScrew(py::module_& m) {
-  py::class_<Twist> twist(m, "Twist",
-                          "A spatial velocity (w, v): angular velocity, then the linear velocity "
-                          "of the point at the frame origin.");
-  twist.def(py::init<>())
-      .def(py::init<double, double, double, double, double, double>(), py::arg("wx"), py::arg("wy"),
-           py::arg("wz"), py::arg("vx"), py::arg("vy"), py::arg("vz"))
-      .def(py::init<const V3&, const V3&>(), py::arg("angular"), py::arg("linear"))
-      .def_readwrite("w", &Twist::w)
-      .def_readwrite("v", &Twist::v)
-      .def("adjoint", &Twist::adjoint, py::arg("s"),
-           "The Lie bracket of this twist with the screw axis s.");
-  addSixForms(twist, "Twist");
-
-  py::class_<ScrewAxis> screw(m, "ScrewAxis",
-                              "The unit screw axis (w, v) of a revolute joint: w the axis "
-                              "direction, v = -(w × q) for a point q on the axis.");
-  screw.def(py::init<>())
-      .def(py::init<double, double, double, double, double, double>(), py::arg("wx"), py::arg("wy"),
-           py::arg("wz"), py::arg("qx"), py::arg("qy"), py::arg("qz"),
-           "The screw of the axis with direction (wx, wy, wz) through (qx, qy, qz).")
-      .def(py::init<const V3&, const P3&>(), py::arg("axis"), py::arg("point"))
-      .def_readwrite("w", &ScrewAxis::w)
-      .def_readwrite("v", &ScrewAxis::v)
-      .def("T", &ScrewAxis::T, py::arg("theta"),
-           "The transform of turning the joint by theta radians; OverflowError when |w| <= "
-           "1e-7.");
-  addSixForms(screw, "ScrewAxis");
-
-  py::class_<Wrench> wrench(m, "Wrench", "A wrench (m, f): moment, then force.");
-  wrench.def(py::init<>())
-      .def(py::init<double, double, double, double, double, double>(), py::arg("mx"), py::arg("my"),
-           py::arg("mz"), py::arg("fx"), py::arg("fy"), py::arg("fz"))
-      .def(py::init<const V3&, const V3&>(), py::arg("moment"), py::arg("force"))
-      .def_readwrite("m", &Wrench::m)
-      .def_readwrite("f", &Wrench::f);
-  addSixForms(wrench, "Wrench");
-
-  py::class_<Transform> transform(m, "Transform",
-                                  "A rigid transform: a unit quaternion and a translation, "
-                                  "mapping p to R p + t; in a * b, b is applied first.");
-  transform.def(py::init<>())
-      .def(py::init<const RotationTemplate<double>&, const V3&>(), py::arg("rotation"),
-           py::arg("translation"))
-      .def_readwrite("rotation", &Transform::rotation)
-      .def_readwrite("translation", &Transform::translation)
-      .def("inverse", &Transform::inverse, "The inverse transform.")
-      .def(
-          "__mul__", [](const Transform& a, const Transform& b) { return a * b; },
-          py::is_operator(), "This transform after the other, quaternion normalised.")
-      .def(
-          "__imul__", [](Transform& a, const Transform& b) -> Transform& { return a *= b; },
-          py::is_operator(), "Multiplies on the right keeping the raw Hamilton product.")
-      .def(
-          "transform", [](const Transform& t, const P3& p) { return t.transform(p); }, py::arg("p"),
-          "The point mapped: R p + t.")
-      .def(
-          "transform", [](const Transform& t, const V3& v) { return t.transform(v); }, py::arg("v"),
-          "The free vector mapped: R v.")
-      .def(
-          "adjoint", [](Transform t, const Twist& tw) { return t.adjoint(tw); }, py::arg("twist"),
-          "The twist moved into the reference frame.")
-      .def(
-          "adjoint", [](Transform t, const ScrewAxis& s) { return t.adjoint(s); }, py::arg("screw"),
-          "The screw axis moved into the reference frame.")
-      .def(
-          "adjoint_t", [](Transform t, const Wrench& w) { return t.adjointT(w); },
-          py::arg("wrench"), "The transposed adjoint times the wrench.")
-      .def("log", &Transform::log, "The exponential coordinates as a Twist (angular first).")
-      .def_readonly_static("kPureTranslationAngle", &Transform::kPureTranslationAngle);
-  // No operator== in the library: equal when the stored rotation and translation are.
-  addEquality(transform, [](const Transform& a, const Transform& b) {
-    const auto& p = a.rotation;
-    const auto& q = b.rotation;
-    return p.x == q.x && p.y == q.y && p.z == q.z && p.w == q.w && a.translation == b.translation;
-  });
-  addTextForms(transform, "Transform", [](const Transform& t) {
-    return "{" + t.rotation.toString() + ", " +
-           detail::formatTriple(t.translation.x, t.translation.y, t.translation.z) + "}";
-  });
-
+/// Joint rates, Jacobians, spatial inertias and the skew-symmetric matrix.
+void bindJacobians(py::module_& m) {
   py::class_<Vector6> vector6(m, "Vector6", "Six numbers, e.g. joint rates for a Jacobian.");
   vector6.def(py::init<>())
       .def(py::init<double, double, double, double, double, double>(), py::arg("v0"), py::arg("v1"),
@@ -227,13 +146,98 @@ void bindScrew(py::module_& m) {
     std::string out = "{";
     for (int r = 0; r < 3; ++r) {
       out += r > 0 ? ", " : "";
-      out += detail::formatTriple(s.inertia(r, 0), s.inertia(r, 1), s.inertia(r, 2));
+      out += TripleText(s.inertia(r, 0), s.inertia(r, 1), s.inertia(r, 2));
     }
-    return out + ", " + detail::shortest(s.mass) + "}";
+    return out + ", " + ShortestText(s.mass) + "}";
   });
 
   m.def("vector3_to_skew_symmetric", &Vector3ToSkewSymmetric, py::arg("w"),
         "The 3x3 skew-symmetric matrix [w] with [w] x = w × x, as a numpy array.");
+}
+
+}  // namespace
+
+void bindScrew(py::module_& m) {
+  py::class_<Twist> twist(m, "Twist",
+                          "A spatial velocity (w, v): angular velocity, then the linear velocity "
+                          "of the point at the frame origin.");
+  twist.def(py::init<>())
+      .def(py::init<double, double, double, double, double, double>(), py::arg("wx"), py::arg("wy"),
+           py::arg("wz"), py::arg("vx"), py::arg("vy"), py::arg("vz"))
+      .def(py::init<const V3&, const V3&>(), py::arg("angular"), py::arg("linear"))
+      .def_readwrite("w", &Twist::w)
+      .def_readwrite("v", &Twist::v)
+      .def("adjoint", &Twist::adjoint, py::arg("s"),
+           "The Lie bracket of this twist with the screw axis s.");
+  addSixForms(twist, "Twist");
+
+  py::class_<ScrewAxis> screw(m, "ScrewAxis",
+                              "The unit screw axis (w, v) of a revolute joint: w the axis "
+                              "direction, v = -(w × q) for a point q on the axis.");
+  screw.def(py::init<>())
+      .def(py::init<double, double, double, double, double, double>(), py::arg("wx"), py::arg("wy"),
+           py::arg("wz"), py::arg("qx"), py::arg("qy"), py::arg("qz"),
+           "The screw of the axis with direction (wx, wy, wz) through (qx, qy, qz).")
+      .def(py::init<const V3&, const P3&>(), py::arg("axis"), py::arg("point"))
+      .def_readwrite("w", &ScrewAxis::w)
+      .def_readwrite("v", &ScrewAxis::v)
+      .def("T", &ScrewAxis::T, py::arg("theta"),
+           "The transform of turning the joint by theta radians; OverflowError when |w| <= "
+           "1e-7.");
+  addSixForms(screw, "ScrewAxis");
+
+  py::class_<Wrench> wrench(m, "Wrench", "A wrench (m, f): moment, then force.");
+  wrench.def(py::init<>())
+      .def(py::init<double, double, double, double, double, double>(), py::arg("mx"), py::arg("my"),
+           py::arg("mz"), py::arg("fx"), py::arg("fy"), py::arg("fz"))
+      .def(py::init<const V3&, const V3&>(), py::arg("moment"), py::arg("force"))
+      .def_readwrite("m", &Wrench::m)
+      .def_readwrite("f", &Wrench::f);
+  addSixForms(wrench, "Wrench");
+
+  py::class_<Transform> transform(m, "Transform",
+                                  "A rigid transform: a unit quaternion and a translation, "
+                                  "mapping p to R p + t; in a * b, b is applied first.");
+  transform.def(py::init<>())
+      .def(py::init<const Rotation&, const V3&>(), py::arg("rotation"), py::arg("translation"))
+      .def_readwrite("rotation", &Transform::rotation)
+      .def_readwrite("translation", &Transform::translation)
+      .def("inverse", &Transform::inverse, "The inverse transform.")
+      .def(
+          "__mul__", [](const Transform& a, const Transform& b) { return a * b; },
+          py::is_operator(), "This transform after the other, quaternion normalised.")
+      .def(
+          "__imul__", [](Transform& a, const Transform& b) -> Transform& { return a *= b; },
+          py::is_operator(), "Multiplies on the right keeping the raw Hamilton product.")
+      .def(
+          "transform", [](const Transform& t, const P3& p) { return t.transform(p); }, py::arg("p"),
+          "The point mapped: R p + t.")
+      .def(
+          "transform", [](const Transform& t, const V3& v) { return t.transform(v); }, py::arg("v"),
+          "The free vector mapped: R v.")
+      .def(
+          "adjoint", [](Transform t, const Twist& tw) { return t.adjoint(tw); }, py::arg("twist"),
+          "The twist moved into the reference frame.")
+      .def(
+          "adjoint", [](Transform t, const ScrewAxis& s) { return t.adjoint(s); }, py::arg("screw"),
+          "The screw axis moved into the reference frame.")
+      .def(
+          "adjoint_t", [](Transform t, const Wrench& w) { return t.adjointT(w); },
+          py::arg("wrench"), "The transposed adjoint times the wrench.")
+      .def("log", &Transform::log, "The exponential coordinates as a Twist (angular first).")
+      .def_readonly_static("kPureTranslationAngle", &Transform::kPureTranslationAngle);
+  // No operator== in the library: equal when the stored rotation and translation are.
+  addEquality(transform, [](const Transform& a, const Transform& b) {
+    const auto& p = a.rotation;
+    const auto& q = b.rotation;
+    return p.x == q.x && p.y == q.y && p.z == q.z && p.w == q.w && a.translation == b.translation;
+  });
+  addTextForms(transform, "Transform", [](const Transform& t) {
+    return "{" + t.rotation.toString() + ", " +
+           TripleText(t.translation.x, t.translation.y, t.translation.z) + "}";
+  });
+
+  bindJacobians(m);
 }
 
 }  // namespace zor::rob::python

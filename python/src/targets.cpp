@@ -74,83 +74,8 @@ py::class_<Move, MoveRecord> bindMove(py::module_& m, const char* name, const ch
   return cls;
 }
 
-}  // namespace
-
-void bindTargets(py::module_& m) {
-  py::class_<LoadData> load(m, "LoadData",
-                            "A payload: mass (kg), centre of gravity (mm), orientation of the "
-                            "principal axes and the principal moments of inertia.");
-  load.def(py::init<>(), "A 1 kg point mass at the origin.")
-      .def(py::init<double, const Pos&, const Orient&, double, double, double>(), py::arg("mass"),
-           py::arg("cog"), py::arg("aom"), py::arg("ix"), py::arg("iy"), py::arg("iz"))
-      .def_readwrite("mass", &LoadData::mass)
-      .def_readwrite("cog", &LoadData::cog)
-      .def_readwrite("aom", &LoadData::aom)
-      .def_readwrite("ix", &LoadData::ix)
-      .def_readwrite("iy", &LoadData::iy)
-      .def_readwrite("iz", &LoadData::iz)
-      .def("to_string", &LoadData::toString, "'{mass, {x, y, z}, {q1, q2, q3, q4}, ix, iy, iz}'.");
-  addEquality(load);
-  addTextForms(load, "LoadData", [](const LoadData& l) { return l.toString(); });
-  addStreamForms(load, "LoadData");
-
-  py::class_<RobTarget> target(m, "RobTarget",
-                               "Where the tool centre point goes: a pose, the arm "
-                               "configuration and the external axes.");
-  target.def(py::init<>())
-      .def(py::init<const Pose&>(), py::arg("pose"))
-      .def(py::init<const Pose&, const ExtJoint&>(), py::arg("pose"), py::arg("ext_joint"))
-      .def(py::init([](const Pose& p, const ConfData& c, const ExtJoint& e) {
-             RobTarget t(p, e);
-             t.robConf = c;
-             return t;
-           }),
-           py::arg("pose"), py::arg("rob_conf"), py::arg("ext_joint") = ExtJoint{})
-      .def_readwrite("pose", &RobTarget::pose)
-      .def_readwrite("robConf", &RobTarget::robConf)
-      .def_readwrite("extJoint", &RobTarget::extJoint)
-      .def("set_pose", &RobTarget::setPose, py::arg("pose"),
-           "Replaces the pose; configuration and external axes stay.")
-      .def("get_pose", &RobTarget::getPose, "A copy of the pose.")
-      .def("to_string", &RobTarget::toString,
-           "'{{x, y, z}, {q1, q2, q3, q4}, {cf1, cf4, cf6, cfx}, {e1, ..., e6}}'.")
-      .def("to_ui_string", &RobTarget::toUIString, "Exactly to_string().")
-      .def("to_ostrel_string", &RobTarget::toOstrelString,
-           "to_string() with the configuration in the Ostrel syntax.");
-  addEquality(target);
-  addTextForms(target, "RobTarget", [](const RobTarget& t) { return t.toString(); });
-  addStreamForms(target, "RobTarget");
-
-  py::class_<ToolData> tool(m, "ToolData",
-                            "A tool: whether the robot holds it, its frame and its load.");
-  tool.def(py::init<>())
-      .def(py::init<bool, const Pose&, const LoadData&>(), py::arg("robhold"), py::arg("tframe"),
-           py::arg("tload") = LoadData{})
-      .def_readwrite("robhold", &ToolData::robhold)
-      .def_readwrite("tframe", &ToolData::tframe)
-      .def_readwrite("tload", &ToolData::tload)
-      .def("to_string", &ToolData::toString, "'{robhold, tframe, tload}'.");
-  addEquality(tool);  // approximate frames, loads ignored: the library's own comparison
-  addTextForms(tool, "ToolData", [](const ToolData& t) { return t.toString(); });
-  addStreamForms(tool, "ToolData");
-
-  py::class_<WObjData> wobj(m, "WObjData",
-                            "A work object: the user frame in the world and the object frame "
-                            "in the user frame.");
-  wobj.def(py::init<>())
-      .def(py::init<bool, bool, std::string, Pose, Pose>(), py::arg("robhold"), py::arg("ufprog"),
-           py::arg("ufmec"), py::arg("uframe"), py::arg("oframe"))
-      .def_readwrite("robhold", &WObjData::robhold)
-      .def_readwrite("ufprog", &WObjData::ufprog)
-      .def_readwrite("ufmec", &WObjData::ufmec)
-      .def_readwrite("uframe", &WObjData::uframe)
-      .def_readwrite("oframe", &WObjData::oframe)
-      .def("get_pose", &WObjData::getPose, "The object frame in the world.")
-      .def("to_string", &WObjData::toString, "'{robhold, ufprog, \"ufmec\", uframe, oframe}'.");
-  addEquality(wobj);
-  addTextForms(wobj, "WObjData", [](const WObjData& w) { return w.toString(); });
-  addStreamForms(wobj, "WObjData");
-
+/// The speeds, zones and move instructions.
+void bindMoveData(py::module_& m) {
   py::class_<SpeedData> speed(m, "SpeedData",
                               "How fast a move goes: vTcp (mm/s), vOri (degrees/s), vLeax "
                               "(mm/s), vReax (degrees/s).");
@@ -230,6 +155,86 @@ void bindTargets(py::module_& m) {
       m, "MoveAbsJ", "A joint move to the joint target toJointPos.",
       [](const MoveAbsJ& a, const MoveAbsJ& b) { return a.toJointPos == b.toJointPos; })
       .def_readwrite("toJointPos", &MoveAbsJ::toJointPos);
+}
+
+}  // namespace
+
+void bindTargets(py::module_& m) {
+  py::class_<LoadData> load(m, "LoadData",
+                            "A payload: mass (kg), centre of gravity (mm), orientation of the "
+                            "principal axes and the principal moments of inertia.");
+  load.def(py::init<>(), "A 1 kg point mass at the origin.")
+      .def(py::init<double, const Pos&, const Orient&, double, double, double>(), py::arg("mass"),
+           py::arg("cog"), py::arg("aom"), py::arg("ix"), py::arg("iy"), py::arg("iz"))
+      .def_readwrite("mass", &LoadData::mass)
+      .def_readwrite("cog", &LoadData::cog)
+      .def_readwrite("aom", &LoadData::aom)
+      .def_readwrite("ix", &LoadData::ix)
+      .def_readwrite("iy", &LoadData::iy)
+      .def_readwrite("iz", &LoadData::iz)
+      .def("to_string", &LoadData::toString, "'{mass, {x, y, z}, {q1, q2, q3, q4}, ix, iy, iz}'.");
+  addEquality(load);
+  addTextForms(load, "LoadData", [](const LoadData& l) { return l.toString(); });
+  addStreamForms(load, "LoadData");
+
+  py::class_<RobTarget> target(m, "RobTarget",
+                               "Where the tool centre point goes: a pose, the arm "
+                               "configuration and the external axes.");
+  target.def(py::init<>())
+      .def(py::init<const Pose&>(), py::arg("pose"))
+      .def(py::init<const Pose&, const ExtJoint&>(), py::arg("pose"), py::arg("ext_joint"))
+      .def(py::init([](const Pose& p, const ConfData& c, const ExtJoint& e) {
+             RobTarget t(p, e);
+             t.robConf = c;
+             return t;
+           }),
+           py::arg("pose"), py::arg("rob_conf"), py::arg("ext_joint") = ExtJoint{})
+      .def_readwrite("pose", &RobTarget::pose)
+      .def_readwrite("robConf", &RobTarget::robConf)
+      .def_readwrite("extJoint", &RobTarget::extJoint)
+      .def("set_pose", &RobTarget::setPose, py::arg("pose"),
+           "Replaces the pose; configuration and external axes stay.")
+      .def("get_pose", &RobTarget::getPose, "A copy of the pose.")
+      .def("to_string", &RobTarget::toString,
+           "'{{x, y, z}, {q1, q2, q3, q4}, {cf1, cf4, cf6, cfx}, {e1, ..., e6}}'.")
+      .def("to_ui_string", &RobTarget::toUIString, "Exactly to_string().")
+      .def("to_ostrel_string", &RobTarget::toOstrelString,
+           "to_string() with the configuration in the Ostrel syntax.");
+  addEquality(target);
+  addTextForms(target, "RobTarget", [](const RobTarget& t) { return t.toString(); });
+  addStreamForms(target, "RobTarget");
+
+  py::class_<ToolData> tool(m, "ToolData",
+                            "A tool: whether the robot holds it, its frame and its load.");
+  tool.def(py::init<>())
+      .def(py::init<bool, const Pose&, const LoadData&>(), py::arg("robhold"), py::arg("tframe"),
+           py::arg("tload") = LoadData{})
+      .def_readwrite("robhold", &ToolData::robhold)
+      .def_readwrite("tframe", &ToolData::tframe)
+      .def_readwrite("tload", &ToolData::tload)
+      .def("to_string", &ToolData::toString, "'{robhold, tframe, tload}'.");
+  addEquality(tool);  // approximate frames, loads ignored: the library's own comparison
+  addTextForms(tool, "ToolData", [](const ToolData& t) { return t.toString(); });
+  addStreamForms(tool, "ToolData");
+
+  py::class_<WObjData> wobj(m, "WObjData",
+                            "A work object: the user frame in the world and the object frame "
+                            "in the user frame.");
+  wobj.def(py::init<>())
+      .def(py::init<bool, bool, std::string, Pose, Pose>(), py::arg("robhold"), py::arg("ufprog"),
+           py::arg("ufmec"), py::arg("uframe"), py::arg("oframe"))
+      .def_readwrite("robhold", &WObjData::robhold)
+      .def_readwrite("ufprog", &WObjData::ufprog)
+      .def_readwrite("ufmec", &WObjData::ufmec)
+      .def_readwrite("uframe", &WObjData::uframe)
+      .def_readwrite("oframe", &WObjData::oframe)
+      .def("get_pose", &WObjData::getPose, "The object frame in the world.")
+      .def("to_string", &WObjData::toString, "'{robhold, ufprog, \"ufmec\", uframe, oframe}'.");
+  addEquality(wobj);
+  addTextForms(wobj, "WObjData", [](const WObjData& w) { return w.toString(); });
+  addStreamForms(wobj, "WObjData");
+
+  bindMoveData(m);
 }
 
 }  // namespace zor::rob::python

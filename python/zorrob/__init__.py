@@ -13,7 +13,7 @@ deprecated and go in the next release.
 
 from ._zorrob import *  # noqa: F401,F403
 from ._zorrob import __doc__ as _extension_doc  # noqa: F401
-from . import _naming, _zorrob
+from . import _fields, _naming, _zorrob
 
 __all__ = [name for name in dir(_zorrob) if not name.startswith("_")]
 
@@ -25,6 +25,7 @@ for _name in __all__:
             _item.__module__ = __name__
         except (AttributeError, TypeError):
             pass
+        _fields.wrap_list_fields(_item)
         _naming.rename_class(_item)
 del _name, _item
 __all__ += _naming.rename_module(globals())
@@ -111,4 +112,11 @@ for _cls in PICKLED_RECORDS:
     _copyreg.pickle(_cls, _reduce_record)
 for _cls in PICKLED_ENUMS:
     _copyreg.pickle(_cls, _reduce_enum)
-del _cls
+
+# Every record without a repr of its own shows its fields.
+for _name in __all__:
+    _cls = globals()[_name]
+    if isinstance(_cls, type) and not hasattr(_cls, "__members__") \
+            and not issubclass(_cls, BaseException):
+        _fields.add_repr(_cls, _record_fields)
+del _cls, _name

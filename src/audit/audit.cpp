@@ -17,10 +17,12 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "audit/auditor.hpp"
 #include "detail/throwers.hpp"
+#include "zor/rob/text.hpp"
 
 namespace zor::rob {
 
@@ -33,33 +35,11 @@ int jointOutsideLimits(const RobotConfig& robot, const RobJoint& j) {
 
 namespace {
 
-constexpr const char* kBadOptions = "audit options must be positive and finite";
-constexpr const char* kBadStart = "start joints must be finite";
-constexpr const char* kBadSpeed = "move speeds must be positive and finite";
 /// The length at or below which TPCircle cannot normalise the normal (B - A) × (C - B).
 constexpr double kTinyTriangleNormal = 1e-7;
 
-bool positiveFinite(double v) {
-  return std::isfinite(v) && v > 0.0;
-}
-bool nonNegativeFinite(double v) {
-  return std::isfinite(v) && v >= 0.0;
-}
-
-void validate(const AuditOptions& o, const RobJoint& start) {
-  bool ok = positiveFinite(o.stepMm) && positiveFinite(o.stepDeg) && positiveFinite(o.jumpDeg) &&
-            nonNegativeFinite(o.wristMarginDeg) && nonNegativeFinite(o.elbowMarginDeg) &&
-            nonNegativeFinite(o.shoulderMarginMm);
-  for (const double v : o.maxJointSpeedDeg)
-    ok = ok && positiveFinite(v);
-  for (const double v : o.maxJointAccelerationDeg)
-    ok = ok && positiveFinite(v);
-  ok = ok && positiveFinite(o.maxTcpAcceleration);
-  if (!ok)
-    detail::throwInvalidArgument(kBadOptions);
-  for (const double v : start.values)
-    if (!std::isfinite(v))
-      detail::throwInvalidArgument(kBadStart);
+std::string movePlace(std::size_t index, bool corner) {
+  return "move " + std::to_string(index) + (corner ? " (corner)" : "");
 }
 
 const MoveRecord& recordOf(const ProgramMove& move) {
@@ -75,11 +55,6 @@ bool isCartesian(const ProgramMove& move) {
 void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
   joints_ = start;
   report_.moves.resize(moves.size());
-  for (std::size_t k = 0; k < moves.size(); ++k) {
-    const MoveRecord& move = recordOf(moves[k]);
-    if (!positiveFinite(move.speed.vTcp) || !positiveFinite(move.speed.vOri))
-      detail::throwInvalidArgument(kBadSpeed);
-  }
   Progress progress(options_.progress, moves.size());
   for (std::size_t k = 0; k < moves.size(); ++k) {
     if (!progress.advance(k)) {
@@ -89,11 +64,14 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
     }
     auditMove(k, moves);
     // A stop point (or the end of a path that cannot go on) ends the path being timed.
-    if (!blendedStart_)
+    if (!blendedStart_) {
       finishRun();
+      handOverSamples();
+    }
   }
   // A cancelled audit may leave a path open: it is timed to rest where its sampling stopped.
   finishRun();
+  handOverSamples();
   for (MoveAudit& m : report_.moves) {
     // In path order: the move's own path first, then the corner after it.
     std::stable_sort(m.events.begin(), m.events.end(),
@@ -157,7 +135,7 @@ void Auditor::jointMove(std::size_t index, const MoveRecord& move, const RobJoin
   const Pose start = tcpOf(from, robot_, move);
   const Pose end = tcpOf(target, robot_, move);
   const double maxStep = largestStep(from, target).first;
-  const std::size_t n = intervals((end.pos - start.pos).norm(), maxStep);
+  const std::size_t n = intervals(index, false, (end.pos - start.pos).norm(), maxStep);
   const std::size_t firstSample = report_.samples.size();
   double length = 0.0;
   Pose previous = start;
@@ -265,7 +243,7 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
 
   PathPart part{&*shape, &move.tool, &move.wobj,      index,          false,
                 length,  1.0,        move.speed.vTcp, move.speed.vOri};
-  const std::size_t n = intervals(length * (f1 - f0), turn * (f1 - f0));
+  const std::size_t n = intervals(index, false, length * (f1 - f0), turn * (f1 - f0));
   part.sampleStep = (f1 - f0) / static_cast<double>(n);
   RobJoint joints = samplePart(part, f0, f1, n, joints_, audit);
 
@@ -296,7 +274,7 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
     const double cornerLength = PathLength(corner);
     PathPart cornerPart{&corner,      &move.tool, &move.wobj,      index,          true,
                         cornerLength, 1.0,        move.speed.vTcp, move.speed.vOri};
-    const std::size_t m = intervals(cornerLength, OrientationChange(corner));
+    const std::size_t m = intervals(index, true, cornerLength, OrientationChange(corner));
     cornerPart.sampleStep = 1.0 / static_cast<double>(m);
     joints = samplePart(cornerPart, 0.0, 1.0, m, joints, audit);
     blendedStart_ = std::move(next);
@@ -306,11 +284,30 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
   }
 }
 
+void Auditor::handOverSamples() {
+  if (!options_.sampleSink)
+    return;
+  for (const AuditSample& s : report_.samples)
+    options_.sampleSink(s);
+  report_.samples.clear();
+}
+
+std::size_t Auditor::intervals(std::size_t index, bool corner, double length,
+                               double angleDeg) const {
+  // Written to fail for NaN as well.
+  if (!(length / options_.stepMm <= kMaxIntervals && angleDeg / options_.stepDeg <= kMaxIntervals))
+    detail::throwInvalidArgument(
+        movePlace(index, corner) + ": its path of " + ShortestText(length) + " mm and " +
+        ShortestText(angleDeg) + " degrees needs more than 10000000 samples at 'options.stepMm' " +
+        ShortestText(options_.stepMm) + " and 'options.stepDeg' " + ShortestText(options_.stepDeg));
+  return IntervalCount(length, angleDeg, options_.stepMm, options_.stepDeg);
+}
+
 }  // namespace audit
 
 AuditReport AuditProgram(const RobotConfig& robot, const RobJoint& start,
                          std::span<const ProgramMove> moves, const AuditOptions& options) {
-  audit::validate(options, start);
+  audit::validateInputs(robot, start, moves, options);
   AuditReport report;
   audit::Auditor auditor(robot, options, report);
   auditor.run(start, moves);

@@ -19,11 +19,19 @@
 
 namespace zor::rob::audit {
 
-inline constexpr const char* kTooManySamples =
-    "a move needs more than 10000000 samples at these steps";
-
 /// The most intervals one path part is sampled in (a bound on the work, not on precision).
 inline constexpr double kMaxIntervals = 1e7;
+
+/// Every position given to the audit (targets, tool and work-object frames) lies within this
+/// distance (mm) of its frame's origin.
+inline constexpr double kMaxPositionMm = 1e7;
+
+/// The lowest programmed speed (mm/s, degrees/s): the timing works with squared speeds.
+inline constexpr double kMinSpeed = 1e-6;
+
+/// Throws std::invalid_argument naming the field of the first input the audit cannot take.
+void validateInputs(const RobotConfig& robot, const RobJoint& start,
+                    std::span<const ProgramMove> moves, const AuditOptions& options);
 
 /// Fractions of a part this close are one place (a kink on a sample of the grid).
 inline constexpr double kSameFraction = 1e-9;
@@ -146,13 +154,9 @@ class Auditor {
   unsigned singularities(const RobJoint& j, const Pose& flange) const;
   bool jumps(const PathPoint& a, const PathPoint& b, double allowedStep) const;
   bool close(const PathPoint& a, const PathPoint& b) const;
-  std::size_t intervals(double length, double angleDeg) const {
-    // Written to fail for NaN as well.
-    if (!(length / options_.stepMm <= kMaxIntervals &&
-          angleDeg / options_.stepDeg <= kMaxIntervals))
-      detail::throwInvalidArgument(kTooManySamples);
-    return IntervalCount(length, angleDeg, options_.stepMm, options_.stepDeg);
-  }
+  /// \returns the sample intervals of a path part of move `index`; throws when there are too
+  /// many, naming the move and its length and turn.
+  std::size_t intervals(std::size_t index, bool corner, double length, double angleDeg) const;
   double allowedStep(const PathPart& part, double span) const {
     return options_.jumpDeg * span / part.sampleStep;
   }
@@ -168,6 +172,8 @@ class Auditor {
   // Timing.
   /// Times the path sampled since the last stop point and closes it.
   void finishRun();
+  /// Hands the kept samples, all timed, to the sample sink when there is one.
+  void handOverSamples();
   void timeJointMove(std::size_t index, const RobJoint& from, const RobJoint& target,
                      std::size_t firstSample);
   void addSpeedReduced(const std::vector<PointTiming>& timing);

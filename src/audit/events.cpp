@@ -6,6 +6,18 @@
 
 namespace zor::rob {
 
+const char* AuditEvent::place() const {
+  switch (kind) {
+    case AuditEventKind::unreachableTarget:
+    case AuditEventKind::noSolutionInConfiguration:
+    case AuditEventKind::configurationMismatch:
+      return "target";
+    default:
+      break;
+  }
+  return corner ? "corner" : "path";
+}
+
 std::ostream& operator<<(std::ostream& os, AuditEventKind kind) {
   switch (kind) {
     case AuditEventKind::unreachableTarget:

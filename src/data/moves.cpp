@@ -108,6 +108,20 @@ std::string SpeedData::toString() const {
   return os.str();
 }
 
+const char* MoveTypeName(MoveType type) {
+  switch (type) {
+    case MoveType::MoveL:
+      return "MoveL";
+    case MoveType::MoveC:
+      return "MoveC";
+    case MoveType::MoveJ:
+      return "MoveJ";
+    case MoveType::MoveAbsJ:
+      break;
+  }
+  return "MoveAbsJ";
+}
+
 std::ostream& operator<<(std::ostream& os, const SpeedData& s) {
   return os << s.vTcp << ' ' << s.vOri << ' ' << s.vLeax << ' ' << s.vReax;
 }

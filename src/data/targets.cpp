@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "detail/format.hpp"
+#include "zor/rob/text.hpp"
 
 namespace zor::rob {
 
@@ -51,9 +51,9 @@ std::string LoadData::toString() const {
   // One fresh stream in its default state (general notation, 6 significant digits) for the
   // mass, the inertia axes and the inertias; the centre of gravity keeps full precision.
   std::ostringstream os;
-  os << '{' << mass << ", " << detail::formatTriple(cog.x, cog.y, cog.z) << ", "
-     << detail::formatQuaternion(aom.q1, aom.q2, aom.q3, aom.q4) << ", " << ix << ", " << iy << ", "
-     << iz << '}';
+  os << '{' << mass << ", " << TripleText(cog.x, cog.y, cog.z) << ", "
+     << QuaternionText(aom.q1, aom.q2, aom.q3, aom.q4) << ", " << ix << ", " << iy << ", " << iz
+     << '}';
   return os.str();
 }
 

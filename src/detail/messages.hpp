@@ -1,7 +1,9 @@
 #pragma once
 
-// The library's exception messages. They are part of the public contract: hosts and tests
-// compare them verbatim.
+// The library's exception messages, or the fixed pieces of those that name a joint, a link or a
+// key. They are part of the public contract: hosts and tests compare them verbatim. A message
+// written at one place only may keep its wording beside its throw instead: the URDF reader's
+// joint kinds and link roles (urdf.cpp) and the audit's input checks (src/audit/audit.cpp).
 namespace zor::rob::detail::msg {
 
 inline constexpr const char* kZeroQuaternion = "normalize quaternion of 0 magnitude";

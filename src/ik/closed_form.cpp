@@ -7,42 +7,24 @@ namespace zor::rob::detail {
 
 namespace {
 
-/// Largest |cos| between axes taken as perpendicular, and largest |sin| between axes taken as
-/// parallel: beyond rounding, a deviation moves the pose by about this times the arm's size.
-constexpr double kAxisAngleTolerance = 1e-12;
-/// Largest distance (mm) from the wrist centre to each of the axes of joints 4, 5 and 6.
-constexpr double kWristMeetTolerance = 1e-10;
-/// The largest such deviations for which the closed form of the arm with the deviations ignored
-/// still seeds the numerical path: a few degrees off the solutions, or less.
+/// The largest deviations from the exact shape (kAxisAngleTolerance) for which the closed form of
+/// the arm with the deviations ignored still seeds the numerical path: a few degrees off the
+/// solutions, or less.
 constexpr double kApproximateAxisTolerance = 0.2;
-/// Smallest sine between axes 1 and 2: nearly parallel axes leave joint 1 ill-determined.
-constexpr double kMinAxis12Sine = 1e-3;
-/// Smallest length (mm) of each of the two links of the planar arm of joints 2 and 3.
-constexpr double kMinLinkLength = 1e-3;
-
-/// \returns the distance from `point` to the line through `on` along the unit `axis`.
-double distanceToAxis(const IkVec& point, const IkVec& on, const IkVec& axis) {
-  return axis.cross(point - on).norm();
-}
-
-/// \returns `v` without its component along the unit `axis`.
-IkVec normalPart(const IkVec& v, const IkVec& axis) {
-  return v - axis * axis.dot(v);
-}
 
 }  // namespace
 
 // Each build inlines the whole closed form (flatten), so that all of it runs in its instruction
 // set.
 [[gnu::flatten]] void solveClosedFormBaseline(const ClosedFormArm& arm, const Mat3& r,
-                                              const IkVec& p, const FreeJoints& free,
+                                              const Vec3& p, const FreeJoints& free,
                                               BaseSolutions& out) {
   solveClosedForm(arm, r, p, free, out);
 }
 
 #if defined(__x86_64__)
 [[gnu::flatten, gnu::target("avx2,fma")]] void solveClosedFormAvx2(const ClosedFormArm& arm,
-                                                                   const Mat3& r, const IkVec& p,
+                                                                   const Mat3& r, const Vec3& p,
                                                                    const FreeJoints& free,
                                                                    BaseSolutions& out) {
   solveClosedForm<4>(arm, r, p, free, out);
@@ -53,7 +35,7 @@ bool processorHasAvx2() {
   return has;
 }
 #else
-void solveClosedFormAvx2(const ClosedFormArm& arm, const Mat3& r, const IkVec& p,
+void solveClosedFormAvx2(const ClosedFormArm& arm, const Mat3& r, const Vec3& p,
                          const FreeJoints& free, BaseSolutions& out) {
   solveClosedFormBaseline(arm, r, p, free, out);
 }
@@ -63,7 +45,7 @@ bool processorHasAvx2() {
 }
 #endif
 
-void solveClosedFormForProcessor(const ClosedFormArm& arm, const Mat3& r, const IkVec& p,
+void solveClosedFormForProcessor(const ClosedFormArm& arm, const Mat3& r, const Vec3& p,
                                  const FreeJoints& free, BaseSolutions& out) {
   if (processorHasAvx2())
     solveClosedFormAvx2(arm, r, p, free, out);
@@ -73,24 +55,16 @@ void solveClosedFormForProcessor(const ClosedFormArm& arm, const Mat3& r, const 
 
 ClosedFormArm MakeClosedFormArm(const RobotConfig& robot) {
   ClosedFormArm arm;
-  for (std::size_t i = 0; i < 6; ++i)
-    arm.axes[i] = robot.jointAxes[i].normalized();
-  const std::array<IkVec, 6>& k = arm.axes;
-  std::array<IkVec, 6> q{};
-  for (std::size_t i = 0; i < 6; ++i)
-    q[i] = robot.jointPoints[i].toVec3();
+  const std::array<Vec3, 6> q = setArmAxes(robot, arm);
+  const std::array<Vec3, 6>& k = arm.axes;
 
-  arm.axis12Normal = k[0].cross(k[1]);
-  arm.axis2Sine = arm.axis12Normal.norm();
   const double axisDeviation =
       std::max({k[1].cross(k[2]).norm(), std::abs(k[3].dot(k[4])), std::abs(k[4].dot(k[5]))});
   if (!(arm.axis2Sine >= kMinAxis12Sine) || !(axisDeviation <= kApproximateAxisTolerance))
     return arm;
 
   // The wrist centre: the point of axis 5 nearest to axis 4 (axes 4 and 5 are perpendicular).
-  const IkVec n45 = k[3].cross(k[4]);
-  const IkVec d = q[4] - q[3];
-  const IkVec wrist = q[4] + k[4] * (d.dot(k[3].cross(n45)) / n45.squaredNorm());
+  const Vec3 wrist = nearestPointToAxis(q[4], k[4], q[3], k[3]);
   const double wristMiss =
       std::max({distanceToAxis(wrist, q[3], k[3]), distanceToAxis(wrist, q[4], k[4]),
                 distanceToAxis(wrist, q[5], k[5])});
@@ -125,7 +99,7 @@ ClosedFormArm MakeClosedFormArm(const RobotConfig& robot) {
   arm.axis54Normal = k[4].cross(k[3]);
   arm.axis65Normal = k[5].cross(k[4]);
   arm.approximate = true;
-  arm.solvable = axisDeviation <= kAxisAngleTolerance && wristMiss <= kWristMeetTolerance;
+  arm.solvable = axisDeviation <= kAxisAngleTolerance && wristMiss <= kAxesMeetTolerance;
   return arm;
 }
 

@@ -41,6 +41,7 @@
 #include <cstddef>
 #include <initializer_list>
 
+#include "detail/kinematics.hpp"
 #include "ik/atan2.hpp"
 #include "ik/lanes.hpp"
 #include "zor/rob/angles.hpp"
@@ -48,53 +49,6 @@
 #include "zor/rob/vectors.hpp"
 
 namespace zor::rob::detail {
-
-using IkVec = Vec3Template<double>;
-
-/// A 3x3 matrix, row by row.
-struct Mat3 {
-  std::array<double, 9> m{1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0};
-
-  double operator()(std::size_t r, std::size_t c) const { return m[3 * r + c]; }
-  IkVec operator*(const IkVec& v) const {
-    return {m[0] * v.x + m[1] * v.y + m[2] * v.z, m[3] * v.x + m[4] * v.y + m[5] * v.z,
-            m[6] * v.x + m[7] * v.y + m[8] * v.z};
-  }
-  /// \returns Mᵀ · v.
-  IkVec transposeTimes(const IkVec& v) const {
-    return {m[0] * v.x + m[3] * v.y + m[6] * v.z, m[1] * v.x + m[4] * v.y + m[7] * v.z,
-            m[2] * v.x + m[5] * v.y + m[8] * v.z};
-  }
-  /// \returns M · oᵀ.
-  Mat3 timesTranspose(const Mat3& o) const {
-    Mat3 p;
-    for (std::size_t r = 0; r < 3; ++r)
-      for (std::size_t c = 0; c < 3; ++c)
-        p.m[3 * r + c] =
-            m[3 * r] * o.m[3 * c] + m[3 * r + 1] * o.m[3 * c + 1] + m[3 * r + 2] * o.m[3 * c + 2];
-    return p;
-  }
-};
-
-/// \returns the rotation matrix of the quaternion (w, x, y, z) of any nonzero length: the
-/// rotation it stands for, exactly orthogonal up to rounding even when it is not normalised.
-inline Mat3 rotationMatrix(double w, double x, double y, double z) {
-  const double sq = w * w + x * x + y * y + z * z;
-  if (std::isinf(sq)) [[unlikely]] {
-    // Finite components whose squares overflow: the rotation's own rule rescales them first.
-    const Rotation unit(w, x, y, z);
-    return rotationMatrix(unit.w, unit.x, unit.y, unit.z);
-  }
-  const double s = 2.0 / sq;
-  const double xs = x * s;
-  const double ys = y * s;
-  const double zs = z * s;
-  Mat3 r;
-  r.m = {1.0 - (y * ys + z * zs), x * ys - w * zs,         x * zs + w * ys,
-         x * ys + w * zs,         1.0 - (x * xs + z * zs), y * zs - w * xs,
-         x * zs - w * ys,         y * zs + w * xs,         1.0 - (x * xs + y * ys)};
-  return r;
-}
 
 /// The direction (cos θ, sin θ) of an angle θ, or of any length when so documented. The closed
 /// form works with these and turns them into angles only at the end, all at once.
@@ -118,33 +72,33 @@ struct CosSin {
 struct ClosedFormArm {
   bool solvable{false};
   bool approximate{false};
-  std::array<IkVec, 6> axes{};  ///< Unit joint axes at home.
-  IkVec shoulderPoint{};        ///< A point on axis 1.
-  IkVec axis2Point{};           ///< A point on axis 2.
-  IkVec wristInFlange{};        ///< The wrist centre in the flange frame, M⁻¹ W.
-  IkVec axis5InFlange{};        ///< Axis 5 in the flange frame at home.
-  IkVec axis6InFlange{};        ///< Axis 6 in the flange frame at home.
+  std::array<Vec3, 6> axes{};  ///< Unit joint axes at home.
+  Vec3 shoulderPoint{};        ///< A point on axis 1.
+  Vec3 axis2Point{};           ///< A point on axis 2.
+  Vec3 wristInFlange{};        ///< The wrist centre in the flange frame, M⁻¹ W.
+  Vec3 axis5InFlange{};        ///< Axis 5 in the flange frame at home.
+  Vec3 axis6InFlange{};        ///< Axis 6 in the flange frame at home.
   // Joint 1: A = k2·u − (k1·k2)(k1·u), B = u·(k1 × k2), c = d2 − (k1·k2)(k1·u) for the wrist
   // centre u relative to q1.
-  IkVec axis12Normal{};         ///< k1 × k2.
+  Vec3 axis12Normal{};          ///< k1 × k2.
   double axis12Cosine{0.0};     ///< k1·k2.
   double wristAlongAxis2{0.0};  ///< d2 = k2·(W − q1).
   double axis2Sine{0.0};        ///< |k1 × k2|: √(A² + B²) = |k1 × k2| · distance to axis 1.
   // Joints 2 and 3 in the plane normal to k2: a = (q3 − q2)⊥, b = (W − q3)⊥.
-  IkVec upperArm{};         ///< a.
-  IkVec forearm{};          ///< b.
+  Vec3 upperArm{};          ///< a.
+  Vec3 forearm{};           ///< b.
   double linkCosine{0.0};   ///< a·b.
   double linkSine{0.0};     ///< a·(k2 × b).
   double linkProduct{0.0};  ///< |a| |b| = √((a·b)² + (a·(k2 × b))²).
   double linkSquares{0.0};  ///< |a|² + |b|².
   double linkAngle{0.0};    ///< atan2(a·(k2 × b), a·b) (radians): the elbow angle is this ± γ.
-  IkVec forearmNormal{};    ///< k2 × b.
+  Vec3 forearmNormal{};     ///< k2 × b.
   double axis3Sign{1.0};    ///< k3·k2: ±1.
   // The wrist.
   double wristZero{0.0};        ///< θ0: the turn about k5 that brings k6 onto k4 (radians).
   CosSin wristZeroDirection{};  ///< (cos θ0, sin θ0).
-  IkVec axis54Normal{};         ///< k5 × k4: with k4 and k5 a right-handed frame.
-  IkVec axis65Normal{};         ///< k6 × k5: with k5 and k6 a right-handed frame.
+  Vec3 axis54Normal{};          ///< k5 × k4: with k4 and k5 a right-handed frame.
+  Vec3 axis65Normal{};          ///< k6 × k5: with k5 and k6 a right-handed frame.
 };
 
 /// The joint values of one solution before turns and limits, in radians, with the free joints
@@ -286,17 +240,17 @@ inline CosSin2 directionOf(double angle) {
 ///
 /// `AtanWidth` is the width of the final atan2: 2, or 4 where the code is built for AVX.
 template <std::size_t AtanWidth = 2>
-inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec& p,
+inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const Vec3& p,
                             const FreeJoints& free, BaseSolutions& out, double seedSpread = 0.0) {
   using Slot = ClosedFormAngles;
   out.count = 0;
-  const IkVec wrist = p + r * arm.wristInFlange;
+  const Vec3 wrist = p + r * arm.wristInFlange;
   ClosedFormAngles angles;
 
   // Joint 1.
-  const IkVec& k1 = arm.axes[0];
-  const IkVec& k2 = arm.axes[1];
-  const IkVec u = wrist - arm.shoulderPoint;
+  const Vec3& k1 = arm.axes[0];
+  const Vec3& k2 = arm.axes[1];
+  const Vec3 u = wrist - arm.shoulderPoint;
   const double along1 = k1.dot(u);
   const double a1 = k2.dot(u) - arm.axis12Cosine * along1;
   const double b1 = u.dot(arm.axis12Normal);
@@ -460,13 +414,38 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const IkVec
 /// them, its results different from the baseline's in the last bits. solveClosedFormAvx2 may be
 /// called only when processorHasAvx2() (on other processors than x86-64 it is the baseline);
 /// solveClosedFormForProcessor picks.
-void solveClosedFormBaseline(const ClosedFormArm& arm, const Mat3& r, const IkVec& p,
+void solveClosedFormBaseline(const ClosedFormArm& arm, const Mat3& r, const Vec3& p,
                              const FreeJoints& free, BaseSolutions& out);
-void solveClosedFormAvx2(const ClosedFormArm& arm, const Mat3& r, const IkVec& p,
+void solveClosedFormAvx2(const ClosedFormArm& arm, const Mat3& r, const Vec3& p,
                          const FreeJoints& free, BaseSolutions& out);
 bool processorHasAvx2();
-void solveClosedFormForProcessor(const ClosedFormArm& arm, const Mat3& r, const IkVec& p,
+void solveClosedFormForProcessor(const ClosedFormArm& arm, const Mat3& r, const Vec3& p,
                                  const FreeJoints& free, BaseSolutions& out);
+
+/// The arm shapes the solvers take as exact. Largest |cos| between axes taken as perpendicular,
+/// and largest |sin| between axes taken as parallel: beyond rounding, a deviation moves the pose
+/// by about this times the arm's size.
+inline constexpr double kAxisAngleTolerance = 1e-12;
+/// Largest distance (mm) between axes taken as meeting (the wrist axes).
+inline constexpr double kAxesMeetTolerance = 1e-10;
+/// Smallest sine between axes 1 and 2: nearly parallel axes leave joint 1 ill-determined.
+inline constexpr double kMinAxis12Sine = 1e-3;
+/// Smallest length (mm) of each link of the planar arm of joints 2 and 3.
+inline constexpr double kMinLinkLength = 1e-3;
+
+/// Sets what every solver's arm description starts from (ClosedFormArm, ThreeParallelArm,
+/// SearchArm): the unit joint axes at home, k1 × k2 and its length. \returns the joint points.
+template <typename Arm>
+std::array<Vec3, 6> setArmAxes(const RobotConfig& robot, Arm& arm) {
+  std::array<Vec3, 6> points{};
+  for (std::size_t i = 0; i < 6; ++i) {
+    arm.axes[i] = robot.jointAxes[i].normalized();
+    points[i] = robot.jointPoints[i].toVec3();
+  }
+  arm.axis12Normal = arm.axes[0].cross(arm.axes[1]);
+  arm.axis2Sine = arm.axis12Normal.norm();
+  return points;
+}
 
 /// \returns the closed-form description of `robot`, or one with `solvable` (and perhaps
 /// `approximate`) false.

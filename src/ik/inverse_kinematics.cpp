@@ -122,25 +122,24 @@ struct Branches {
   }
 };
 
-/// The pose of a query as the solvers take it, and the direction of its labelling wrist centre.
-struct Target {
+/// The pose of a query as the solvers take it (rotation matrix and position), and the
+/// direction of its labelling wrist centre.
+struct QueryPose {
   Mat3 rotation{};
-  IkVec position{};
+  Vec3 position{};
   double labelAngle{0.0};      ///< φ (degrees) of the wrist centre that labels use.
   double labelRadius{0.0};     ///< Its distance (mm) from the base z axis.
   double stretchedElbow{0.0};  ///< Joint 3 (degrees) where the elbow bit changes.
 };
 
-Target targetOf(const RobotConfig& robot, const Pose& pose) {
+QueryPose targetOf(const RobotConfig& robot, const Pose& pose) {
   const OrientTemplate<double>& o = pose.orient;
   // The library's rule for a zero orientation record; the matrix is then exact for any length.
   (void)Rotation(o.q1, o.q2, o.q3, o.q4);
-  Target t;
+  QueryPose t;
   t.rotation = rotationMatrix(o.q1, o.q2, o.q3, o.q4);
   t.position = pose.pos.toVec3();
-  const double offset = robot.getWcpZOffset();
-  const IkVec wcp =
-      t.position - IkVec{t.rotation(0, 2), t.rotation(1, 2), t.rotation(2, 2)} * offset;
+  const Vec3 wcp = wristCentre(t.position, t.rotation, robot.getWcpZOffset());
   std::array<double, 1> angle{};
   atan2s(std::array<double, 1>{wcp.y}, std::array<double, 1>{wcp.x}, angle);
   t.labelAngle = RadToDeg(angle[0]);
@@ -150,13 +149,13 @@ Target targetOf(const RobotConfig& robot, const Pose& pose) {
 }
 
 /// \returns whether the shoulder bit of `joints`' label must come from their own flange pose.
-bool nearShoulderBoundary(const Target& target, const RobJoint& joints) {
+bool nearShoulderBoundary(const QueryPose& target, const RobJoint& joints) {
   const double fromLabel = std::abs(target.labelAngle - joints.values[0]);
   return !(std::abs(fromLabel - 90.0) * (kPi / 180.0) * target.labelRadius > kLabelMargin);
 }
 
 /// \returns ConfData::FromRobJoint(joints, robot) for a solution of `target`.
-ConfData labelOf(const RobotConfig& robot, const Target& target, const RobJoint& joints) {
+ConfData labelOf(const RobotConfig& robot, const QueryPose& target, const RobJoint& joints) {
   const std::array<double, 6>& j = joints.values;
   if (nearShoulderBoundary(target, joints)) [[unlikely]]
     return ConfData::FromRobJoint(joints, robot);
@@ -170,7 +169,7 @@ ConfData labelOf(const RobotConfig& robot, const Target& target, const RobJoint&
 
 /// \returns labelOf(robot, target, joints) for joints that differ from those labelled `previous`
 /// in joint 6 alone: only its quadrant changes.
-ConfData labelOfTurned6(const RobotConfig& robot, const Target& target, const RobJoint& joints,
+ConfData labelOfTurned6(const RobotConfig& robot, const QueryPose& target, const RobJoint& joints,
                         const ConfData& previous) {
   if (nearShoulderBoundary(target, joints)) [[unlikely]]
     return ConfData::FromRobJoint(joints, robot);
@@ -285,7 +284,8 @@ struct TurnTests {
 
 /// Orders solutions by configuration number, then by joint values, joint 1 first (the order of
 /// std::array's <, here for finite values, without its three-way comparisons).
-bool before(const RobJoint& a, const ConfData& ca, const RobJoint& b, const ConfData& cb) {
+bool solutionPrecedes(const RobJoint& a, const ConfData& ca, const RobJoint& b,
+                      const ConfData& cb) {
   if (ca.cfx != cb.cfx)
     return ca.cfx < cb.cfx;
   // The first joint that differs, found two joints at a time.
@@ -385,21 +385,22 @@ void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
   }
 }
 
-/// Sorts the paired lists with before(); they hold a few dozen entries at most, and the turns of
-/// one branch come in order.
+/// Sorts the paired lists with solutionPrecedes(); they hold a few dozen entries at most, and the
+/// turns of one branch come in order.
 void sortSolutions(TargetConfiguration& out) {
   for (std::size_t i = 1; i < out.joints.size(); ++i)
-    for (std::size_t m = i;
-         m > 0 && before(out.joints[m], out.confs[m], out.joints[m - 1], out.confs[m - 1]); --m) {
+    for (std::size_t m = i; m > 0 && solutionPrecedes(out.joints[m], out.confs[m],
+                                                      out.joints[m - 1], out.confs[m - 1]);
+         --m) {
       std::swap(out.joints[m], out.joints[m - 1]);
       std::swap(out.confs[m], out.confs[m - 1]);
     }
 }
 
 /// The branches of `pose` (every joint solution modulo turns, limits aside) into `branches`.
-Target solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
-                     Branches& branches) {
-  const Target target = targetOf(robot, pose);
+QueryPose solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
+                        Branches& branches) {
+  const QueryPose target = targetOf(robot, pose);
   const CachedArm& cached = cachedArmOf(robot);
   const ClosedFormArm& arm = cached.arm;
   FreeJoints free;
@@ -440,7 +441,7 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
                   TargetConfiguration& out) {
   out.clear();
   Branches branches;
-  const Target target = solveBranches(robot, pose, seed, branches);
+  const QueryPose target = solveBranches(robot, pose, seed, branches);
   if (branches.count == 0)
     return IkStatus::outOfReach;
   const JointWindows windows = windowsOf(robot);
@@ -464,7 +465,7 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
 JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint& seed) {
   JointSolution result;
   Branches branches;
-  const Target target = solveBranches(robot, pose, &seed, branches);
+  const QueryPose target = solveBranches(robot, pose, &seed, branches);
   if (branches.count == 0)
     return result;
   result.status = IkStatus::outsideJointLimits;
@@ -481,7 +482,8 @@ JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint
       if (result.found() && worst > best)
         return;
       const ConfData conf = labelOf(robot, target, j);
-      if (result.found() && !(worst < best) && !before(j, conf, result.joints, result.conf))
+      if (result.found() && !(worst < best) &&
+          !solutionPrecedes(j, conf, result.joints, result.conf))
         return;
       best = worst;
       result.joints = j;
@@ -497,7 +499,7 @@ JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint
 JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
   JointSolution result;
   Branches branches;
-  const Target solved = solveBranches(robot, target.pose, nullptr, branches);
+  const QueryPose solved = solveBranches(robot, target.pose, nullptr, branches);
   if (branches.count == 0)
     return result;
   bool anyInsideLimits = false;
@@ -507,7 +509,7 @@ JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
       anyInsideLimits = true;
       const ConfData conf = labelOf(robot, solved, j);
       if (!conf.isCriticalEqual(j, target.robConf) ||
-          (result.found() && !before(j, conf, result.joints, result.conf)))
+          (result.found() && !solutionPrecedes(j, conf, result.joints, result.conf)))
         return;
       result.joints = j;
       result.conf = conf;

@@ -28,8 +28,8 @@ constexpr double kMinDamping = 1e-15;
 /// The error of a flange pose: its rotation vector to the target (radians, base frame) and its
 /// position difference (mm).
 struct PoseError {
-  IkVec rotation{};
-  IkVec position{};
+  Vec3 rotation{};
+  Vec3 position{};
 
   bool converged() const {
     return position.norm() < kPositionTolerance && rotation.norm() < kRotationTolerance;
@@ -40,35 +40,22 @@ struct PoseError {
   }
 };
 
-/// \returns the rotation vector of Rt · Rcᵀ from the rotation matrices.
-IkVec rotationVector(const Mat3& target, const Mat3& current) {
+/// \returns the rotation vector of Rt · Rcᵀ, through the quaternion of that matrix: the rotation
+/// log then stays accurate near a half turn, where the matrix's antisymmetric part vanishes.
+Vec3 rotationError(const Mat3& target, const Mat3& current) {
   const Mat3 d = target.timesTranspose(current);
-  const IkVec axis{d(2, 1) - d(1, 2), d(0, 2) - d(2, 0), d(1, 0) - d(0, 1)};
-  const double s = 0.5 * axis.norm();
-  const double c = 0.5 * (d(0, 0) + d(1, 1) + d(2, 2) - 1.0);
-  const double angle = std::atan2(s, c);
-  if (s < 1e-300)
-    return {};
-  if (angle > 3.0) {
-    // Near a half turn the antisymmetric part vanishes: take the axis from the symmetric part.
-    const std::size_t i =
-        d(0, 0) >= d(1, 1) && d(0, 0) >= d(2, 2) ? 0 : (d(1, 1) >= d(2, 2) ? 1 : 2);
-    IkVec a{d(0, i) + d(i, 0), d(1, i) + d(i, 1), d(2, i) + d(i, 2)};
-    a = a * (1.0 / a.norm());
-    if (a.dot(axis) < 0.0)
-      a = -a;
-    return a * angle;
-  }
-  return axis * (angle / (2.0 * s));
+  const Eigen::Quaterniond q(
+      Eigen::Map<const Eigen::Matrix<double, 3, 3, Eigen::RowMajor>>(d.m.data()));
+  return rotationVector(Rotation::raw(q.x(), q.y(), q.z(), q.w()));
 }
 
 PoseError poseError(const RobotConfig& robot, const std::array<double, 6>& joints, const Mat3& r,
-                    const IkVec& p) {
+                    const Vec3& p) {
   RobJoint j;
   j.values = joints;
   const Transform t = flangePose(robot, j);
   const Rotation& q = t.rotation;
-  return {rotationVector(r, rotationMatrix(q.w, q.x, q.y, q.z)), p - t.translation};
+  return {rotationError(r, rotationMatrix(q.w, q.x, q.y, q.z)), p - t.translation};
 }
 
 /// \returns the geometric Jacobian of the flange point: column i is (ωi, ωi × (p − qi)) with the
@@ -77,17 +64,17 @@ Eigen::Matrix<double, 6, 6> flangeJacobian(const RobotConfig& robot,
                                            const std::array<double, 6>& joints) {
   Eigen::Matrix<double, 6, 6> jac;
   Transform link;
-  std::array<IkVec, 6> axes{};
-  std::array<IkVec, 6> points{};
+  std::array<Vec3, 6> axes{};
+  std::array<Vec3, 6> points{};
   for (std::size_t i = 0; i < 6; ++i) {
-    const IkVec axis = robot.jointAxes[i].normalized();
+    const Vec3 axis = robot.jointAxes[i].normalized();
     axes[i] = link.rotation.rotateVector(axis);
     points[i] = link.transform(robot.jointPoints[i]).toVec3();
     link *= jointMotion(axis, robot.jointPoints[i], joints[i]);
   }
   link *= robot.flangeHome;
   for (std::size_t i = 0; i < 6; ++i) {
-    const IkVec v = axes[i].cross(link.translation - points[i]);
+    const Vec3 v = axes[i].cross(link.translation - points[i]);
     const auto c = static_cast<Eigen::Index>(i);
     jac.col(c) << axes[i].x, axes[i].y, axes[i].z, v.x, v.y, v.z;
   }
@@ -104,7 +91,7 @@ double armLength(const RobotConfig& robot) {
 
 }  // namespace
 
-bool solveNumerically(const RobotConfig& robot, const Mat3& r, const IkVec& p,
+bool solveNumerically(const RobotConfig& robot, const Mat3& r, const Vec3& p,
                       std::array<double, 6>& joints) {
   const double length = armLength(robot);
   PoseError error = poseError(robot, joints, r, p);
@@ -152,7 +139,7 @@ bool solveNumerically(const RobotConfig& robot, const Mat3& r, const IkVec& p,
 }
 
 void solveFromSeeds(const RobotConfig& robot, const ClosedFormArm& arm, const Mat3& r,
-                    const IkVec& p, const RobJoint* seed, const FreeJoints& free,
+                    const Vec3& p, const RobJoint* seed, const FreeJoints& free,
                     NumericalSolutions& out) {
   out.count = 0;
   const auto tryFrom = [&](const std::array<double, 6>& start) {

@@ -22,14 +22,14 @@ struct NumericalSolutions {
 
 /// Polishes `joints` (degrees) until the flange pose of `robot` reproduces the rotation `r` and
 /// the position `p` within 1e-10 mm and 1e-12 rad. \returns false when it does not converge.
-bool solveNumerically(const RobotConfig& robot, const Mat3& r, const IkVec& p,
+bool solveNumerically(const RobotConfig& robot, const Mat3& r, const Vec3& p,
                       std::array<double, 6>& joints);
 
 /// Runs solveNumerically from `seed` (when given) and then from the closed-form branches of the
 /// nearby arm when `arm.approximate`, or else (or when those give no branch) from one seed per
 /// configuration, and collects the solutions that converged.
 void solveFromSeeds(const RobotConfig& robot, const ClosedFormArm& arm, const Mat3& r,
-                    const IkVec& p, const RobJoint* seed, const FreeJoints& free,
+                    const Vec3& p, const RobJoint* seed, const FreeJoints& free,
                     NumericalSolutions& out);
 
 }  // namespace zor::rob::detail

@@ -10,12 +10,8 @@ namespace zor::rob::detail {
 
 namespace {
 
-/// Axes within this of parallel (sine) count as parallel; axes 5 and 6 within this (mm) meet.
-constexpr double kAxisAngleTolerance = 1e-12;
-constexpr double kAxesMeetTolerance = 1e-10;
-/// Smallest sine between axes 1 and 2 and between axes 5 and 6, smallest link length (mm).
-constexpr double kMinAxisSine = 1e-3;
-constexpr double kMinLinkLength = 1e-3;
+/// Smallest sine between axes 1 and 2 and between axes 5 and 6.
+constexpr double kMinAxisSine = kMinAxis12Sine;
 /// Most steps of each polish (regula falsi, bisection of an edge, golden section): each at least
 /// halves (or shrinks by 0.618) an interval of one sample step, far below the accuracy of a
 /// double after 60.
@@ -33,12 +29,12 @@ constexpr double kSameSolution = 1e-7;
 /// The terms of the target that do not depend on joint 4.
 struct PoseTerms {
   Mat3 rm{};  ///< R R_Mᵀ.
-  IkVec u{};  ///< Wt − q1.
+  Vec3 u{};   ///< Wt − q1.
   double along1{0.0};
   double a1{0.0};
   double b1{0.0};
   double rho1{0.0};
-  IkVec v6{};  ///< R R_Mᵀ k6.
+  Vec3 v6{};  ///< R R_Mᵀ k6.
 };
 
 /// The four branches (2 · elbow + shoulder) at one value of joint 4: the residual, whether the
@@ -49,7 +45,7 @@ struct Sample {
   std::array<std::array<double, 6>, 4> joints{};
 };
 
-PoseTerms termsOf(const SearchArm& arm, const Mat3& r, const IkVec& p) {
+PoseTerms termsOf(const SearchArm& arm, const Mat3& r, const Vec3& p) {
   PoseTerms t;
   t.rm = r.timesTranspose(arm.homeRotation);
   t.u = p + t.rm * (arm.wristPoint - arm.flangeOrigin) - arm.shoulderPoint;
@@ -68,12 +64,12 @@ PoseTerms termsOf(const SearchArm& arm, const Mat3& r, const IkVec& p) {
 template <bool WithJoints>
 [[gnu::noipa]] void evaluate(const SearchArm& arm, const PoseTerms& t, double theta4, Sample& s) {
   s.valid = {};
-  const IkVec& k1 = arm.axes[0];
-  const IkVec& k2 = arm.axes[1];
-  const IkVec& k4 = arm.axes[3];
-  const IkVec& k5 = arm.axes[4];
+  const Vec3& k1 = arm.axes[0];
+  const Vec3& k2 = arm.axes[1];
+  const Vec3& k4 = arm.axes[3];
+  const Vec3& k5 = arm.axes[4];
   const CosSin dir4{std::cos(theta4), std::sin(theta4)};
-  const IkVec c = arm.axis4Point + rotate(k4, dir4, arm.wristPoint - arm.axis4Point);
+  const Vec3 c = arm.axis4Point + rotate(k4, dir4, arm.wristPoint - arm.axis4Point);
   // Joint 1 brings C' to the target's component along k2.
   std::array<CosSin, 2> joint1{};
   CosSin unused;
@@ -82,13 +78,13 @@ template <bool WithJoints>
   if (n1 == 0)
     return;
   joint1[1] = joint1[n1 - 1];
-  const IkVec fore = normalPart(c - arm.axis3Point, k2);
-  const IkVec foreNormal = k2.cross(fore);
+  const Vec3 fore = normalPart(c - arm.axis3Point, k2);
+  const Vec3 foreNormal = k2.cross(fore);
   const double foreLength = fore.norm();
   const double upperLength = arm.upperArm.norm();
   for (std::size_t i1 = 0; i1 < 2; ++i1) {
-    const IkVec back = rotateBack(k1, joint1[i1], t.u) + arm.shoulderPoint - arm.axis2Point;
-    const IkVec target = normalPart(back, k2);
+    const Vec3 back = rotateBack(k1, joint1[i1], t.u) + arm.shoulderPoint - arm.axis2Point;
+    const Vec3 target = normalPart(back, k2);
     std::array<CosSin, 2> elbow{};
     const std::size_t n3 = solveCosSin(
         arm.upperArm.dot(fore), arm.upperArm.dot(foreNormal),
@@ -99,18 +95,17 @@ template <bool WithJoints>
     elbow[1] = elbow[n3 - 1];
     for (std::size_t i3 = 0; i3 < 2; ++i3) {
       const CosSin& psi = elbow[i3];
-      const IkVec reach = arm.upperArm + fore * psi.c + foreNormal * psi.s;
+      const Vec3 reach = arm.upperArm + fore * psi.c + foreNormal * psi.s;
       const CosSin dir2 = CosSin{reach.dot(target), k2.dot(reach.cross(target))}.normalized();
       const CosSin dir23{dir2.c * psi.c - dir2.s * psi.s, dir2.s * psi.c + dir2.c * psi.s};
       // Rw k6 = R4ᵀ R23ᵀ R1ᵀ R R_Mᵀ k6.
-      const IkVec w6 =
-          rotateBack(k4, dir4, rotateBack(k2, dir23, rotateBack(k1, joint1[i1], t.v6)));
+      const Vec3 w6 = rotateBack(k4, dir4, rotateBack(k2, dir23, rotateBack(k1, joint1[i1], t.v6)));
       const std::size_t b = 2 * i3 + i1;
       s.f[b] = k5.dot(w6) - arm.wristCosine;
       s.valid[b] = true;
       if constexpr (WithJoints) {
         // Rwᵀ k5 = R_M Rᵀ R1 R23 R4 k5.
-        const IkVec w5 =
+        const Vec3 w5 =
             t.rm.transposeTimes(rotate(k1, joint1[i1], rotate(k2, dir23, rotate(k4, dir4, k5))));
         s.joints[b] = {std::atan2(joint1[i1].s, joint1[i1].c),   std::atan2(dir2.s, dir2.c),
                        arm.axis3Sign * std::atan2(psi.s, psi.c), theta4,
@@ -123,7 +118,7 @@ template <bool WithJoints>
 /// The search of one pose.
 class Search {
  public:
-  Search(const RobotConfig& robot, const SearchArm& arm, const Mat3& r, const IkVec& p,
+  Search(const RobotConfig& robot, const SearchArm& arm, const Mat3& r, const Vec3& p,
          NumericalSolutions& out)
       : robot_(robot), arm_(arm), r_(r), p_(p), terms_(termsOf(arm, r, p)), out_(out) {}
 
@@ -305,7 +300,7 @@ class Search {
   const RobotConfig& robot_;
   const SearchArm& arm_;
   const Mat3& r_;
-  const IkVec& p_;
+  const Vec3& p_;
   const PoseTerms terms_;
   NumericalSolutions& out_;
   std::array<double, kSearchSamples> theta_{};
@@ -316,25 +311,19 @@ class Search {
 
 SearchArm MakeSearchArm(const RobotConfig& robot) {
   SearchArm arm;
-  for (std::size_t i = 0; i < 6; ++i)
-    arm.axes[i] = robot.jointAxes[i].normalized();
-  const std::array<IkVec, 6>& k = arm.axes;
-  std::array<IkVec, 6> q{};
-  for (std::size_t i = 0; i < 6; ++i)
-    q[i] = robot.jointPoints[i].toVec3();
-  arm.axis12Normal = k[0].cross(k[1]);
-  arm.axis2Sine = arm.axis12Normal.norm();
-  const IkVec n56 = k[4].cross(k[5]);
+  const std::array<Vec3, 6> q = setArmAxes(robot, arm);
+  const std::array<Vec3, 6>& k = arm.axes;
+  const Vec3 n56 = k[4].cross(k[5]);
   if (!(arm.axis2Sine >= kMinAxisSine) || !(n56.norm() >= kMinAxisSine) ||
       !(k[1].cross(k[2]).norm() <= kAxisAngleTolerance))
     return arm;
-  const IkVec meet = q[4] + k[4] * ((q[5] - q[4]).dot(k[5].cross(n56)) / n56.squaredNorm());
-  if (!(k[5].cross(meet - q[5]).norm() <= kAxesMeetTolerance))
+  const Vec3 meet = nearestPointToAxis(q[4], k[4], q[5], k[5]);
+  if (!(distanceToAxis(meet, q[5], k[5]) <= kAxesMeetTolerance))
     return arm;
   arm.upperArm = normalPart(q[2] - q[1], k[1]);
   if (!(arm.upperArm.norm() >= kMinLinkLength))
     return arm;
-  const RotationTemplate<double>& mr = robot.flangeHome.rotation;
+  const Rotation& mr = robot.flangeHome.rotation;
   arm.homeRotation = rotationMatrix(mr.w, mr.x, mr.y, mr.z);
   arm.flangeOrigin = robot.flangeHome.translation;
   arm.shoulderPoint = q[0];
@@ -349,7 +338,7 @@ SearchArm MakeSearchArm(const RobotConfig& robot) {
   return arm;
 }
 
-void solveBySearch(const RobotConfig& robot, const SearchArm& arm, const Mat3& r, const IkVec& p,
+void solveBySearch(const RobotConfig& robot, const SearchArm& arm, const Mat3& r, const Vec3& p,
                    NumericalSolutions& out) {
   out.count = 0;
   Search(robot, arm, r, p, out).run();

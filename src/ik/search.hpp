@@ -39,18 +39,18 @@ inline constexpr std::size_t kSearchSamples = 720;
 /// What the search needs of an arm; `solvable` is false for arms outside the library form.
 struct SearchArm {
   bool solvable{false};
-  std::array<IkVec, 6> axes{};
-  IkVec shoulderPoint{};  ///< q1.
-  IkVec axis2Point{};     ///< q2.
-  IkVec axis3Point{};     ///< q3.
-  IkVec axis4Point{};     ///< q4.
-  IkVec wristPoint{};     ///< C.
-  Mat3 homeRotation{};    ///< R_M.
-  IkVec flangeOrigin{};   ///< m.
-  IkVec axis12Normal{};
+  std::array<Vec3, 6> axes{};
+  Vec3 shoulderPoint{};  ///< q1.
+  Vec3 axis2Point{};     ///< q2.
+  Vec3 axis3Point{};     ///< q3.
+  Vec3 axis4Point{};     ///< q4.
+  Vec3 wristPoint{};     ///< C.
+  Mat3 homeRotation{};   ///< R_M.
+  Vec3 flangeOrigin{};   ///< m.
+  Vec3 axis12Normal{};
   double axis12Cosine{0.0};
   double axis2Sine{0.0};
-  IkVec upperArm{};  ///< (q3 − q2) normal to k2.
+  Vec3 upperArm{};  ///< (q3 − q2) normal to k2.
   double axis3Sign{1.0};
   double wristCosine{0.0};  ///< k5·k6.
 };
@@ -60,7 +60,7 @@ SearchArm MakeSearchArm(const RobotConfig& robot);
 
 /// Every solution (degrees) of the target (rotation `r`, position `p`) into `out`, at most
 /// kMaxNumericalSolutions.
-void solveBySearch(const RobotConfig& robot, const SearchArm& arm, const Mat3& r, const IkVec& p,
+void solveBySearch(const RobotConfig& robot, const SearchArm& arm, const Mat3& r, const Vec3& p,
                    NumericalSolutions& out);
 
 }  // namespace zor::rob::detail

@@ -9,15 +9,6 @@ namespace zor::rob::detail {
 
 namespace {
 
-/// Largest |cos| between axes taken as perpendicular and largest |sin| between axes taken as
-/// parallel, as for the spherical wrist.
-constexpr double kAxisAngleTolerance = 1e-12;
-/// Largest distance (mm) between the axes of joints 5 and 6.
-constexpr double kAxesMeetTolerance = 1e-10;
-/// Smallest sine between axes 1 and 2, and smallest link length (mm), as for the spherical wrist.
-constexpr double kMinAxis12Sine = 1e-3;
-constexpr double kMinLinkLength = 1e-3;
-
 /// \returns θ within (−π, π] for θ within (−3π, 3π].
 double wrapped(double theta) {
   if (theta > kPi)
@@ -32,33 +23,33 @@ CosSin unitDirection(double theta) {
 }
 
 /// \returns a unit vector normal to the unit `k`.
-IkVec anyNormal(const IkVec& k) {
-  const IkVec ax = std::abs(k.x) <= std::abs(k.y) && std::abs(k.x) <= std::abs(k.z) ? IkVec{1, 0, 0}
-                   : std::abs(k.y) <= std::abs(k.z)                                 ? IkVec{0, 1, 0}
-                                                    : IkVec{0, 0, 1};
+Vec3 anyNormal(const Vec3& k) {
+  const Vec3 ax = std::abs(k.x) <= std::abs(k.y) && std::abs(k.x) <= std::abs(k.z) ? Vec3{1, 0, 0}
+                  : std::abs(k.y) <= std::abs(k.z)                                 ? Vec3{0, 1, 0}
+                                                                                   : Vec3{0, 0, 1};
   return k.cross(ax).normalized();
 }
 
 /// The joints of one joint-1 branch and one wrist branch: joints 2 to 4 by the planar arm, into
 /// `out`.
-void solvePlanar(const ThreeParallelArm& arm, const Mat3& rm, const IkVec& p,
-                 const FreeJoints& free, const std::array<double, 2>& joint15, const CosSin& dir1,
-                 const CosSin& dir5, const CosSin& dir6, double theta6, BaseSolutions& out) {
-  const IkVec& k = arm.axes[1];
-  const IkVec& k1 = arm.axes[0];
+void solvePlanar(const ThreeParallelArm& arm, const Mat3& rm, const Vec3& p, const FreeJoints& free,
+                 const std::array<double, 2>& joint15, const CosSin& dir1, const CosSin& dir5,
+                 const CosSin& dir6, double theta6, BaseSolutions& out) {
+  const Vec3& k = arm.axes[1];
+  const Vec3& k1 = arm.axes[0];
   // R6ᵀ R5ᵀ v: joints 5 and 6 undone.
-  const auto undoWrist = [&](const IkVec& v) {
+  const auto undoWrist = [&](const Vec3& v) {
     return rotateBack(arm.axes[5], dir6, rotateBack(arm.axes[4], dir5, v));
   };
   // The planar sum: Rot(k, φ) = R1ᵀ R R_Mᵀ R6ᵀ R5ᵀ.
-  const IkVec& v = arm.normalToK;
-  const IkVec turned = rotateBack(k1, dir1, rm * undoWrist(v));
+  const Vec3& v = arm.normalToK;
+  const Vec3 turned = rotateBack(k1, dir1, rm * undoWrist(v));
   const double phi = std::atan2(k.dot(v.cross(turned)), v.dot(turned));
   // Where the target puts q4, joint 1 undone.
-  const IkVec wrist = arm.axis5Point + undoWrist(arm.axis4Point - arm.axis5Point);
-  const IkVec q4 = arm.shoulderPoint +
-                   rotateBack(k1, dir1, rm * (wrist - arm.flangeOrigin) + p - arm.shoulderPoint);
-  const IkVec t = normalPart(q4 - arm.axis2Point, k);
+  const Vec3 wrist = arm.axis5Point + undoWrist(arm.axis4Point - arm.axis5Point);
+  const Vec3 q4 = arm.shoulderPoint +
+                  rotateBack(k1, dir1, rm * (wrist - arm.flangeOrigin) + p - arm.shoulderPoint);
+  const Vec3 t = normalPart(q4 - arm.axis2Point, k);
   const double tt = t.squaredNorm();
   std::array<CosSin, 2> elbow{};
   CosSin unused;
@@ -67,7 +58,7 @@ void solvePlanar(const ThreeParallelArm& arm, const Mat3& rm, const IkVec& p,
   const bool onAxis2 = tt < kAxisDistanceTolerance * kAxisDistanceTolerance;
   for (std::size_t i3 = 0; i3 < n3; ++i3) {
     const CosSin& psi = elbow[i3];
-    const IkVec reach = arm.upperArm + arm.forearm * psi.c + arm.forearmNormal * psi.s;
+    const Vec3 reach = arm.upperArm + arm.forearm * psi.c + arm.forearmNormal * psi.s;
     const double theta2 = onAxis2 ? free.joint2 : turnAbout(k, reach, t);
     const double psiAngle = std::atan2(psi.s, psi.c);
     out.solutions[out.count++] = {joint15[0],
@@ -83,22 +74,15 @@ void solvePlanar(const ThreeParallelArm& arm, const Mat3& rm, const IkVec& p,
 
 ThreeParallelArm MakeThreeParallelArm(const RobotConfig& robot) {
   ThreeParallelArm arm;
-  for (std::size_t i = 0; i < 6; ++i)
-    arm.axes[i] = robot.jointAxes[i].normalized();
-  const std::array<IkVec, 6>& k = arm.axes;
-  std::array<IkVec, 6> q{};
-  for (std::size_t i = 0; i < 6; ++i)
-    q[i] = robot.jointPoints[i].toVec3();
-  arm.axis12Normal = k[0].cross(k[1]);
-  arm.axis2Sine = arm.axis12Normal.norm();
+  const std::array<Vec3, 6> q = setArmAxes(robot, arm);
+  const std::array<Vec3, 6>& k = arm.axes;
   const double axisDeviation = std::max({k[1].cross(k[2]).norm(), k[1].cross(k[3]).norm(),
                                          std::abs(k[3].dot(k[4])), std::abs(k[4].dot(k[5]))});
   if (!(arm.axis2Sine >= kMinAxis12Sine) || !(axisDeviation <= kAxisAngleTolerance))
     return arm;
   // C: the point of axis 5 nearest to axis 6 (the two are perpendicular).
-  const IkVec n56 = k[4].cross(k[5]);
-  const IkVec meet = q[4] + k[4] * ((q[5] - q[4]).dot(k[5].cross(n56)) / n56.squaredNorm());
-  if (!(k[5].cross(meet - q[5]).norm() <= kAxesMeetTolerance))
+  const Vec3 meet = nearestPointToAxis(q[4], k[4], q[5], k[5]);
+  if (!(distanceToAxis(meet, q[5], k[5]) <= kAxesMeetTolerance))
     return arm;
   arm.upperArm = normalPart(q[2] - q[1], k[1]);
   arm.forearm = normalPart(q[3] - q[2], k[1]);
@@ -106,7 +90,7 @@ ThreeParallelArm MakeThreeParallelArm(const RobotConfig& robot) {
   const double fore = arm.forearm.norm();
   if (!(upper >= kMinLinkLength) || !(fore >= kMinLinkLength))
     return arm;
-  const RotationTemplate<double>& mr = robot.flangeHome.rotation;
+  const Rotation& mr = robot.flangeHome.rotation;
   arm.homeRotation = rotationMatrix(mr.w, mr.x, mr.y, mr.z);
   arm.flangeOrigin = robot.flangeHome.translation;
   arm.shoulderPoint = q[0];
@@ -128,14 +112,14 @@ ThreeParallelArm MakeThreeParallelArm(const RobotConfig& robot) {
   return arm;
 }
 
-void solveThreeParallel(const ThreeParallelArm& arm, const Mat3& r, const IkVec& p,
+void solveThreeParallel(const ThreeParallelArm& arm, const Mat3& r, const Vec3& p,
                         const FreeJoints& free, BaseSolutions& out) {
   out.count = 0;
-  const IkVec& k1 = arm.axes[0];
-  const IkVec& k = arm.axes[1];
-  const IkVec& k6 = arm.axes[5];
+  const Vec3& k1 = arm.axes[0];
+  const Vec3& k = arm.axes[1];
+  const Vec3& k6 = arm.axes[5];
   const Mat3 rm = r.timesTranspose(arm.homeRotation);  // R R_Mᵀ
-  const IkVec u = p + rm * (arm.axis5Point - arm.flangeOrigin) - arm.shoulderPoint;
+  const Vec3 u = p + rm * (arm.axis5Point - arm.flangeOrigin) - arm.shoulderPoint;
 
   // Joint 1.
   const double along1 = k1.dot(u);
@@ -163,7 +147,7 @@ void solveThreeParallel(const ThreeParallelArm& arm, const Mat3& r, const IkVec&
   for (std::size_t i1 = 0; i1 < n1; ++i1) {
     const CosSin& dir1 = joint1[i1];
     // g = R_M Rᵀ R1 k; joint 5 is θ0 ± α, α the angle between k6 and g.
-    const IkVec g = rm.transposeTimes(rotate(k1, dir1, k));
+    const Vec3 g = rm.transposeTimes(rotate(k1, dir1, k));
     const double cosAlpha = k6.dot(g);
     const double sinAlpha = k6.cross(g).norm();
     if (sinAlpha < kWristSingularSine) {
@@ -180,7 +164,7 @@ void solveThreeParallel(const ThreeParallelArm& arm, const Mat3& r, const IkVec&
       const CosSin dir5{zero.c * spread.c - sign * zero.s * spread.s,
                         zero.s * spread.c + sign * zero.c * spread.s};
       // Joint 6 turns g onto f = R5ᵀ k about k6.
-      const IkVec f = rotateBack(arm.axes[4], dir5, k);
+      const Vec3 f = rotateBack(arm.axes[4], dir5, k);
       const double theta6 = turnAbout(k6, g, f);
       solvePlanar(arm, rm, p, free, {theta1[i1], wrapped(arm.wristZero + sign * alpha)}, dir1, dir5,
                   unitDirection(theta6), theta6, out);

@@ -37,26 +37,21 @@
 namespace zor::rob::detail {
 
 /// \returns Rot(k, θ) v for the unit axis k and the unit direction d = (cos θ, sin θ).
-inline IkVec rotate(const IkVec& k, const CosSin& d, const IkVec& v) {
+inline Vec3 rotate(const Vec3& k, const CosSin& d, const Vec3& v) {
   return v * d.c + k.cross(v) * d.s + k * (k.dot(v) * (1.0 - d.c));
 }
 
 /// \returns Rot(k, −θ) v.
-inline IkVec rotateBack(const IkVec& k, const CosSin& d, const IkVec& v) {
+inline Vec3 rotateBack(const Vec3& k, const CosSin& d, const Vec3& v) {
   return rotate(k, {d.c, -d.s}, v);
-}
-
-/// \returns `v` without its component along the unit `axis`.
-inline IkVec normalPart(const IkVec& v, const IkVec& axis) {
-  return v - axis * axis.dot(v);
 }
 
 /// \returns the angle (radians) of the turn about the unit axis k from `from` to `to`, both
 /// taken by their parts normal to k. The parts are formed first: near k they are short, and
 /// their dot and cross products would otherwise be lost as the difference of values near 1.
-inline double turnAbout(const IkVec& k, const IkVec& from, const IkVec& to) {
-  const IkVec a = normalPart(from, k);
-  const IkVec b = normalPart(to, k);
+inline double turnAbout(const Vec3& k, const Vec3& from, const Vec3& to) {
+  const Vec3 a = normalPart(from, k);
+  const Vec3 b = normalPart(to, k);
   return std::atan2(k.dot(a.cross(b)), a.dot(b));
 }
 
@@ -64,23 +59,23 @@ inline double turnAbout(const IkVec& k, const IkVec& from, const IkVec& to) {
 /// its axes, points and flange home pose; `solvable` is false for every other arm.
 struct ThreeParallelArm {
   bool solvable{false};
-  std::array<IkVec, 6> axes{};  ///< Unit joint axes at home; axes[1] is k.
-  IkVec shoulderPoint{};        ///< q1.
-  IkVec axis2Point{};           ///< q2.
-  IkVec axis4Point{};           ///< q4.
-  IkVec axis5Point{};           ///< C, where axes 5 and 6 meet.
-  Mat3 homeRotation{};          ///< R_M.
-  IkVec flangeOrigin{};         ///< m.
-  IkVec normalToK{};            ///< A unit vector normal to k, for the planar sum.
+  std::array<Vec3, 6> axes{};  ///< Unit joint axes at home; axes[1] is k.
+  Vec3 shoulderPoint{};        ///< q1.
+  Vec3 axis2Point{};           ///< q2.
+  Vec3 axis4Point{};           ///< q4.
+  Vec3 axis5Point{};           ///< C, where axes 5 and 6 meet.
+  Mat3 homeRotation{};         ///< R_M.
+  Vec3 flangeOrigin{};         ///< m.
+  Vec3 normalToK{};            ///< A unit vector normal to k, for the planar sum.
   // Joint 1, as ClosedFormArm's.
-  IkVec axis12Normal{};         ///< k1 × k.
+  Vec3 axis12Normal{};          ///< k1 × k.
   double axis12Cosine{0.0};     ///< k1·k.
   double wristAlongAxis2{0.0};  ///< k·(C − q1).
   double axis2Sine{0.0};        ///< |k1 × k|.
   // Joints 2 and 3, as ClosedFormArm's, with q4 in place of the wrist centre.
-  IkVec upperArm{};
-  IkVec forearm{};
-  IkVec forearmNormal{};
+  Vec3 upperArm{};
+  Vec3 forearm{};
+  Vec3 forearmNormal{};
   double linkCosine{0.0};
   double linkSine{0.0};
   double linkProduct{0.0};
@@ -98,7 +93,7 @@ ThreeParallelArm MakeThreeParallelArm(const RobotConfig& robot);
 /// Solves the target (rotation `r`, position `p`) into `out` (up to 8 solutions, radians, each
 /// within (−π, π]), the free joints at `free`'s values: joint 1 on the shoulder singularity,
 /// joint 2 when q4 lies on axis 2, joint 6 on the wrist singularity.
-void solveThreeParallel(const ThreeParallelArm& arm, const Mat3& r, const IkVec& p,
+void solveThreeParallel(const ThreeParallelArm& arm, const Mat3& r, const Vec3& p,
                         const FreeJoints& free, BaseSolutions& out);
 
 }  // namespace zor::rob::detail

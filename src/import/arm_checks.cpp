@@ -7,12 +7,13 @@
 #include <cstddef>
 #include <string>
 
-#include "detail/format.hpp"
+#include "detail/kinematics.hpp"
 #include "detail/messages.hpp"
 #include "detail/throwers.hpp"
 #include "import/library_form.hpp"
 #include "zor/rob/angles.hpp"
 #include "zor/rob/arm_import.hpp"
+#include "zor/rob/text.hpp"
 
 namespace zor::rob {
 
@@ -40,10 +41,6 @@ bool within(double value, double tolerance) {
 bool small(const Vec3& v) {
   return within(v.x, kLargestCoordinate) && within(v.y, kLargestCoordinate) &&
          within(v.z, kLargestCoordinate);
-}
-
-Vec3 across(const Vec3& v, const Vec3& axis) {
-  return v - axis * axis.dot(v);
 }
 
 void checkNumbers(const RobotConfig& robot) {
@@ -104,7 +101,7 @@ void CheckArmModel(const RobotConfig& robot) {
   const std::array<Pos, 6>& p = robot.jointPoints;
 
   // Joint 1 about +z through the base origin.
-  const Vec3 p0 = across(p[0].toVec3(), k[0]);
+  const Vec3 p0 = detail::normalPart(p[0].toVec3(), k[0]);
   if (!within((k[0] - Vec3{0.0, 0.0, 1.0}).norm(), kDirectionTolerance) ||
       !within(p0.norm(), kMeetTolerance))
     throwInvalidArgument(msg::kJointOneAxis);
@@ -124,7 +121,7 @@ void CheckArmModel(const RobotConfig& robot) {
   const double stretch = detail::ElbowStretch(k[2], p[1], p[2], wrist, kMeetTolerance);
   const double miss = std::remainder(robot.elbowOffset + stretch, 2.0 * kPi);
   if (!within(miss, kElbowTolerance))
-    throwInvalidArgument(msg::kElbowOffset + detail::shortest(-stretch));
+    throwInvalidArgument(msg::kElbowOffset + ShortestText(-stretch));
 
   // The flange: the wrist centre on its z axis, getWcpZOffset() behind it.
   const Vec3 wristInFlange = robot.flangeHome.inverse().transform(wrist).toVec3();

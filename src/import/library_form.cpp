@@ -5,6 +5,7 @@
 // the same numbers wherever the description has exact zeros.
 #include "import/library_form.hpp"
 
+#include "detail/kinematics.hpp"
 #include "detail/messages.hpp"
 #include "detail/throwers.hpp"
 
@@ -45,11 +46,6 @@ bool finite(const Transform& t) {
          std::isfinite(r.z);
 }
 
-/// \returns the point of the line (unit `axis` through `on`) nearest to `p`.
-Pos foot(const Vec3& axis, const Pos& on, const Pos& p) {
-  return on + axis * axis.dot(p - on);
-}
-
 /// \returns whether `distance` is at most `tolerance`; false for NaN, so that coordinates that
 /// overflowed never pass a check.
 bool within(double distance, double tolerance) {
@@ -58,11 +54,6 @@ bool within(double distance, double tolerance) {
 
 bool parallel(const Vec3& a, const Vec3& b) {
   return within(a.cross(b).norm(), kDirectionTolerance);
-}
-
-/// The component of `v` across the unit `axis`.
-Vec3 across(const Vec3& v, const Vec3& axis) {
-  return v - axis * axis.dot(v);
 }
 
 }  // namespace
@@ -84,8 +75,8 @@ Pos WristCentre(const Vec3& axis5, const Pos& point5, const Vec3& axis6, const P
 
 double ElbowStretch(const Vec3& axis3, const Pos& point2, const Pos& point3, const Pos& wrist,
                     double meetTolerance) {
-  const Vec3 upperArm = across(point3 - point2, axis3);
-  const Vec3 forearm = across(wrist - point3, axis3);
+  const Vec3 upperArm = normalPart(point3 - point2, axis3);
+  const Vec3 forearm = normalPart(wrist - point3, axis3);
   if (within(upperArm.norm(), meetTolerance))
     throwInvalidArgument(msg::kElbowAxes);
   if (within(forearm.norm(), meetTolerance))
@@ -106,7 +97,7 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
   const std::array<Pos, 6>& given = arm.points;
 
   // Joint 1 about +z through the base origin.
-  const Pos p0 = foot(axes[0], given[0], Pos{});
+  const Pos p0 = footOnAxis(axes[0], given[0], Pos{});
   if (!within((axes[0] - Vec3{0.0, 0.0, 1.0}).norm(), kDirectionTolerance) ||
       !within(p0.toVec3().norm(), kMeetTolerance))
     throwInvalidArgument(msg::kJointOneAxis);
@@ -119,10 +110,10 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
 
   std::array<Pos, 6> points{};
   points[0] = cleanPoint(p0);
-  points[1] = cleanPoint(foot(axes[1], given[1], points[0]));
-  points[2] = cleanPoint(foot(axes[2], given[2], points[1]));
+  points[1] = cleanPoint(footOnAxis(axes[1], given[1], points[0]));
+  points[2] = cleanPoint(footOnAxis(axes[2], given[2], points[1]));
   for (std::size_t i = 3; i < 6; ++i)
-    points[i] = cleanPoint(foot(axes[i], given[i], wrist));
+    points[i] = cleanPoint(footOnAxis(axes[i], given[i], wrist));
 
   // The elbow: the joint-3 value that turns the forearm (axis of joint 3 to the wrist centre)
   // onto the upper arm's direction (axis of joint 2 to axis of joint 3) stretches the arm.

@@ -4,13 +4,13 @@
 #include <string>
 #include <variant>
 
-#include "detail/format.hpp"
 #include "detail/messages.hpp"
 #include "detail/parallel.hpp"
 #include "detail/throwers.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/reach.hpp"
 #include "zor/rob/rotation.hpp"
+#include "zor/rob/text.hpp"
 
 namespace zor::rob {
 
@@ -31,7 +31,7 @@ std::string countText(double count) {
   constexpr double kLargestExact = 9007199254740992.0;  // 2^53
   if (count <= kLargestExact)
     return std::to_string(static_cast<std::uint64_t>(count));
-  return detail::shortest(count);
+  return ShortestText(count);
 }
 
 /// \returns the inverse of `pose`: R⁻¹ and −R⁻¹·p.

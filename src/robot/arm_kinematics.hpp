@@ -16,6 +16,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "detail/kinematics.hpp"
 #include "robot/sincos.hpp"
 #include "zor/rob/angles.hpp"
 #include "zor/rob/conf_data.hpp"
@@ -59,12 +60,6 @@ inline Transform jointMotion(const Vec3& axis, const Pos& point, double degrees)
 /// that are not all unit vectors. Out of line (arm_kinematics.cpp): the hot path never comes
 /// here.
 Transform flangePoseOfAnyAxes(const RobotConfig& robot, const RobJoint& joints);
-
-/// \returns the wrist centre of a flange at `position` turned by `rotation`:
-/// position − rotation · (0, 0, wcpZOffset), with RobotConfig::getWcpZOffset() as the offset.
-inline Vec3 wristCentre(const Vec3& position, const Rotation& rotation, double wcpZOffset) {
-  return position - rotation.rotateVector({0.0, 0.0, wcpZOffset});
-}
 
 /// The sine and cosine of half a joint angle.
 struct HalfAngleSinCos {
@@ -177,42 +172,6 @@ inline Transform unitScrewExp(const ScrewAxis& s, double sh, double ch, double t
       r, s.v * sinTheta + s.w.cross(s.v) * oneMinusCos + s.w * ((theta - sinTheta) * s.w.dot(s.v))};
 }
 
-/// A 3x3 rotation matrix, row by row: turning several vectors by one quaternion is cheaper
-/// through its matrix.
-struct RotationMatrix {
-  double m00{}, m01{}, m02{}, m10{}, m11{}, m12{}, m20{}, m21{}, m22{};
-
-  /// The matrix of the unit quaternion `q`.
-  explicit RotationMatrix(const Rotation& q) {
-    const double tx = 2.0 * q.x;
-    const double ty = 2.0 * q.y;
-    const double tz = 2.0 * q.z;
-    const double twx = tx * q.w;
-    const double twy = ty * q.w;
-    const double twz = tz * q.w;
-    const double txx = tx * q.x;
-    const double txy = ty * q.x;
-    const double txz = tz * q.x;
-    const double tyy = ty * q.y;
-    const double tyz = tz * q.y;
-    const double tzz = tz * q.z;
-    m00 = 1.0 - (tyy + tzz);
-    m01 = txy - twz;
-    m02 = txz + twy;
-    m10 = txy + twz;
-    m11 = 1.0 - (txx + tzz);
-    m12 = tyz - twx;
-    m20 = txz - twy;
-    m21 = tyz + twx;
-    m22 = 1.0 - (txx + tyy);
-  }
-
-  Vec3 operator*(const Vec3& v) const {
-    return {m00 * v.x + m01 * v.y + m02 * v.z, m10 * v.x + m11 * v.y + m12 * v.z,
-            m20 * v.x + m21 * v.y + m22 * v.z};
-  }
-};
-
 /// For k = 0 to 4, writes Ad(e[0] · … · e[k]) screw(k) into column column(k) of `jac`: the
 /// adjoint (R ω, p × R ω + R v) of the growing product (R, p). The rotation of the product
 /// goes through its matrix, which turns three vectors per step.
@@ -222,7 +181,7 @@ inline void writeAdjointColumns(GeometricJacobian& jac, const std::array<Transfo
   Transform t = e[0];
 #pragma GCC unroll 6
   for (std::size_t k = 0; k < 5; ++k) {
-    const RotationMatrix r(t.rotation);
+    const Mat3 r = unitRotationMatrix(t.rotation);
     const ScrewAxis& s = screw(k);
     const Vec3 w = r * s.w;
     const Vec3 v = t.translation.cross(w) + r * s.v;

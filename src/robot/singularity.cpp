@@ -29,9 +29,8 @@ Singularities RobotConfig::singularitiesOf(const RobJoint& joints, const Pose& f
   if (margins.shoulderMm > 0.0) {
     const Vec3 wcp =
         detail::wristCentre(flangePose.pos.toVec3(), flangePose.rotation(), getWcpZOffset());
-    const Vec3 fromAxis = wcp - jointPoints[0].toVec3();
-    const Vec3& axis = jointAxes[0];
-    s.shoulder = (fromAxis - axis * fromAxis.dot(axis)).norm() < margins.shoulderMm;
+    s.shoulder =
+        detail::normalPart(wcp - jointPoints[0].toVec3(), jointAxes[0]).norm() < margins.shoulderMm;
   }
   return s;
 }

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "detail/format.hpp"
+#include "zor/rob/text.hpp"
 
 namespace zor::rob::view {
 
@@ -58,7 +58,7 @@ void appendJsonString(std::string& out, std::string_view text) {
 
 void appendJsonNumber(std::string& out, double value) {
   if (std::isfinite(value))
-    detail::appendShortest(out, value);
+    AppendShortestText(out, value);
   else
     out += "null";
 }

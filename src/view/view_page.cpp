@@ -5,7 +5,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <variant>
@@ -13,6 +12,7 @@
 
 #include "view/page_data.hpp"
 #include "view/view_scripts.hpp"
+#include "zor/rob/text.hpp"
 #include "zor/rob/view.hpp"
 
 namespace zor::rob {
@@ -59,41 +59,6 @@ PathCategory categoryOf(AuditEventKind kind) {
       break;
   }
   return PathCategory::clean;
-}
-
-template <typename T>
-std::string streamText(const T& value) {
-  std::ostringstream os;
-  os << value;
-  return os.str();
-}
-
-/// Where an event lies, as the tool's audit table says it: at the target, on the path or on the
-/// corner after the move.
-const char* placeOf(const AuditEvent& e) {
-  switch (e.kind) {
-    case AuditEventKind::unreachableTarget:
-    case AuditEventKind::noSolutionInConfiguration:
-    case AuditEventKind::configurationMismatch:
-      return "target";
-    default:
-      break;
-  }
-  return e.corner ? "corner" : "path";
-}
-
-const char* moveTypeName(MoveType type) {
-  switch (type) {
-    case MoveType::MoveL:
-      return "MoveL";
-    case MoveType::MoveC:
-      return "MoveC";
-    case MoveType::MoveJ:
-      return "MoveJ";
-    case MoveType::MoveAbsJ:
-      break;
-  }
-  return "MoveAbsJ";
 }
 
 bool jointsSet(const RobJoint& joints) {
@@ -162,7 +127,7 @@ void appendTarget(std::string& out, std::size_t move, const char* role, const st
   out += "\",\"name\":";
   appendJsonString(out, name);
   out += ",\"type\":\"";
-  out += moveTypeName(type);
+  out += MoveTypeName(type);
   out += "\",\"conf\":[" + std::to_string(conf.cf1) + ',' + std::to_string(conf.cf4) + ',' +
          std::to_string(conf.cf6) + ',' + std::to_string(conf.cfx) + "],\"pose\":";
   appendPose(out, pose);
@@ -202,7 +167,7 @@ void appendMoves(std::string& out, std::span<const ProgramMove> moves,
     const MoveRecord& m = recordOf(moves[i]);
     out += i == 0 ? "{" : ",{";
     out += "\"type\":\"";
-    out += moveTypeName(m.moveType);
+    out += MoveTypeName(m.moveType);
     out += "\",\"tool\":";
     appendJsonString(out, labels.empty() ? std::string() : labels[i].tool);
     out += ",\"wobj\":";
@@ -250,7 +215,7 @@ std::vector<SampleRange> eventRanges(const AuditReport& report,
       }
     }
     if (r.first < 0) {  // at the target: the move's last sample, else its first
-      const bool atTarget = std::string_view(placeOf(e)) == "target";
+      const bool atTarget = std::string_view(e.place()) == "target";
       r.first = r.last = atTarget ? moveLast : moveFirst;
     }
   }
@@ -264,10 +229,10 @@ void appendEvents(std::string& out, const std::vector<const AuditEvent*>& events
     const AuditEvent& e = *events[k];
     out += k == 0 ? "{" : ",{";
     out += "\"kind\":";
-    appendJsonString(out, streamText(e.kind));
+    appendJsonString(out, StreamText(e.kind));
     out += ",\"category\":";
     out += static_cast<char>(categoryOf(e.kind));
-    out += ",\"move\":" + std::to_string(e.moveIndex) + ",\"on\":\"" + placeOf(e) +
+    out += ",\"move\":" + std::to_string(e.moveIndex) + ",\"on\":\"" + e.place() +
            "\",\"corner\":" + (e.corner ? "true" : "false") +
            ",\"joint\":" + std::to_string(e.joint) + ",\"startFraction\":";
     appendJsonNumber(out, e.startFraction);

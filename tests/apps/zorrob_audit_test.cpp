@@ -361,5 +361,40 @@ TEST(ZorrobAudit, UnreadableOrMalformedProgramFilesAreRejected) {
   }
 }
 
+TEST(ZorrobAudit, TheAuditsOwnChecksNameTheFileTheMoveAndTheField) {
+  const std::string up = R"({"type": "MoveL", "to": )" + Target(890, 1040, "[0, 0, 0, 0]");
+  const std::string gun =
+      R"("tools": {"gun": {"robhold": true, "position": [0, 0, 1e300], "orientation": [1, 0,)"
+      R"( 0, 0]}}, )";
+  std::string tooled = Program({kJointTo840, up + R"(, "speed": "v500", "zone": "fine",)"
+                                                  R"( "tool": "gun"})"});
+  tooled.insert(1, gun);
+  std::string coarse = Program({kJointTo840});
+  coarse.insert(1, R"("options": {"stepMm": 300}, )");
+  const std::vector<BadProgram> cases{
+      {R"({"start": [1e300, 0, 0, 0, 30, 0], "moves": [)" + kJointTo840 + "]}",
+       ": 'start[0]' is outside the joint limits: 1e+300 not in -170 .. 170"},
+      {Program({kJointTo840, up + R"(, "speed": {"tcp": 5e-324, "ori": 500}, "zone": "fine"})"}),
+       ": move 1: 'speed.tcp' must be at least 1e-06: slower moves cannot be timed"},
+      {tooled, ": move 1: 'tool.position' must lie within 10000000 mm of its frame's origin"},
+      {coarse, ": 'options.stepMm' must be at most 10 mm: coarser steps cannot locate events"},
+  };
+  const TempDir dir;
+  for (const BadProgram& bad : cases) {
+    const std::string path = dir.write("bad.json", bad.content);
+    SCOPED_TRACE(bad.content);
+    const ToolResult r = RunTool({"audit", path});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "zorrob audit: program file '" + path + "'" + bad.message + "\n");
+  }
+  const ToolResult r = RunTool({"audit", Example(), "--step", "300"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err,
+            "zorrob audit: --step must be at most 10 (mm): coarser steps cannot locate events, "
+            "got '300'\n");
+}
+
 }  // namespace
 }  // namespace zor::rob::test

@@ -18,6 +18,7 @@
 
 #include "support/test_support.hpp"
 #include "zor/rob/audit.hpp"
+#include "zor/rob/text.hpp"
 
 namespace zor::rob::test {
 namespace {
@@ -521,28 +522,49 @@ TEST(Audit, BadOptionsThrow) {
   AuditOptions o;
   o.stepMm = 0.0;
   EXPECT_THROW_MSG(Audit(ThroughTheWrist(), o), std::invalid_argument,
-                   "audit options must be positive and finite");
+                   "'options.stepMm' must be positive");
   o = {};
   o.wristMarginDeg = -1.0;
   EXPECT_THROW_MSG(Audit(ThroughTheWrist(), o), std::invalid_argument,
-                   "audit options must be positive and finite");
+                   "'options.wristMarginDeg' must not be negative");
   o = {};
   o.maxJointSpeedDeg[3] = std::nan("");
   EXPECT_THROW_MSG(Audit(ThroughTheWrist(), o), std::invalid_argument,
-                   "audit options must be positive and finite");
+                   "'options.maxJointSpeedDeg[3]' must be a finite number");
   EXPECT_THROW_MSG(Audit(ThroughTheWrist(), {}, RobJoint(0, 0, 0, 0, INFINITY, 0)),
-                   std::invalid_argument, "start joints must be finite");
+                   std::invalid_argument, "'start[4]' must be a finite number");
 }
 
 TEST(Audit, MoveWithoutSpeedThrows) {
   MoveL m = Line({900, 0, 800}, kForward, ConfData(0, 0, 0, 1));
   m.speed = SpeedData();
-  EXPECT_THROW_MSG(Audit({m}), std::invalid_argument, "move speeds must be positive and finite");
+  EXPECT_THROW_MSG(Audit({m}), std::invalid_argument, "move 0: 'speed.tcp' must be positive");
 }
 
 TEST(Audit, PathTooLongForItsStepsThrows) {
-  EXPECT_THROW_MSG(Audit({Line({1e12, 0, 800}, kForward, ConfData(0, 0, 0, 1))}),
-                   std::invalid_argument, "a move needs more than 10000000 samples at these steps");
+  // Up 9e6 - 840 mm from the first target: 1.8e7 samples at 0.5 mm. The message names the
+  // move, its length and turn, and the options that decide the count.
+  AuditOptions o;
+  o.stepMm = 0.5;
+  const std::vector<ProgramMove> moves{ThroughTheWrist()[0],
+                                       Line({890, 0, 9e6}, kForward, ConfData(0, 0, 0, 1))};
+  std::string message;
+  try {
+    Audit(moves, o);
+  } catch (const std::invalid_argument& e) {
+    message = e.what();
+  }
+  const std::string head = "move 1: its path of ";
+  const std::string mm = " mm and ";
+  const std::string tail =
+      " degrees needs more than 10000000 samples at 'options.stepMm' 0.5 and 'options.stepDeg' 1";
+  ASSERT_EQ(message.substr(0, head.size()), head) << message;
+  ASSERT_GT(message.size(), tail.size());
+  EXPECT_EQ(message.substr(message.size() - tail.size()), tail) << message;
+  const std::size_t at = message.find(mm);
+  ASSERT_NE(at, std::string::npos);
+  EXPECT_NEAR(std::stod(message.substr(head.size(), at - head.size())), 9e6 - 840.0, 1e-6);
+  EXPECT_NEAR(std::stod(message.substr(at + mm.size())), 0.0, 1e-6);
 }
 
 TEST(Audit, ZoneBeforeAPureReorientationShrinksToNothing) {
@@ -556,6 +578,42 @@ TEST(Audit, ZoneBeforeAPureReorientationShrinksToNothing) {
   // The move starts where the joints of the first one put the tool: 100 mm up to rounding.
   EXPECT_NEAR(r.moves[1].events[0].startArcLength, 100.0, 1e-9);
   EXPECT_TRUE(Kinds(r.moves[2]).empty()) << Describe(r);
+}
+
+TEST(Audit, SampleSinkReceivesTheSamplesTheReportWouldHold) {
+  // A stop point, a joint move and two blended lines: every way a sample is timed.
+  const ConfData conf(0, 0, 0, 1);
+  const std::vector<ProgramMove> moves{
+      Joint({800, 0, 800}, kForward, conf),
+      Line({900, 0, 800}, kForward, conf, SpeedData::v500, ZoneData::z10),
+      Line({900, 0, 900}, kForward, conf), AbsJ(RobJoint(10, 0, 0, 0, 30, 0))};
+  AuditOptions options;
+  options.keepSamples = true;
+  const AuditReport held = Audit(moves, options);
+  std::vector<AuditSample> streamed;
+  options.sampleSink = [&streamed](const AuditSample& s) { streamed.push_back(s); };
+  const AuditReport r = Audit(moves, options);
+  EXPECT_TRUE(r.samples.empty());
+  EXPECT_EQ(r.duration, held.duration);
+  ASSERT_EQ(streamed.size(), held.samples.size());
+  ASSERT_GT(streamed.size(), 300u);
+  for (std::size_t i = 0; i < streamed.size(); ++i) {
+    const AuditSample& a = streamed[i];
+    const AuditSample& b = held.samples[i];
+    ASSERT_EQ(a.moveIndex, b.moveIndex) << i;
+    EXPECT_EQ(a.corner, b.corner) << i;
+    EXPECT_EQ(a.fraction, b.fraction) << i;
+    EXPECT_EQ(a.joints, b.joints) << i;
+    EXPECT_EQ(a.time, b.time) << i;
+    EXPECT_EQ(a.tcpSpeed, b.tcpSpeed) << i;
+    EXPECT_EQ(a.jointAccelerations, b.jointAccelerations) << i;
+    EXPECT_EQ(a.limit, b.limit) << i;
+  }
+  // Without keepSamples there is nothing to hand over.
+  options.keepSamples = false;
+  streamed.clear();
+  Audit(moves, options);
+  EXPECT_TRUE(streamed.empty());
 }
 
 TEST(Audit, EventKindsHaveTheirText) {
@@ -582,6 +640,34 @@ TEST(Audit, EventKindsHaveTheirText) {
   bad << static_cast<AuditEventKind>(13);
   EXPECT_TRUE(bad.fail());
   EXPECT_EQ(bad.str(), "");
+}
+
+TEST(AuditEvent, PlaceIsTheTargetForTheTargetsKindsElseThePathOrTheCorner) {
+  const std::vector<AuditEventKind> atTarget{AuditEventKind::unreachableTarget,
+                                             AuditEventKind::noSolutionInConfiguration,
+                                             AuditEventKind::configurationMismatch};
+  const std::vector<AuditEventKind> alongPath{AuditEventKind::unreachablePathPoint,
+                                              AuditEventKind::configurationChange,
+                                              AuditEventKind::wristSingularity,
+                                              AuditEventKind::elbowSingularity,
+                                              AuditEventKind::shoulderSingularity,
+                                              AuditEventKind::jointLimit,
+                                              AuditEventKind::jointJump,
+                                              AuditEventKind::noCircle,
+                                              AuditEventKind::zoneShrunk,
+                                              AuditEventKind::speedReduced};
+  for (const bool corner : {false, true}) {
+    AuditEvent e;
+    e.corner = corner;
+    for (const AuditEventKind kind : atTarget) {
+      e.kind = kind;
+      EXPECT_STREQ(e.place(), "target") << StreamText(kind);
+    }
+    for (const AuditEventKind kind : alongPath) {
+      e.kind = kind;
+      EXPECT_STREQ(e.place(), corner ? "corner" : "path") << StreamText(kind);
+    }
+  }
 }
 
 }  // namespace

@@ -336,11 +336,11 @@ TEST(AuditTiming, NewOptionsMustBePositive) {
   AuditOptions o;
   o.maxJointAccelerationDeg[2] = 0.0;
   EXPECT_THROW_MSG(Audit(Straight(10, SpeedData::v100), o), std::invalid_argument,
-                   "audit options must be positive and finite");
+                   "'options.maxJointAccelerationDeg[2]' must be positive");
   o = {};
   o.maxTcpAcceleration = INFINITY;
   EXPECT_THROW_MSG(Audit(Straight(10, SpeedData::v100), o), std::invalid_argument,
-                   "audit options must be positive and finite");
+                   "'options.maxTcpAcceleration' must be a finite number");
 }
 
 TEST(AuditTiming, LimitsHaveTheirText) {

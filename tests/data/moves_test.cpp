@@ -33,6 +33,14 @@ TEST(MoveType, ValuesAreTheInstructionCodes) {
   EXPECT_EQ(static_cast<std::int32_t>(MoveType::MoveAbsJ), 3);
 }
 
+TEST(MoveType, NameIsTheInstructionsName) {
+  EXPECT_STREQ(MoveTypeName(MoveType::MoveL), "MoveL");
+  EXPECT_STREQ(MoveTypeName(MoveType::MoveC), "MoveC");
+  EXPECT_STREQ(MoveTypeName(MoveType::MoveJ), "MoveJ");
+  EXPECT_STREQ(MoveTypeName(MoveType::MoveAbsJ), "MoveAbsJ");
+  EXPECT_STREQ(MoveTypeName(static_cast<MoveType>(7)), "MoveAbsJ");
+}
+
 // ---- SpeedData ------------------------------------------------------------------------------
 
 // The predefined speeds must be usable in constant expressions.

@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 #include <numbers>
+#include <sstream>
+#include <string>
 
 #include "ik/ik_test_support.hpp"
 #include "zor/rob/angles.hpp"
@@ -27,7 +30,7 @@ template <typename Solve>
 BaseSolutions solveFor(const RobotConfig& arm, const detail::ClosedFormArm& closedForm,
                        const RobJoint& joints, Solve solve) {
   const Transform t = arm.getWristPoseInBase(joints);
-  const RotationTemplate<double>& q = t.rotation;
+  const Rotation& q = t.rotation;
   BaseSolutions out;
   solve(closedForm, detail::rotationMatrix(q.w, q.x, q.y, q.z), t.translation, FreeJoints{}, out);
   return out;
@@ -117,15 +120,59 @@ TEST(ClosedFormBuilds, Avx2BuildAgreesWithTheBaselineWithinRounding) {
   }
 }
 
+/// \returns whether the kernel lists both avx2 and fma among the processor's flags in
+/// /proc/cpuinfo: found apart from the library's own test of the processor.
+bool cpuinfoListsAvx2AndFma() {
+  std::ifstream in("/proc/cpuinfo");
+  std::string line;
+  while (std::getline(in, line)) {
+    if (line.rfind("flags", 0) != 0)
+      continue;
+    std::istringstream words(line.substr(line.find(':') + 1));
+    bool avx2 = false;
+    bool fma = false;
+    for (std::string word; words >> word;) {
+      avx2 = avx2 || word == "avx2";
+      fma = fma || word == "fma";
+    }
+    return avx2 && fma;
+  }
+  return false;
+}
+
+/// \returns whether two lists of solutions are the same to the bit.
+bool identical(const BaseSolutions& a, const BaseSolutions& b) {
+  if (a.count != b.count)
+    return false;
+  for (std::size_t k = 0; k < a.count; ++k)
+    if (a.solutions[k] != b.solutions[k])
+      return false;
+  return true;
+}
+
 TEST(ClosedFormBuilds, TheProcessorsBuildIsTheOneItsInstructionsAllow) {
+  const bool avx2 = cpuinfoListsAvx2AndFma();
+  EXPECT_EQ(detail::processorHasAvx2(), avx2);
   const RobotConfig arm = DefaultArm();
   const detail::ClosedFormArm closedForm = detail::MakeClosedFormArm(arm);
-  const RobJoint joints(10, 20, 30, 40, 50, 60);
+  // Where both builds can run, a pose on which they round differently, so that the output shows
+  // which one ran.
+  RobJoint joints(10, 20, 30, 40, 50, 60);
+  if (avx2) {
+    test::Random random;
+    for (int n = 0; n < kSamplesPerArm &&
+                    identical(solveFor(arm, closedForm, joints, detail::solveClosedFormBaseline),
+                              solveFor(arm, closedForm, joints, detail::solveClosedFormAvx2));
+         ++n)
+      joints = test::randomAllowedJoints(random, arm);
+    ASSERT_FALSE(identical(solveFor(arm, closedForm, joints, detail::solveClosedFormBaseline),
+                           solveFor(arm, closedForm, joints, detail::solveClosedFormAvx2)));
+  }
   const BaseSolutions chosen =
       solveFor(arm, closedForm, joints, detail::solveClosedFormForProcessor);
-  const BaseSolutions expected = solveFor(
-      arm, closedForm, joints,
-      detail::processorHasAvx2() ? detail::solveClosedFormAvx2 : detail::solveClosedFormBaseline);
+  const BaseSolutions expected =
+      solveFor(arm, closedForm, joints,
+               avx2 ? detail::solveClosedFormAvx2 : detail::solveClosedFormBaseline);
   ASSERT_EQ(chosen.count, expected.count);
   for (std::size_t k = 0; k < chosen.count; ++k)
     for (std::size_t i = 0; i < 6; ++i)

@@ -39,7 +39,7 @@ if(STEP STREQUAL "install")
     endif()
   endforeach()
   # The internal headers of src/detail stay inside the build.
-  file(GLOB_RECURSE internal ${prefix}/include/*messages.hpp ${prefix}/include/*format.hpp)
+  file(GLOB_RECURSE internal ${prefix}/include/*messages.hpp ${prefix}/include/*detail/kinematics.hpp)
   if(internal)
     message(FATAL_ERROR "internal headers were installed: ${internal}")
   endif()

@@ -66,14 +66,14 @@ def test_samples_are_kept_only_when_asked():
 
 
 def test_audit_errors_carry_the_library_messages():
-    with pytest.raises(ValueError, match="^audit options must be positive and finite$"):
+    with pytest.raises(ValueError, match="^'options.stepMm' must be positive$"):
         audit(through_the_wrist(), stepMm=0.0)
-    with pytest.raises(ValueError, match="^start joints must be finite$"):
+    with pytest.raises(ValueError, match=r"^'start\[0\]' must be a finite number$"):
         z.audit_program(z.default_arm(), z.RobJoint(float("nan"), 0, 0, 0, 30, 0),
                         through_the_wrist())
     slow = through_the_wrist()
     slow[1].speed = z.SpeedData()
-    with pytest.raises(ValueError, match="^move speeds must be positive and finite$"):
+    with pytest.raises(ValueError, match=r"^move 1: 'speed.tcp' must be positive$"):
         audit(slow)
     with pytest.raises(TypeError):
         z.audit_program(z.default_arm(), z.RobJoint(0, 0, 0, 0, 30, 0), [z.SpeedData()])
@@ -120,3 +120,39 @@ def test_acceleration_limits_are_options():
     # 200 mm up at 500 mm/s, with the tool's acceleration halved: 200/500 + 500/2500.
     report = audit(through_the_wrist(), max_tcp_acceleration=2500.0)
     assert report.moves[1].duration == pytest.approx(0.6, abs=1e-9)
+
+
+# The same checks and messages as the tool's (which puts "program file 'P': " in front).
+@pytest.mark.parametrize("change, message", [
+    (lambda m: setattr(m, "zone", z.ZoneData(False, float("nan"), 0, 0, 0, 0, 0, -1)),
+     "move 1: 'zone.tcp' must be a finite number"),
+    (lambda m: setattr(m, "zone", z.ZoneData(False, -5, 0, 0, 0, 0, 0, -1)),
+     "move 1: 'zone.tcp' must not be negative"),
+    (lambda m: setattr(m, "speed", z.SpeedData(5e-324, 500, 5000, 1000)),
+     "move 1: 'speed.tcp' must be at least 1e-06: slower moves cannot be timed"),
+    (lambda m: setattr(m, "tool", z.ToolData(True, z.Pose(z.Pos(0, 0, 1e300), z.Orient(1, 0, 0, 0)),
+                                             z.LoadData())),
+     "move 1: 'tool.position' must lie within 10000000 mm of its frame's origin"),
+])
+def test_moves_are_checked_as_the_tool_checks_them(change, message):
+    moves = through_the_wrist()
+    change(moves[1])
+    with pytest.raises(ValueError) as raised:
+        audit(moves)
+    assert str(raised.value) == message
+
+
+def test_start_limits_and_steps_are_checked_as_the_tool_checks_them():
+    with pytest.raises(ValueError) as raised:
+        z.audit_program(z.default_arm(), z.RobJoint(1e300, 0, 0, 0, 30, 0), through_the_wrist())
+    assert str(raised.value) == "'start[0]' is outside the joint limits: 1e+300 not in -170 .. 170"
+    arm = z.default_arm()
+    arm.joint_min[6] = float("nan")
+    with pytest.raises(ValueError) as raised:
+        z.audit_program(arm, z.RobJoint(0, 0, 0, 0, 30, 0), through_the_wrist())
+    assert str(raised.value) == "arm: 'jointMin[6]' must not be NaN"
+    with pytest.raises(ValueError) as raised:
+        audit(through_the_wrist(), stepMm=300.0)
+    assert str(raised.value) == \
+        "'options.stepMm' must be at most 10 mm: coarser steps cannot locate events"
+    assert z.AuditOptions.MAX_STEP_MM == 10.0 and z.AuditOptions.MAX_STEP_DEG == 5.0

@@ -142,3 +142,36 @@ def test_threads_running_batches_get_the_same_results(arm, joints):
     for fk, jac in results:
         assert np.array_equal(fk[0], expected_fk[0]) and np.array_equal(fk[1], expected_fk[1])
         assert np.array_equal(jac, expected_jac)
+
+
+# One rule for rows that cannot be solved: the batch stops with a ValueError naming the row.
+@pytest.mark.parametrize("position, quaternion, message", [
+    ([800, 0, 900], [0, 0, 0, 0], "row 2: normalize quaternion of 0 magnitude"),
+    ([800, float("nan"), 900], [1, 0, 0, 0], "row 2: the position must be finite"),
+    ([800, 0, 900], [float("inf"), 0, 0, 0], "row 2: the quaternion must be finite"),
+])
+def test_a_bad_row_stops_the_ik_batch_naming_it(arm, position, quaternion, message):
+    positions = np.array([[800, 0, 900], [900, 0, 800], position], dtype=float)
+    quaternions = np.array([[0, 0, 1, 0], [0, 0, 1, 0], quaternion], dtype=float)
+    with pytest.raises(ValueError) as raised:
+        arm.all_joint_solutions(positions, quaternions)
+    assert str(raised.value) == message
+
+
+def test_unreachable_rows_are_no_error(arm):
+    positions = np.array([[800, 0, 900], [1e5, 0, 0]], dtype=float)
+    quaternions = np.array([[0, 0, 1, 0], [0, 0, 1, 0]], dtype=float)
+    joints, confs, owners = arm.all_joint_solutions(positions, quaternions)
+    assert len(joints) > 0 and set(owners.tolist()) == {0}
+
+
+def test_ik_batch_progress_can_stop_it(arm, joints):
+    positions, quaternions = arm.forward_kinematics(joints)
+    seen = []
+    full = arm.all_joint_solutions(positions, quaternions, progress=seen.append)
+    assert seen[0] == 0.0 and seen[-1] == 1.0 and seen == sorted(seen)
+    stopped = arm.all_joint_solutions(positions, quaternions, progress=lambda f: f < 0.5)
+    # Whole chunks of 256 rows: the batch stops at the first check past one half.
+    done = int(stopped[2].max()) + 1
+    assert COUNT // 2 <= done < COUNT // 2 + 512
+    assert np.array_equal(stopped[0], full[0][full[2] < done])

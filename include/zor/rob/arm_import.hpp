@@ -17,10 +17,11 @@
 //   compares the wrist centre's direction with joint 1, and the shoulder singularity measures the
 //   wrist centre's distance from the base z axis. Otherwise: "joint 1 must turn about the base z
 //   axis, upwards (shoulder configuration and singularity)".
-// - The axes of joints 2 and 3 are parallel: the elbow offset (RobotConfig::elbowOffset) is the
-//   joint-3 value at which the wrist centre is farthest from the axis of joint 2, measured in
-//   the plane across the two axes. Otherwise: "the axes of joints 2 and 3 must be parallel (the
-//   elbow offset)".
+// - The axes of joints 2 and 3 are parallel and apart, and the wrist centre lies off the axis of
+//   joint 3: the elbow offset (RobotConfig::elbowOffset) is the joint-3 value at which the wrist
+//   centre is farthest from the axis of joint 2, measured in the plane across the two axes.
+//   Otherwise: "the axes of joints 2 and 3 must be parallel and apart (the elbow offset)", or
+//   "the wrist centre must lie off the axis of joint 3 (the elbow offset)".
 // - The axes of joints 5 and 6 meet: their meeting point is the wrist centre (for a spherical
 //   wrist also on the axis of joint 4). Otherwise: "the axes of joints 5 and 6 must meet (the
 //   wrist centre)".

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <iosfwd>
 #include <span>
 #include <variant>
@@ -68,8 +69,16 @@ ZORROB_API std::ostream& operator<<(std::ostream& os, TimingLimit limit);
 /// shrunk" or "speed reduced"; for any other value writes nothing and sets the stream's failbit.
 ZORROB_API std::ostream& operator<<(std::ostream& os, AuditEventKind kind);
 
+struct AuditSample;
+
 /// What the audit checks and how finely.
 struct ZORROB_API AuditOptions {
+  /// The coarsest steps allowed (mm, degrees). The jump threshold is a joint step per sample
+  /// step, so at coarser steps an arm's ordinary joint rates would read as jumps, and events
+  /// could no longer be located to their tolerance.
+  static constexpr double kMaxStepMm = 10.0;
+  static constexpr double kMaxStepDeg = 5.0;
+
   /// Largest distance (mm) of the tool centre point between neighbouring samples. A condition
   /// that holds over less than a step (the last 0.05 mm before the forearm is stretched, with
   /// an elbow margin of 1 degree) can fall between two samples and go unseen.
@@ -102,6 +111,12 @@ struct ZORROB_API AuditOptions {
   double maxTcpAcceleration{5000.0};
   /// Keep every sample in the report (for plotting).
   bool keepSamples{false};
+  /// With keepSamples, receives every sample in program order, with its timing, instead of
+  /// AuditReport::samples (which then stays empty): a program's samples can be streamed to a
+  /// file without being held. A sample is handed over once the path it lies on is timed, at
+  /// the latest at the next stop point, so only the samples since the last stop point are held.
+  /// An exception it throws leaves the audit.
+  std::function<void(const AuditSample&)> sampleSink{};
   /// Told the fraction of the moves audited before each move; returning false cancels the
   /// audit, which then returns the moves audited so far in a report marked partial.
   ProgressCallback progress{};
@@ -133,6 +148,11 @@ struct ZORROB_API AuditEvent {
   /// For speedReduced, the lowest share of the programmed speed the tool reaches on the
   /// stretch (0 to 1); 1 for every other kind.
   double speedShare{1.0};
+
+  /// \returns where the event lies: "target" for the kinds found at the move's target
+  /// (unreachableTarget, noSolutionInConfiguration, configurationMismatch), else "corner" on the
+  /// blended corner after the move or "path" on the move's own path.
+  const char* place() const;
 };
 
 /// One sample of the audited path.
@@ -202,7 +222,8 @@ struct ZORROB_API MoveAudit {
 /// The audit of a program.
 struct ZORROB_API AuditReport {
   std::vector<MoveAudit> moves{};
-  /// Every sample in program order when AuditOptions::keepSamples is set; empty otherwise.
+  /// Every sample in program order when AuditOptions::keepSamples is set and no sampleSink
+  /// takes them; empty otherwise.
   std::vector<AuditSample> samples{};
   /// The cycle time: the sum of the moves' durations (seconds).
   double duration{0.0};
@@ -262,14 +283,28 @@ struct ZORROB_API AuditReport {
 /// - A move whose target cannot be reached leaves the arm where it was; the next move starts
 ///   there.
 ///
-/// Throws std::invalid_argument "audit options must be positive and finite" for a step, a
-/// threshold, a margin, a joint speed or acceleration or the tool's acceleration that is not
-/// (margins may be zero),
-/// std::invalid_argument "start joints must be finite" for non-finite start joints, and
-/// std::invalid_argument "move speeds must be positive and finite" for a move whose vTcp or
-/// vOri is not, and std::invalid_argument "a move needs more than 10000000 samples at these
-/// steps" for a path too long for its steps (10^7 samples per move or corner at most). Errors of
-/// the frames (FlangePoseOfTarget) pass through.
+/// Inputs are checked before anything runs; each error is a std::invalid_argument that names the
+/// field as the tool's program file does, with "move N: " in front for a move's own fields:
+/// - options: "'options.stepMm' must be a finite number", "... must be positive" (margins:
+///   "... must not be negative"; arrays by element, "'options.maxJointSpeedDeg[3]'"), and
+///   "'options.stepMm' must be at most 10 mm: coarser steps cannot locate events" ("'options.
+///   stepDeg' must be at most 5 degrees: ...");
+/// - the arm: "arm: 'jointMin[6]' must not be NaN" (likewise jointMax): a NaN limit would admit
+///   or reject every value;
+/// - the start joints: "'start[4]' must be a finite number", and "'start[0]' is outside the
+///   joint limits: 1e+300 not in -170 .. 170" (for the coupled sum, "'start' is outside the
+///   joint limits: joint 2 + joint 3 = 180 not in -170 .. 170"): the audit starts from where
+///   the arm can be;
+/// - each move: "'joints[i]'", "'to.position[i]'", "'to.orientation[i]'", "'via...'",
+///   "'tool.position[i]'", "'wobj.uframe...'", "'wobj.oframe...'" "must be a finite number";
+///   "'to.position' must lie within 10000000 mm of its frame's origin" (likewise via, tool and
+///   work-object frames); "'speed.tcp'" and "'speed.ori'" "must be a finite number", "must be
+///   positive" or "must be at least 1e-06: slower moves cannot be timed" (the timing squares
+///   speeds); "'zone.tcp'" (and ori, eax, oriDeg, leax, reax) "must be a finite number" or "must
+///   not be negative".
+/// While it runs: "move N: its path of L mm and A degrees needs more than 10000000 samples at
+/// 'options.stepMm' S and 'options.stepDeg' D" ("move N (corner)" for a corner; 10^7 samples per
+/// move or corner at most). Errors of the frames (FlangePoseOfTarget) pass through.
 ZORROB_API AuditReport AuditProgram(const RobotConfig& robot, const RobJoint& start,
                                     std::span<const ProgramMove> moves,
                                     const AuditOptions& options = {});

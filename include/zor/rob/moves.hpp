@@ -130,6 +130,10 @@ enum class MoveType : std::int32_t {
   MoveAbsJ = 3  ///< Joint move to a joint target.
 };
 
+/// \returns the instruction's name: "MoveL", "MoveC", "MoveJ" or "MoveAbsJ" (also for a value
+/// outside the enumeration).
+ZORROB_API const char* MoveTypeName(MoveType type);
+
 /// The members every move instruction starts with. No operation of the library reads these
 /// records: they carry an instruction for the host. The defaults are an unset target (identity
 /// pose, external axes unused, joints 1E9), tag 0, speed zero (to be set by the host), the stop
