@@ -23,6 +23,7 @@
 #include <kdl/frames.hpp>
 #include <kdl/jntarray.hpp>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -289,6 +290,103 @@ void BM_NearestJointSolution(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_NearestJointSolution);
+
+/// The default arm with every joint's limits at ±10^6 degrees (the sum limit unused).
+const RobotConfig& wideArm() {
+  static const RobotConfig arm = [] {
+    RobotConfig a = zor::rob::DefaultArm();
+    for (std::size_t i = 0; i < 6; ++i) {
+      a.jointMin[i] = -1e6;
+      a.jointMax[i] = 1e6;
+    }
+    return a;
+  }();
+  return arm;
+}
+
+/// The nearest solution on `arm` of the default arm's poses, seeded by their joints.
+void nearestOn(benchmark::State& state, const RobotConfig& arm) {
+  const ArmFixture& f = closedForm();
+  std::size_t s = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(arm.findNearestJointSolution(f.poses[s], f.joints[s]));
+    s = (s + 1) % kSamples;
+  }
+}
+
+void BM_NearestWideLimits(benchmark::State& state) {
+  nearestOn(state, wideArm());
+}
+BENCHMARK(BM_NearestWideLimits);
+
+/// The solution on `arm` in the configuration of the default arm's sampled joints.
+void inConfigurationOn(benchmark::State& state, const RobotConfig& arm) {
+  const ArmFixture& f = closedForm();
+  std::vector<zor::rob::RobTarget> targets;
+  for (std::size_t s = 0; s < kSamples; ++s)
+    targets.push_back(f.robot.getRobTarget(f.joints[s]));
+  std::size_t s = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(arm.findJointSolution(targets[s]));
+    s = (s + 1) % kSamples;
+  }
+}
+
+void BM_InConfiguration(benchmark::State& state) {
+  inConfigurationOn(state, closedForm().robot);
+}
+BENCHMARK(BM_InConfiguration);
+
+void BM_InConfigurationWideLimits(benchmark::State& state) {
+  inConfigurationOn(state, wideArm());
+}
+BENCHMARK(BM_InConfigurationWideLimits);
+
+/// All solutions on the default arm with joints 4 and 6 within ±20000 degrees: about 111 turns
+/// of each, some 99000 solutions per pose, just under the cap.
+void BM_AllSolutionsNearTheCap(benchmark::State& state) {
+  RobotConfig arm = zor::rob::DefaultArm();
+  for (const std::size_t i : {3UL, 5UL}) {
+    arm.jointMin[i] = -20000;
+    arm.jointMax[i] = 20000;
+  }
+  const ArmFixture& f = closedForm();
+  TargetConfiguration all;
+  std::size_t s = 0;
+  std::size_t solutions = 0;
+  for (auto _ : state) {
+    try {
+      arm.findAllJointSolutions(f.poses[s], nullptr, all);
+      solutions += all.size();
+    } catch (const std::length_error&) {
+    }
+    s = (s + 1) % kSamples;
+  }
+  state.counters["solutions"] =
+      benchmark::Counter(static_cast<double>(solutions), benchmark::Counter::kAvgIterations);
+  state.counters["bytes"] = static_cast<double>(all.joints.capacity() * sizeof(RobJoint) +
+                                                all.confs.capacity() * sizeof(zor::rob::ConfData));
+}
+BENCHMARK(BM_AllSolutionsNearTheCap)->Unit(benchmark::kMillisecond);
+
+/// All solutions with every joint at ±10^6 degrees: counted, found beyond the cap, refused.
+void BM_AllSolutionsBeyondTheCap(benchmark::State& state) {
+  const ArmFixture& f = closedForm();
+  TargetConfiguration all;
+  std::size_t s = 0;
+  std::size_t refused = 0;
+  for (auto _ : state) {
+    try {
+      wideArm().findAllJointSolutions(f.poses[s], nullptr, all);
+    } catch (const std::length_error&) {
+      ++refused;
+    }
+    s = (s + 1) % kSamples;
+  }
+  state.counters["refused"] =
+      benchmark::Counter(static_cast<double>(refused), benchmark::Counter::kAvgIterations);
+}
+BENCHMARK(BM_AllSolutionsBeyondTheCap);
 
 /// KDL from a seed 10 degrees away: one solution per call.
 void kdlLma(benchmark::State& state, ArmFixture& f) {

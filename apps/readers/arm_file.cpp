@@ -285,6 +285,21 @@ bool flangeMoved(const Arm& arm) {
   return imported.flangeMoved();
 }
 
+Pose modelFlangePose(const Arm& arm, const Pose& described) {
+  if (!flangeMoved(arm))
+    return described;
+  ImportedArm imported;
+  imported.userFlange = arm.userFlange;
+  return imported.flangePoseOfUserFlange(described);
+}
+
+void useDescribedFlange(const Arm& arm, ToolData& tool, WObjData& wobj) {
+  if (!flangeMoved(arm))
+    return;
+  Pose& carried = tool.robhold ? tool.tframe : wobj.uframe;
+  carried = (arm.userFlange * Transform::FromPose(carried)).toPose();
+}
+
 nlohmann::ordered_json lengthsToJson(const OrthoParallelGeometry& g) {
   return {{"a1", g.a1}, {"a2", g.a2}, {"b", g.b},  {"c1", g.c1},
           {"c2", g.c2}, {"c3", g.c3}, {"c4", g.c4}};

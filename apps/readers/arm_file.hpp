@@ -90,6 +90,15 @@ Arm loadUrdfArm(const std::string& path, const std::string& base, const std::str
 /// \returns whether the model's flange is not the described one.
 bool flangeMoved(const Arm& arm);
 
+/// \returns the model flange's pose that puts the described flange at `described`: the tool's
+/// poses are of the flange the arm file describes, the one `fk` prints.
+Pose modelFlangePose(const Arm& arm, const Pose& described);
+
+/// Makes `tool` and `wobj`, given against the described flange, act on the model's: the frame
+/// the flange carries (the tool, or a work object the robot holds) is prefixed by the described
+/// flange in the model's.
+void useDescribedFlange(const Arm& arm, ToolData& tool, WObjData& wobj);
+
 /// \returns the seven lengths as the ortho-parallel form of an arm file holds them:
 /// {"a1": …, "a2": …, "b": …, "c1": …, "c2": …, "c3": …, "c4": …} (mm).
 nlohmann::ordered_json lengthsToJson(const OrthoParallelGeometry& g);

@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "cli_error.hpp"
@@ -207,6 +208,14 @@ Report runAudit(const AuditRequest& request) {
 
 Report runAudit(Program program, const AuditRequest& request) {
   applyStep(program.options, request.stepMm);
+  // Targets are of the described flange, as `fk` prints it.
+  for (ProgramMove& move : program.moves)
+    std::visit(
+        [&](auto& m) {
+          if constexpr (requires { m.wobj; })
+            useDescribedFlange(program.arm, m.tool, m.wobj);
+        },
+        move);
   program.options.keepSamples =
       request.samplesPath.has_value() || request.jsonSamples || request.htmlPath.has_value();
   // The samples stream to their file; they are held only for the JSON report or the page.

@@ -133,7 +133,10 @@ CommandHook addIk(CLI::App& app) {
       "turns of the joints whose limits admit them, each with its configuration (brace and KRL\n"
       "form), singularity class and limit verdict. With --conf, the solution in that\n"
       "configuration; with --seed, the solution nearest to the seed (largest joint difference).\n"
-      "A pose with no solution prints the reason on standard error and exits with status 1.\n\n"
+      "A pose with no solution prints the reason on standard error and exits with status 1.\n"
+      "The pose is of the flange the arm file describes, the one `fk` prints, also where the\n"
+      "model moved its flange to the wrist centre. Limits admitting more than 100000\n"
+      "solutions make the list an error; --conf and --seed choose among any number.\n\n"
       "Example: zorrob ik 800 100 900 0 0 1 0 --conf 0 0 0 0");
   ik->add_option("pose", a->pose, "the flange pose X Y Z (mm) and its quaternion Q1 Q2 Q3 Q4")
       ->type_name("NUM");
@@ -305,6 +308,8 @@ CommandHook addAudit(CLI::App& app) {
       "linear and circular moves and their zones as one path between stop points. The cycle\n"
       "time is their sum; the speed column is the lowest share of the programmed speed the\n"
       "limits allow on the move.\n\n"
+      "Targets, tools and work objects held by the robot are of the flange the arm file\n"
+      "describes, the one `fk` prints.\n\n"
       "Exit status: 0 for a clean program (reduced speed alone keeps it clean), 3 when there\n"
       "are events, 1 for a rejected program file, 2 for a bad command line.\n\n"
       "Example: zorrob audit examples/audit/cell.json --samples samples.csv");

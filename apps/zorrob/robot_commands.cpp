@@ -354,15 +354,17 @@ IkRow ikRow(RobotConfig& config, const Pose& pose, const RobJoint& joints, const
 
 Report runIk(const Arm& arm, const IkRequest& request) {
   RobotConfig config = arm.config;  // the singularity test is not declared const
-  const Pose& pose = request.flangePose;
+  const Pose& described = request.flangePose;
+  const Pose pose = modelFlangePose(arm, described);
   Report report;
   Json& json = report.json;
   json["command"] = "ik";
   json["arm"] = armReference(arm);
-  json["flangePose"] = {{"position", toJson(pose.pos)}, {"orientation", toJson(pose.orient)}};
+  json["flangePose"] = {{"position", toJson(described.pos)},
+                        {"orientation", toJson(described.orient)}};
   Fields fields;
   fields.add("arm", armLabel(arm));
-  fields.add("flange pose", pose.toString());
+  fields.add("flange pose", described.toString());
   json["method"] = StreamText(config.ikMethod());
   fields.add("method", StreamText(config.ikMethod()));
 

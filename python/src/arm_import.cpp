@@ -9,6 +9,8 @@
 
 #include "bindings.hpp"
 #include "zor/rob/arm_import.hpp"
+#include "zor/rob/robot_config.hpp"
+#include "zor/rob/targets.hpp"
 
 namespace zor::rob::python {
 
@@ -98,7 +100,35 @@ void bindUrdfAndReaders(py::module_& m) {
            "robot.get_wrist_pose_in_base(joints) * user_flange.")
       .def("flange_pose_of_user_flange", &ImportedArm::flangePoseOfUserFlange, py::arg("user_pose"),
            "The model flange's Pose that puts the described flange at user_pose (for the "
-           "inverse kinematics): user_pose * user_flange^-1.");
+           "inverse kinematics): user_pose * user_flange^-1.")
+      // The inverse kinematics of the described flange: what users of an imported arm know.
+      .def(
+          "get_all_joint_solutions",
+          [](const ImportedArm& a, const Pose& pose) {
+            py::gil_scoped_release release;
+            return a.robot.getAllJointSolutions(a.flangePoseOfUserFlange(pose));
+          },
+          py::arg("pose"),
+          "robot.get_all_joint_solutions of the model flange's pose that puts the described "
+          "flange at pose.")
+      .def(
+          "find_nearest_joint_solution",
+          [](const ImportedArm& a, const Pose& pose, const RobJoint& seed) {
+            py::gil_scoped_release release;
+            return a.robot.findNearestJointSolution(a.flangePoseOfUserFlange(pose), seed);
+          },
+          py::arg("pose"), py::arg("seed"),
+          "robot.find_nearest_joint_solution for a pose of the described flange.")
+      .def(
+          "find_joint_solution",
+          [](const ImportedArm& a, const RobTarget& target) {
+            py::gil_scoped_release release;
+            RobTarget model = target;
+            model.pose = a.flangePoseOfUserFlange(target.pose);
+            return a.robot.findJointSolution(model);
+          },
+          py::arg("target"),
+          "robot.find_joint_solution for a target whose pose is of the described flange.");
 
   m.def("check_arm_model", &CheckArmModel, py::arg("robot"),
         "Checks every assumption the model makes of an arm built directly (make_robot_config, "

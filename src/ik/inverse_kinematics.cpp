@@ -6,12 +6,16 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <limits>
+#include <stdexcept>
+#include <string>
 
 #include "ik/closed_form.hpp"
 #include "ik/lanes.hpp"
 #include "ik/numerical.hpp"
 #include "ik/search.hpp"
 #include "ik/three_parallel.hpp"
+#include "ik/turns.hpp"
 #include "robot/arm_kinematics.hpp"
 #include "zor/rob/angles.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
@@ -31,22 +35,12 @@ namespace detail {
 
 namespace {
 
-constexpr double kTurn = 360.0;
-constexpr double kTurnsPerDegree = 1.0 / kTurn;
 /// RadToDeg as one multiplication (it divides by π), for the many angles of a query.
 constexpr double kDegreesPerRadian = 180.0 / kPi;
-/// Turns are enumerated within ±this (degrees, 100 turns) however wide the limits are.
-constexpr double kWidestLimit = 18000.0;
 /// Two branches whose joints all agree within this (degrees, modulo a turn) are one solution:
 /// the elbow singularity, or the two wrist branches at joint 5 = 0. Converged numerical
 /// solutions from different seeds agree to about 1e-9 degrees.
 constexpr double kDuplicateTolerance = 1e-7;
-/// The shoulder bit of a label is taken from the target pose when the wrist centre stands
-/// farther than this (mm) from the boundary between front and behind; nearer, from the solution's
-/// own flange pose, exactly as ConfData::FromRobJoint computes it.
-constexpr double kLabelMargin = 1e-7;
-/// Joint i in bit i: all six.
-constexpr unsigned kAllJoints = 0x3F;
 
 /// The members the closed form depends on, and the arm computed from them.
 struct CachedArm {
@@ -122,16 +116,6 @@ struct Branches {
   }
 };
 
-/// The pose of a query as the solvers take it (rotation matrix and position), and the
-/// direction of its labelling wrist centre.
-struct QueryPose {
-  Mat3 rotation{};
-  Vec3 position{};
-  double labelAngle{0.0};      ///< φ (degrees) of the wrist centre that labels use.
-  double labelRadius{0.0};     ///< Its distance (mm) from the base z axis.
-  double stretchedElbow{0.0};  ///< Joint 3 (degrees) where the elbow bit changes.
-};
-
 QueryPose targetOf(const RobotConfig& robot, const Pose& pose) {
   const OrientTemplate<double>& o = pose.orient;
   // The library's rule for a zero orientation record; the matrix is then exact for any length.
@@ -148,266 +132,41 @@ QueryPose targetOf(const RobotConfig& robot, const Pose& pose) {
   return t;
 }
 
-/// \returns whether the shoulder bit of `joints`' label must come from their own flange pose.
-bool nearShoulderBoundary(const QueryPose& target, const RobJoint& joints) {
-  const double fromLabel = std::abs(target.labelAngle - joints.values[0]);
-  return !(std::abs(fromLabel - 90.0) * (kPi / 180.0) * target.labelRadius > kLabelMargin);
+/// Seed values beyond this (degrees) are reduced by whole turns before the solvers take them: in
+/// radians their rounding would move the flange by more than the solutions' accuracy.
+constexpr double kWidestExactSeed = 18000.0;
+
+/// \returns the value of a seed's (or home) joint as the solvers take it: reduced into ±180° by
+/// whole turns beyond kWidestExactSeed, otherwise unchanged.
+double solverValue(double value) {
+  return std::abs(value) > kWidestExactSeed ? std::remainder(value, kTurn) : value;
 }
 
-/// \returns ConfData::FromRobJoint(joints, robot) for a solution of `target`.
-ConfData labelOf(const RobotConfig& robot, const QueryPose& target, const RobJoint& joints) {
-  const std::array<double, 6>& j = joints.values;
-  if (nearShoulderBoundary(target, joints)) [[unlikely]]
-    return ConfData::FromRobJoint(joints, robot);
-  const double fromLabel = std::abs(target.labelAngle - j[0]);
-  const int behind = fromLabel <= 90.0 ? 0 : 4;
-  const int elbow = j[2] > target.stretchedElbow ? 0 : 2;
-  const int wrist = j[4] < 0.0 ? 1 : 0;
-  return {AngleToQuadrant(j[0]), AngleToQuadrant(j[3]), AngleToQuadrant(j[5]),
-          behind + elbow + wrist};
-}
-
-/// \returns labelOf(robot, target, joints) for joints that differ from those labelled `previous`
-/// in joint 6 alone: only its quadrant changes.
-ConfData labelOfTurned6(const RobotConfig& robot, const QueryPose& target, const RobJoint& joints,
-                        const ConfData& previous) {
-  if (nearShoulderBoundary(target, joints)) [[unlikely]]
-    return ConfData::FromRobJoint(joints, robot);
-  ConfData label = previous;
-  label.cf6 = AngleToQuadrant(joints.values[5]);
-  return label;
-}
-
-/// \returns entries i and i + 1 of `values` side by side.
-template <std::size_t N>
-[[gnu::always_inline]] inline Double2 pairAt(const std::array<double, N>& values, std::size_t i) {
-  return Double2{values[i], values[i + 1]};
-}
-
-/// std::max and std::min lane by lane, NaN in `a` kept as they keep it.
-[[gnu::always_inline]] inline Double2 maxOf(Double2 a, Double2 b) {
-  return select(a < b, b, a);
-}
-[[gnu::always_inline]] inline Double2 minOf(Double2 a, Double2 b) {
-  return select(b < a, b, a);
-}
-
-/// The open interval of each joint that isJointAllowed's final test admits: the limits widened by
-/// the limit tolerance, cut to ±kWidestLimit; `empty` when some interval is (or a limit is NaN).
-/// Within the narrower interval (nearLo, nearHi) a value has no turn beyond ±1 inside: there
-/// v − 720 < lo and v + 720 > hi (each bound rounded either way keeps that true).
-struct JointWindows {
-  std::array<double, 6> lo{};
-  std::array<double, 6> hi{};
-  std::array<double, 6> nearLo{};  ///< max(lo, hi − 720).
-  std::array<double, 6> nearHi{};  ///< min(hi, lo + 720).
-  bool empty{false};
-  bool coupled{false};  ///< The limit of joints 2 + 3 applies as well.
-};
-
-JointWindows windowsOf(const RobotConfig& robot) {
-  constexpr double tol = RobotConfig::kJointLimitTolerance;
-  JointWindows w;
-  // Two joints at a time: this runs on every query.
-  unsigned nonEmpty = 0;
-  for (std::size_t i = 0; i < 6; i += 2) {
-    const Double2 lo = maxOf(pairAt(robot.jointMin, i) - tol, splat(-kWidestLimit));
-    const Double2 hi = minOf(pairAt(robot.jointMax, i) + tol, splat(kWidestLimit));
-    const Double2 nearLo = maxOf(lo, hi - 2.0 * kTurn);
-    const Double2 nearHi = minOf(hi, lo + 2.0 * kTurn);
-    for (std::size_t k = 0; k < 2; ++k) {
-      w.lo[i + k] = lo[k];
-      w.hi[i + k] = hi[k];
-      w.nearLo[i + k] = nearLo[k];
-      w.nearHi[i + k] = nearHi[k];
-    }
-    nonEmpty |= bitsOf(lo < hi) << i;
-  }
-  w.empty = nonEmpty != kAllJoints;
-  w.coupled = robot.jointCoupling == 1;
-  return w;
-}
-
-/// The whole turns k for which value + 360 k lies strictly inside (lo, hi): k in [first, last].
-struct TurnRange {
-  long first{0};
-  long last{-1};
-};
-
-TurnRange turnsOf(double lo, double hi, double value) {
-  if (!(std::abs(value) < kWidestLimit))
-    return {};  // also NaN: no solution
-  // The integers just above (lo − value) / 360 and just below (hi − value) / 360, then corrected
-  // by the exact strict test where the quotients' rounding put them one off.
-  const double below = (lo - value) * kTurnsPerDegree;
-  const double above = (hi - value) * kTurnsPerDegree;
-  TurnRange r{static_cast<long>(below), static_cast<long>(above)};
-  if (static_cast<double>(r.first) <= below)
-    ++r.first;
-  if (static_cast<double>(r.last) >= above)
-    --r.last;
-  while (value + kTurn * static_cast<double>(r.first - 1) > lo)
-    --r.first;
-  while (!(value + kTurn * static_cast<double>(r.first) > lo))
-    ++r.first;
-  while (value + kTurn * static_cast<double>(r.last + 1) < hi)
-    ++r.last;
-  while (!(value + kTurn * static_cast<double>(r.last) < hi))
-    --r.last;
-  return r;
-}
-
-/// Where the values of one branch stand against the windows, joint i in bit i: inside with no turn
-/// beyond ±1 inside, with a turn inside below or above (−1 or +1).
-struct TurnTests {
-  unsigned near{0};   ///< nearLo < v < nearHi.
-  unsigned below{0};  ///< lo < v − 360.
-  unsigned above{0};  ///< v + 360 < hi.
-};
-
-/// The tests of `branch`, made two joints at a time.
-[[gnu::always_inline]] inline TurnTests turnTestsOf(const JointWindows& windows,
-                                                    const std::array<double, 6>& branch) {
-  TurnTests t;
-  for (std::size_t i = 0; i < 6; i += 2) {
-    const Double2 value = pairAt(branch, i);
-    // Combined as bits: a lane-wise & of two comparisons costs GCC a round trip through the
-    // integer registers.
-    t.near |=
-        (bitsOf(value > pairAt(windows.nearLo, i)) & bitsOf(value < pairAt(windows.nearHi, i)))
-        << i;
-    t.below |= bitsOf(value - kTurn > pairAt(windows.lo, i)) << i;
-    t.above |= bitsOf(value + kTurn < pairAt(windows.hi, i)) << i;
-  }
-  return t;
-}
-
-/// Orders solutions by configuration number, then by joint values, joint 1 first (the order of
-/// std::array's <, here for finite values, without its three-way comparisons).
-bool solutionPrecedes(const RobJoint& a, const ConfData& ca, const RobJoint& b,
-                      const ConfData& cb) {
-  if (ca.cfx != cb.cfx)
-    return ca.cfx < cb.cfx;
-  // The first joint that differs, found two joints at a time.
-  unsigned differ = 0;
-  for (std::size_t i = 0; i < 6; i += 2) {
-    differ |= (bitsOf(pairAt(a.values, i) == pairAt(b.values, i)) ^ 3U) << i;
-  }
-  if (differ == 0)
-    return false;
-  const auto i = static_cast<std::size_t>(std::countr_zero(differ));
-  return a.values[i] < b.values[i];
-}
-
-/// Passed to `use` by forEachTurn for a solution that is not its previous one turned in one joint.
-constexpr std::size_t kNewBranch = 6;
-
-/// Calls `use(joints, turned)` for every turn of `branch` inside the limits, where `turned` is
-/// the one joint in which `joints` differ from those of the previous call, or kNewBranch. The
-/// common case, every value inside and at most one joint with one more turn, is taken directly;
-/// otherwise the turns are counted like an odometer over the joints with more than one, joint 6
-/// turning fastest.
-template <typename Use>
-void forEachTurn(const RobotConfig& robot, const JointWindows& windows,
-                 const std::array<double, 6>& branch, Use&& use) {
-  const TurnTests tests = turnTestsOf(windows, branch);
-  // A joint none of whose turns −1, 0 and +1 lies inside has none: the turns beyond lie farther
-  // out. (A value inside but not near has a turn −1 or +1 inside.)
-  if ((~(tests.near | tests.below | tests.above) & kAllJoints) != 0)
-    return;
-  // \returns whether `j` was used.
-  const auto useAllowed = [&](const RobJoint& j, std::size_t turned) {
-    if (windows.coupled && !(robot.isJointAllowed(1, j.values[1], j.values[2]) &&
-                             robot.isJointAllowed(2, j.values[2], j.values[1])))
-      return false;
-    use(j, turned);
-    return true;
-  };
-  RobJoint j;
-  j.values = branch;
-  const unsigned turning = tests.below | tests.above;
-  // The joints whose turns are the tests' −1, 0 and +1.
-  const unsigned near = tests.near;
-  if (near == kAllJoints && (tests.below & tests.above) == 0 && (turning & (turning - 1)) == 0) {
-    if (turning == 0) {
-      useAllowed(j, kNewBranch);
-      return;
-    }
-    // The two turns in ascending order, chosen by arithmetic, not by branches: the direction of
-    // the other turn is as likely one way as the other.
-    const auto i = static_cast<std::size_t>(std::countr_zero(turning));
-    const double up = static_cast<double>((tests.above >> i) & 1U);
-    const double other = branch[i] + kTurn * (2.0 * up - 1.0);
-    j.values[i] = std::min(branch[i], other);
-    const bool first = useAllowed(j, kNewBranch);
-    j.values[i] = std::max(branch[i], other);
-    useAllowed(j, first ? i : kNewBranch);
-    return;
-  }
-
-  std::array<TurnRange, 6> turns;
-  std::array<std::size_t, 6> joints;
-  std::size_t turningCount = 0;
-  // The value of joint i at turn k; the branch's own value at k = 0 (a −0 stays −0).
-  const auto turned = [&](std::size_t i, long k) {
-    return k == 0 ? branch[i] : branch[i] + kTurn * static_cast<double>(k);
-  };
-  for (std::size_t i = 0; i < 6; ++i) {
-    if (((near >> i) & 1U) != 0) {
-      turns[i] = {-static_cast<long>((tests.below >> i) & 1U),
-                  static_cast<long>((tests.above >> i) & 1U)};
-    } else {
-      turns[i] = turnsOf(windows.lo[i], windows.hi[i], branch[i]);
-      if (turns[i].first > turns[i].last)
-        return;
-    }
-    j.values[i] = turned(i, turns[i].first);
-    if (turns[i].first != turns[i].last)
-      joints[turningCount++] = i;
-  }
-  std::array<long, 6> k;
-  for (std::size_t t = 0; t < turningCount; ++t)
-    k[t] = turns[joints[t]].first;
-  for (;;) {
-    useAllowed(j, kNewBranch);
-    std::size_t t = turningCount;
-    for (; t > 0; --t) {
-      const std::size_t i = joints[t - 1];
-      if (k[t - 1] < turns[i].last) {
-        j.values[i] = turned(i, ++k[t - 1]);
-        break;
-      }
-      k[t - 1] = turns[i].first;
-      j.values[i] = turned(i, k[t - 1]);
-    }
-    if (t == 0)
-      break;
-  }
-}
-
-/// Sorts the paired lists with solutionPrecedes(); they hold a few dozen entries at most, and the
-/// turns of one branch come in order.
-void sortSolutions(TargetConfiguration& out) {
-  for (std::size_t i = 1; i < out.joints.size(); ++i)
-    for (std::size_t m = i; m > 0 && solutionPrecedes(out.joints[m], out.confs[m],
-                                                      out.joints[m - 1], out.confs[m - 1]);
-         --m) {
-      std::swap(out.joints[m], out.joints[m - 1]);
-      std::swap(out.confs[m], out.confs[m - 1]);
-    }
+/// Throws std::invalid_argument "`what` joint N must be a finite number" for the first joint of
+/// `joints` that is NaN or infinite.
+void requireFinite(const RobJoint& joints, const char* what) {
+  for (std::size_t i = 0; i < 6; ++i)
+    if (!std::isfinite(joints.values[i])) [[unlikely]]
+      throw std::invalid_argument(std::string(what) + " joint " + std::to_string(i + 1) +
+                                  " must be a finite number");
 }
 
 /// The branches of `pose` (every joint solution modulo turns, limits aside) into `branches`.
+/// Throws std::invalid_argument for a seed, or home joints, that are not finite.
 QueryPose solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
                         Branches& branches) {
+  if (seed != nullptr)
+    requireFinite(*seed, "seed");
+  requireFinite(robot.homeJoint, "home");
   const QueryPose target = targetOf(robot, pose);
   const CachedArm& cached = cachedArmOf(robot);
   const ClosedFormArm& arm = cached.arm;
   FreeJoints free;
-  free.joint1 = DegToRad(seed != nullptr ? seed->values[0] : robot.homeJoint.values[0]);
-  free.joint2 = DegToRad(seed != nullptr ? seed->values[1] : robot.homeJoint.values[1]);
-  free.joint4 = DegToRad(seed != nullptr ? seed->values[3] : 0.0);
-  free.joint6 = DegToRad(seed != nullptr ? seed->values[5] : 0.0);
+  const RobJoint& home = robot.homeJoint;
+  free.joint1 = DegToRad(solverValue(seed != nullptr ? seed->values[0] : home.values[0]));
+  free.joint2 = DegToRad(solverValue(seed != nullptr ? seed->values[1] : home.values[1]));
+  free.joint4 = DegToRad(seed != nullptr ? solverValue(seed->values[3]) : 0.0);
+  free.joint6 = DegToRad(seed != nullptr ? solverValue(seed->values[5]) : 0.0);
   if (arm.solvable || cached.threeParallel.solvable) {
     BaseSolutions base;
     if (arm.solvable)
@@ -425,18 +184,55 @@ QueryPose solveBranches(const RobotConfig& robot, const Pose& pose, const RobJoi
     branches.count = base.count;
   } else {
     NumericalSolutions found;
-    if (cached.search.solvable)
+    if (cached.search.solvable) {
       solveBySearch(robot, cached.search, target.rotation, target.position, found);
-    else
-      solveFromSeeds(robot, arm, target.rotation, target.position, seed, free, found);
+    } else {
+      RobJoint reduced;
+      if (seed != nullptr)
+        for (std::size_t i = 0; i < 6; ++i)
+          reduced.values[i] = solverValue(seed->values[i]);
+      solveFromSeeds(robot, arm, target.rotation, target.position,
+                     seed != nullptr ? &reduced : nullptr, free, found);
+    }
     for (std::size_t s = 0; s < found.count; ++s)
       branches.addUnlessRepeated(found.solutions[s]);
   }
   return target;
 }
 
+/// Sorts the paired lists with solutionPrecedes(). Short lists, the usual few dozen entries at most
+/// whose turns of one branch come in order, by insertion; long ones through an index.
+void sortSolutions(TargetConfiguration& out) {
+  const std::size_t n = out.joints.size();
+  constexpr std::size_t kShortList = 64;
+  if (n <= kShortList) {
+    for (std::size_t i = 1; i < n; ++i)
+      for (std::size_t m = i; m > 0 && solutionPrecedes(out.joints[m], out.confs[m],
+                                                        out.joints[m - 1], out.confs[m - 1]);
+           --m) {
+        std::swap(out.joints[m], out.joints[m - 1]);
+        std::swap(out.confs[m], out.confs[m - 1]);
+      }
+    return;
+  }
+  std::vector<std::size_t> order(n);
+  for (std::size_t i = 0; i < n; ++i)
+    order[i] = i;
+  std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+    return solutionPrecedes(out.joints[a], out.confs[a], out.joints[b], out.confs[b]);
+  });
+  TargetConfiguration sorted;
+  sorted.joints.reserve(n);
+  sorted.confs.reserve(n);
+  for (const std::size_t i : order)
+    sorted.add(out.joints[i], out.confs[i]);
+  std::swap(out.joints, sorted.joints);
+  std::swap(out.confs, sorted.confs);
+}
+
 /// Every solution of `pose` into `out` (cleared first); \returns found, outOfReach or
-/// outsideJointLimits.
+/// outsideJointLimits. Throws std::length_error when the limits admit more than kMaxSolutions,
+/// counted before any is listed.
 IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* seed,
                   TargetConfiguration& out) {
   out.clear();
@@ -447,21 +243,45 @@ IkStatus solveAll(const RobotConfig& robot, const Pose& pose, const RobJoint* se
   const JointWindows windows = windowsOf(robot);
   if (windows.empty)
     return IkStatus::outsideJointLimits;
-  out.joints.reserve(2 * branches.count);
-  out.confs.reserve(2 * branches.count);
+  std::array<TurnTests, kMaxNumericalSolutions> tests;
+  std::array<bool, kMaxNumericalSolutions> few{};
+  bool allFew = true;
+  for (std::size_t b = 0; b < branches.count; ++b) {
+    tests[b] = turnTestsOf(windows, branches.joints[b]);
+    few[b] = fewTurns(windows, branches.joints[b], tests[b]);
+    allFew = allFew && few[b];
+  }
+  // Few turns give at most 3^6 solutions per branch, far below the cap.
+  std::size_t count = 0;
+  for (std::size_t b = 0; b < branches.count && !allFew; ++b)
+    count += countTurns(branchTurnsOf(robot, windows, branches.joints[b]), kMaxSolutions);
+  if (count > kMaxSolutions)
+    throw std::length_error("the joint limits admit more than " + std::to_string(kMaxSolutions) +
+                            " solutions of the pose");
+  out.joints.reserve(2 * branches.count + count);
+  out.confs.reserve(2 * branches.count + count);
   ConfData label;
-  for (std::size_t b = 0; b < branches.count; ++b)
-    forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j, std::size_t turned) {
-      label = turned == 5 ? labelOfTurned6(robot, target, j, label) : labelOf(robot, target, j);
-      out.add(j, label);
-    });
+  for (std::size_t b = 0; b < branches.count; ++b) {
+    if (few[b]) {
+      forEachTurn(
+          robot, windows, branches.joints[b], tests[b], [&](const RobJoint& j, std::size_t turned) {
+            label =
+                turned == 5 ? labelOfTurned6(robot, target, j, label) : labelOf(robot, target, j);
+            out.add(j, label);
+          });
+    } else {
+      forEachWideTurn(branchTurnsOf(robot, windows, branches.joints[b]),
+                      [&](const RobJoint& j) { out.add(j, labelOf(robot, target, j)); });
+    }
+  }
   sortSolutions(out);
   return out.empty() ? IkStatus::outsideJointLimits : IkStatus::found;
 }
 
 /// The solution of solveAll's list whose largest joint difference to `seed` is smallest, the
 /// earliest in the list's order among equals, found without forming the list: only solutions
-/// as near as the best so far are labelled.
+/// as near as the best so far are labelled, and branches with many turns choose theirs by
+/// arithmetic.
 JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint& seed) {
   JointSolution result;
   Branches branches;
@@ -473,29 +293,47 @@ JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint
   if (windows.empty)
     return result;
   double best = 0.0;
+  const auto consider = [&](const RobJoint& j) {
+    double worst = 0.0;
+    for (std::size_t k = 0; k < 6; ++k)
+      worst = std::max(worst, std::abs(j.values[k] - seed.values[k]));
+    if (result.found() && worst > best)
+      return;
+    const ConfData conf = labelOf(robot, target, j);
+    if (result.found() && !(worst < best) && !solutionPrecedes(j, conf, result.joints, result.conf))
+      return;
+    best = worst;
+    result.joints = j;
+    result.conf = conf;
+    result.status = IkStatus::found;
+  };
+  // Branches of many turns are measured first; only those as near as the nearest so far choose
+  // their solution, their turns worked out again.
+  std::array<double, kMaxNumericalSolutions> wideWorst;
+  double bound = std::numeric_limits<double>::infinity();
+  for (std::size_t b = 0; b < branches.count; ++b) {
+    wideWorst[b] = -1.0;
+    const TurnTests tests = turnTestsOf(windows, branches.joints[b]);
+    if (fewTurns(windows, branches.joints[b], tests)) {
+      forEachTurn(robot, windows, branches.joints[b], tests,
+                  [&](const RobJoint& j, std::size_t) { consider(j); });
+      continue;
+    }
+    wideWorst[b] = nearestWorst(branchTurnsOf(robot, windows, branches.joints[b]), seed, bound);
+    bound = std::min(bound, wideWorst[b]);
+  }
+  if (result.found())
+    bound = std::min(bound, best);
   for (std::size_t b = 0; b < branches.count; ++b)
-    forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j, std::size_t) {
-      // As the list's loop measures it: a NaN difference counts as none.
-      double worst = 0.0;
-      for (std::size_t k = 0; k < 6; ++k)
-        worst = std::max(worst, std::abs(j.values[k] - seed.values[k]));
-      if (result.found() && worst > best)
-        return;
-      const ConfData conf = labelOf(robot, target, j);
-      if (result.found() && !(worst < best) &&
-          !solutionPrecedes(j, conf, result.joints, result.conf))
-        return;
-      best = worst;
-      result.joints = j;
-      result.conf = conf;
-      result.status = IkStatus::found;
-    });
+    if (wideWorst[b] >= 0.0 && wideWorst[b] <= bound && std::isfinite(wideWorst[b]))
+      consider(nearestTurns(target, branchTurnsOf(robot, windows, branches.joints[b]), seed,
+                            wideWorst[b]));
   return result;
 }
 
 /// The solution of solveAll's list in the configuration of `target`, the earliest in the list's
 /// order when several are (joints near zero accept two quadrants), found without forming the
-/// list.
+/// list; branches with many turns choose theirs by arithmetic.
 JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
   JointSolution result;
   Branches branches;
@@ -504,17 +342,30 @@ JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
     return result;
   bool anyInsideLimits = false;
   const JointWindows windows = windowsOf(robot);
-  for (std::size_t b = 0; b < branches.count && !windows.empty; ++b)
-    forEachTurn(robot, windows, branches.joints[b], [&](const RobJoint& j, std::size_t) {
-      anyInsideLimits = true;
-      const ConfData conf = labelOf(robot, solved, j);
-      if (!conf.isCriticalEqual(j, target.robConf) ||
-          (result.found() && !solutionPrecedes(j, conf, result.joints, result.conf)))
-        return;
-      result.joints = j;
-      result.conf = conf;
-      result.status = IkStatus::found;
-    });
+  const auto consider = [&](const RobJoint& j) {
+    const ConfData conf = labelOf(robot, solved, j);
+    if (!conf.isCriticalEqual(j, target.robConf) ||
+        (result.found() && !solutionPrecedes(j, conf, result.joints, result.conf)))
+      return;
+    result.joints = j;
+    result.conf = conf;
+    result.status = IkStatus::found;
+  };
+  for (std::size_t b = 0; b < branches.count && !windows.empty; ++b) {
+    const TurnTests tests = turnTestsOf(windows, branches.joints[b]);
+    if (fewTurns(windows, branches.joints[b], tests)) {
+      forEachTurn(robot, windows, branches.joints[b], tests, [&](const RobJoint& j, std::size_t) {
+        anyInsideLimits = true;
+        consider(j);
+      });
+      continue;
+    }
+    const BranchTurns turns = branchTurnsOf(robot, windows, branches.joints[b]);
+    anyInsideLimits = anyInsideLimits || !turns.empty;
+    RobJoint j;
+    if (matchingTurns(robot, solved, turns, target.robConf, j))
+      consider(j);
+  }
   if (!result.found())
     result.status =
         anyInsideLimits ? IkStatus::noSolutionInConfiguration : IkStatus::outsideJointLimits;

@@ -148,6 +148,67 @@ TEST(ZorrobImport, DhArmGivesTheDescribedFlangeBesideTheModelsFlange) {
       kPositionTolerance);
 }
 
+/// \returns the numbers of a JSON array of numbers as command-line words.
+std::vector<std::string> Words(const json& numbers) {
+  std::vector<std::string> words;
+  for (const json& n : numbers)
+    words.push_back(Shortest(n.get<double>()));
+  return words;
+}
+
+TEST(ZorrobImport, DhArmIkTakesTheDescribedFlangeThatFkPrints) {
+  const TempDir dir;
+  const std::string path = dir.write("collaborative.json", kCollaborativeDh);
+  const json fk = RunToolJson(FkArgs(path));
+  std::vector<std::string> args{"ik"};
+  for (const char* part : {"position", "orientation"})
+    for (const std::string& w : Words(fk["describedFlange"][part]))
+      args.push_back(w);
+  args.insert(args.end(), {"--json", "--arm", path});
+  const json ik = RunToolJson(args);
+  bool found = false;
+  for (const json& s : ik["solutions"]) {
+    double worst = 0.0;
+    for (std::size_t i = 0; i < 6; ++i)
+      worst = std::max(worst, std::abs(s["joints"][i].get<double>() - kRobJoints.values[i]));
+    found = found || worst < 1e-6;
+  }
+  EXPECT_TRUE(found) << ik.dump();
+  // The model's flange pose, 92.2 mm short of the described one, is another pose.
+  std::vector<std::string> model{"ik"};
+  for (const char* part : {"position", "orientation"})
+    for (const std::string& w : Words(fk["target"][part]))
+      model.push_back(w);
+  model.insert(model.end(), {"--json", "--arm", path});
+  const json other = RunToolJson(model);
+  for (const json& s : other["solutions"])
+    EXPECT_GT(std::abs(s["joints"][4].get<double>() - kRobJoints.values[4]) +
+                  std::abs(s["joints"][1].get<double>() - kRobJoints.values[1]),
+              1e-3);
+}
+
+TEST(ZorrobImport, DhArmAuditMovesToTheStartJointsDescribedFlangeWithoutTravel) {
+  const TempDir dir;
+  const std::string arm = dir.write("collaborative.json", kCollaborativeDh);
+  const json fk = RunToolJson(FkArgs(arm));
+  const json& described = fk["describedFlange"];
+  const json program = {{"arm", "collaborative.json"},
+                        {"start", {10, -20, 30, -40, 50, -60}},
+                        {"moves",
+                         {{{"type", "MoveL"},
+                           {"to",
+                            {{"position", described["position"]},
+                             {"orientation", described["orientation"]},
+                             {"conf", fk["target"]["conf"]}}},
+                           {"speed", "v100"},
+                           {"zone", "fine"}}}}};
+  const std::string path = dir.write("program.json", program.dump());
+  const ToolResult r = RunTool({"audit", path, "--json"});
+  ASSERT_EQ(r.status, 0) << r.out << r.err;
+  const json j = json::parse(r.out);
+  EXPECT_LT(j["moves"][0]["pathLength"].get<double>(), 1e-6) << r.out;
+}
+
 // ---- Ortho-parallel parameter sets ----
 
 TEST(ZorrobImport, OrthoParallelOffsetsAndSignsGiveTheUrdfArmsTargets) {
@@ -193,13 +254,13 @@ TEST(ZorrobImport, ArmShowsWhichInverseKinematicsItGets) {
   EXPECT_EQ(methodOf("offset.json", kOffsetWristDh), "search over joint 4");
 }
 
-/// `zorrob ik --arm FILE` on an arm without a spherical wrist lists the joints the pose was made
-/// from (by the hand-built model), each solution reproducing the pose.
+/// `zorrob ik --arm FILE` on an arm without a spherical wrist lists the joints the pose of the
+/// described flange was made from (by the hand-built model), each solution reproducing the pose.
 TEST(ZorrobImport, IkOnACollaborativeArmListsTheJointsThePoseCameFrom) {
   const TempDir dir;
   const std::string path = dir.write("collaborative.json", kCollaborativeDh);
-  const RobotConfig expected = collaborativeArmExpected(collaborativeArmLimits()).robot;
-  const Pose pose = expected.getRobTarget(kRobJoints).pose;
+  const ImportedArm expected = collaborativeArmExpected(collaborativeArmLimits());
+  const Pose pose = expected.userFlangePose(kRobJoints).toPose();
   std::vector<std::string> args{"ik"};
   for (const double v : {pose.pos.x, pose.pos.y, pose.pos.z, pose.orient.q1, pose.orient.q2,
                          pose.orient.q3, pose.orient.q4})
@@ -217,7 +278,7 @@ TEST(ZorrobImport, IkOnACollaborativeArmListsTheJointsThePoseCameFrom) {
       nearest = std::max(nearest, std::abs(joints.values[i] - kRobJoints.values[i]));
     }
     listed = listed || nearest < 1e-6;
-    EXPECT_LE((expected.getWristPoseInBase(joints).translation - pose.pos.toVec3()).norm(), 1e-6);
+    EXPECT_LE((expected.userFlangePose(joints).translation - pose.pos.toVec3()).norm(), 1e-6);
   }
   EXPECT_TRUE(listed);
 }

@@ -166,3 +166,57 @@ def test_collaborative_arm_lists_the_joints_the_pose_came_from(rng):
         assert 1 <= len(solutions) <= 8
         assert min(max(abs(a - b) for a, b in zip(s.values, joints.values))
                    for s in solutions.joints) < 1e-6
+
+
+@pytest.mark.parametrize("bad", [math.nan, math.inf, -math.inf])
+def test_a_seed_that_is_not_finite_is_refused(arm, bad):
+    pose = pose_of(arm, [10, 20, 30, 30, 40, 50])
+    seed = z.RobJoint(10, 20, 30, bad, 40, 50)
+    with pytest.raises(ValueError, match="^seed joint 4 must be a finite number$"):
+        arm.find_nearest_joint_solution(pose, seed)
+    with pytest.raises(ValueError, match="^seed joint 4 must be a finite number$"):
+        arm.get_all_joint_solutions(pose, seed)
+
+
+def test_wide_limits_answer_by_arithmetic_and_refuse_too_long_lists(arm):
+    arm.jointMin = [-1e6] * 6 + [-1e6]
+    arm.jointMax = [1e6] * 6 + [1e6]
+    pose = pose_of(arm, [10, 20, 30, 30, 40, 50])
+    with pytest.raises(ValueError,
+                       match="^the joint limits admit more than 100000 solutions of the pose$"):
+        arm.get_all_joint_solutions(pose)
+    # A seed ten turns out on joint 1 and joint 6: the same turns of the pose's joints.
+    nearest = arm.find_nearest_joint_solution(pose, z.RobJoint(3610, 20, 30, 30, 40, 3650))
+    assert nearest.found()
+    assert nearest.joints.values == pytest.approx([3610, 20, 30, 30, 40, 3650], abs=1e-9)
+    arm.jointMax = [1e6] * 5 + [math.inf, 1e6]
+    with pytest.raises(ValueError, match="^the limits of joint 6 must lie within ±1e9 degrees$"):
+        arm.find_joint_solution(arm.get_rob_target([10, 20, 30, 30, 40, 50]))
+
+
+def test_an_imported_arm_solves_poses_of_its_described_flange():
+    rows = [[0, 90, 127.3, 0], [-612, 0, 0, 0], [-572.3, 0, 0, 0], [0, 90, 163.941, 0],
+            [0, -90, 115.7, 0], [0, 0, 92.2, 0]]
+    imported = z.arm_from_dh(z.DhTable(rows))
+    assert imported.flange_moved()
+    joints = z.RobJoint(10, -20, 30, -40, 50, -60)
+    t = imported.user_flange_pose(joints)
+    r = t.rotation
+    described = z.Pose(z.Pos(t.translation.x, t.translation.y, t.translation.z),
+                       z.Orient(r.w, r.x, r.y, r.z))
+    listed = imported.get_all_joint_solutions(described)
+    assert min(max(abs(a - b) for a, b in zip(s.values, joints.values))
+               for s in listed.joints) < 1e-6
+    nearest = imported.find_nearest_joint_solution(described, joints)
+    assert nearest.joints.values == pytest.approx(joints.values, abs=1e-6)
+    target = z.RobTarget(described)
+    target.robConf = z.ConfData.from_rob_joint(joints, imported.robot)
+    # The first solution in list order in that configuration (joints 2 and 3 have other turns).
+    found = imported.find_joint_solution(target)
+    assert found.found() and found.conf == target.robConf
+    reached = imported.user_flange_pose(found.joints).translation
+    assert math.dist(tuple(reached), tuple(t.translation)) < 1e-6
+    # The model's flange pose is 92.2 mm away: not a pose of the described flange here.
+    model = imported.robot.get_rob_target(joints).pose
+    assert all(max(abs(a - b) for a, b in zip(s.values, joints.values)) > 1e-3
+               for s in imported.get_all_joint_solutions(model).joints)

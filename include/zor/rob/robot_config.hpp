@@ -102,6 +102,8 @@ struct ZORROB_API RobotConfig {
 
   /// Tolerance (degrees) of the limit tests.
   static constexpr double kJointLimitTolerance = 1e-6;
+  /// The most solutions the "all solutions" queries list (see below).
+  static constexpr std::size_t kMaxJointSolutions = 100000;
   /// Largest distance (mm) between the axis points of joints 4, 5 and 6 of a spherical wrist.
   static constexpr double kSphericalWristTolerance = 0.001;
 
@@ -215,7 +217,7 @@ struct ZORROB_API RobotConfig {
   // 1e-12 (angles) and 1e-10 mm; recognised from `jointAxes`, `jointPoints` and `flangeHome`
   // whatever the home posture, axis signs, offsets and flange frame. Up to 8 branches
   // (2 shoulders × 2 elbows × 2 wrists), each spread over every turn (±360°) of each joint that
-  // its limits admit (within ±18000°). Singularities, where a joint is free:
+  // its limits admit. Singularities, where a joint is free:
   // - wrist (axis 6 turned onto axis 4, joint 5 at zero on the usual arms): joint 4 keeps the
   //   seed's value, 0 without a seed, and joint 6 takes the rest of the turn;
   // - shoulder (wrist centre on the axis of joint 1): joint 1 keeps the seed's value, the home
@@ -252,6 +254,17 @@ struct ZORROB_API RobotConfig {
   // Order of the lists: ascending configuration number `cfx`, then ascending joint values
   // compared joint 1 first. Throws std::logic_error "normalize quaternion of 0 magnitude" for a
   // zero orientation record; a pose with NaN or infinite entries has no solution.
+  //
+  // Turns and limits. Every turn inside the limits counts, however wide they are; limits must lie
+  // within ±1e9 degrees (std::invalid_argument "the limits of joint N must lie within ±1e9
+  // degrees", infinite ones too). The nearest and in-configuration queries choose each joint's
+  // turn by arithmetic, at about the cost of limits of one turn. The "all solutions" queries list
+  // at most kMaxJointSolutions: beyond, they throw std::length_error "the joint limits admit more
+  // than 100000 solutions of the pose", counted before anything is listed. Joint values beyond
+  // ±18000° reproduce the pose less closely by their own rounding (about 2e-16 of the value, in
+  // radians). Seeds and home joints must be finite (std::invalid_argument "seed joint N must be a
+  // finite number", "home joint N ..."); a free joint kept at a seed's value beyond ±18000° takes
+  // that value's turn within ±180° first, and then the turn inside the limits nearest the seed.
 
   /// \returns how the inverse kinematics solves this arm (see above).
   IkMethod ikMethod() const;
