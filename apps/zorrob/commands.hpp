@@ -151,13 +151,26 @@ Report runAudit(Program program, const AuditRequest& request);
 /// orientations in each mode.
 Report runTour(const Arm& arm);
 
-/// A command that registers its own options: it runs with the arm the command line names
-/// (loaded only when it is called) when it uses one.
+/// What a command's runner gets from the options every command shares.
+struct CommandContext {
+  /// Loads the arm the command line names (--arm, --base, --tip), or the default arm.
+  std::function<Arm()> loadArm{};
+  /// Whether --arm, --base or --tip was given.
+  bool armGiven{false};
+  /// Whether --json was given.
+  bool json{false};
+};
+
+/// One command of the tool: it registers its help and its own options once and hands back its
+/// runner; the tool adds --arm (when the command uses an arm) and --json to every command.
 struct CommandHook {
   CLI::App* command{nullptr};
   bool usesArm{false};
-  std::function<Report(const std::function<Arm()>& loadArm)> run{};
+  std::function<Report(const CommandContext& context)> run{};
 };
+
+/// Registers every command of the tool on `app`, in the order of the help (command_table.cpp).
+std::vector<CommandHook> AddCommands(CLI::App& app);
 
 /// `zorrob reach`: the reach map over a box, written to .npy or .npz (reach_command.cpp).
 CommandHook AddReachCommand(CLI::App& app);

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "printable.hpp"
 #include "zor/rob/text.hpp"
 #include "zor/rob/vectors.hpp"
 
@@ -65,8 +66,9 @@ class Table {
 /// Lines of "label  value" with the labels padded to the widest one.
 class Fields {
  public:
-  void add(std::string label, std::string value) {
-    table_.addRow({std::move(label), std::move(value)});
+  /// Adds a line; control characters in the value (a name, a file name) are escaped.
+  void add(std::string label, std::string_view value) {
+    table_.addRow({std::move(label), Printable(value)});
   }
   /// \returns the lines, each preceded by `indent`.
   std::string render(std::string_view indent = "") const { return table_.render(indent); }

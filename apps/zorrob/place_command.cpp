@@ -126,7 +126,7 @@ CommandHook AddPlaceCommand(CLI::App& app) {
   place->add_option("--threads", args->threads, "threads, 0 for one per processor (default 0)")
       ->type_name("N");
   place->add_option("--top", args->top, "how many bases to list (default 10)")->type_name("N");
-  return {place, false, [args](const std::function<Arm()>&) { return runPlace(*args); }};
+  return {place, false, [args](const CommandContext&) { return runPlace(*args); }};
 }
 
 }  // namespace zor::rob::cli

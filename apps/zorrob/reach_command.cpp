@@ -182,7 +182,7 @@ CommandHook AddReachCommand(CLI::App& app) {
   reach->add_flag("--matrix", args->matrix, "also write the position x orientation matrix");
   reach->add_flag("--allow-large", args->allowLarge, "accept maps of more than 1000000000 queries");
   return {reach, true,
-          [args](const std::function<Arm()>& loadArm) { return runReach(loadArm(), *args); }};
+          [args](const CommandContext& context) { return runReach(context.loadArm(), *args); }};
 }
 
 }  // namespace zor::rob::cli

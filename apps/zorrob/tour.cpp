@@ -65,7 +65,7 @@ Report runTour(const Arm& arm) {
 
   const Report summary = armSummary(arm);
   json["arm"] = summary.json;
-  report.text = "zorrob: a short tour of the arm '" + arm.name +
+  report.text = "zorrob: a short tour of the arm '" + Printable(arm.name) +
                 "'. Lengths in mm, joint values in degrees.\n" + heading("The arm") +
                 indented(summary.text);
 

@@ -130,6 +130,11 @@ void bindUrdfAndReaders(py::module_& m) {
           py::arg("target"),
           "robot.find_joint_solution for a target whose pose is of the described flange.");
 
+  m.def("check_arm_model", &CheckArmModel, py::arg("robot"),
+        "Checks every assumption the model makes of an arm built directly (make_robot_config, "
+        "make_ortho_parallel_arm); raises ValueError with the first broken one.");
+  m.def("read_urdf_file", &ReadUrdfFile, py::arg("path"),
+        "The text of a URDF file: regular files of at most 64 MiB only.");
   m.def("arm_from_dh", &armFromDh, py::arg("table"), py::arg("limits") = ArmLimits{},
         (std::string("The ImportedArm of a DhTable with the given ArmLimits (the controller's "
                      "values). ValueError \"DH row N: 'a' must be a finite number\" (and so for "

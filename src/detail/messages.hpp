@@ -35,6 +35,29 @@ inline constexpr const char* kWristCentre =
 inline constexpr const char* kWristSingularity =
     "joint 5 at zero must line up the axes of joints 4 and 6 (the wrist singularity)";
 
+// The arm model's own check (arm_checks.cpp), for arms given in the library form directly.
+inline constexpr const char* kArmTooLarge =
+    "the arm's joint points and flange must lie within 1e7 mm of the base";
+inline constexpr const char* kAxisOfJoint = "the axis of joint ";
+inline constexpr const char* kMustBeUnit = " must be a unit vector";
+inline constexpr const char* kFlangeUnit = "the flange orientation must be a unit quaternion";
+inline constexpr const char* kShoulderAxes =
+    "the axes of joints 1 and 2 must not be parallel (the shoulder)";
+inline constexpr const char* kWristAxes =
+    "the axis of joint 5 must be perpendicular to the axes of joints 4 and 6 (the wrist)";
+inline constexpr const char* kFlangeAxes =
+    "the wrist centre must lie on the flange's z axis, as far behind the flange as the flange "
+    "lies beyond the point of joint 5 along base x (the wrist centre of a flange pose)";
+inline constexpr const char* kElbowOffset =
+    "the elbow offset must be the joint-3 angle, in radians, that stretches the arm (the elbow "
+    "configuration): ";
+inline constexpr const char* kLimitsOfJoint = "the limits of joint ";
+inline constexpr const char* kLimitsOfSum = "the limits of joint 2 + joint 3";
+inline constexpr const char* kLimitsOrder = " must be finite, the minimum not above the maximum";
+inline constexpr const char* kHomeJoint = "home joint ";
+inline constexpr const char* kHomeOutside = " must lie within its limits";
+inline constexpr const char* kHomeSum = "home joints 2 + 3 must lie within their sum limits";
+
 // Denavit-Hartenberg tables and ortho-parallel parameter sets.
 inline constexpr const char* kDhRow = "DH row ";
 inline constexpr const char* kMustBeFinite = " must be a finite number";
@@ -49,6 +72,8 @@ inline constexpr const char* kUrdfUnreadable = "URDF: the document cannot be rea
 inline constexpr const char* kUrdfDefinedTwice = " is defined twice";
 inline constexpr const char* kUrdfUndefined = ", which is not defined";
 inline constexpr const char* kUrdfCannotReadFile = "URDF: cannot read file '";
+inline constexpr const char* kUrdfFile = "URDF: file '";
+inline constexpr const char* kUrdfTooLarge = "' is larger than 67108864 bytes";
 inline constexpr const char* kUrdfNoLink = "URDF: no link '";
 inline constexpr const char* kUrdfNotBelow = " is not below link '";
 inline constexpr const char* kUrdfMimics = " mimics another joint";

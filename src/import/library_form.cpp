@@ -58,6 +58,32 @@ bool parallel(const Vec3& a, const Vec3& b) {
 
 }  // namespace
 
+Pos WristCentre(const Vec3& axis5, const Pos& point5, const Vec3& axis6, const Pos& point6,
+                double directionTolerance, double meetTolerance) {
+  const Vec3 normal = axis5.cross(axis6);
+  if (within(normal.norm(), directionTolerance))
+    throwInvalidArgument(msg::kWristCentre);
+  const Vec3 gap = point6 - point5;
+  if (!within(std::abs(gap.dot(normal)) / normal.norm(), meetTolerance))
+    throwInvalidArgument(msg::kWristCentre);
+  // On the axis of joint 6, the parameter t where the line meets the plane of axis 5 and the
+  // common normal.
+  const Vec3 planeNormal = axis5.cross(normal);
+  const double t = -gap.dot(planeNormal) / axis6.dot(planeNormal);
+  return point6 + axis6 * t;
+}
+
+double ElbowStretch(const Vec3& axis3, const Pos& point2, const Pos& point3, const Pos& wrist,
+                    double meetTolerance) {
+  const Vec3 upperArm = normalPart(point3 - point2, axis3);
+  const Vec3 forearm = normalPart(wrist - point3, axis3);
+  if (within(upperArm.norm(), meetTolerance))
+    throwInvalidArgument(msg::kElbowAxes);
+  if (within(forearm.norm(), meetTolerance))
+    throwInvalidArgument(msg::kElbowWrist);
+  return std::atan2(forearm.cross(upperArm).dot(axis3), forearm.dot(upperArm));
+}
+
 ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
   bool allFinite = finite(arm.flange);
   for (std::size_t i = 0; i < 6; ++i)
@@ -76,18 +102,8 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
       !within(p0.toVec3().norm(), kMeetTolerance))
     throwInvalidArgument(msg::kJointOneAxis);
 
-  // The wrist centre: where the axes of joints 5 and 6 meet, taken on the axis of joint 6.
-  const Vec3 normal = axes[4].cross(axes[5]);
-  if (within(normal.norm(), kDirectionTolerance))
-    throwInvalidArgument(msg::kWristCentre);
-  const Vec3 gap = given[5] - given[4];
-  if (!within(std::abs(gap.dot(normal)) / normal.norm(), kMeetTolerance))
-    throwInvalidArgument(msg::kWristCentre);
-  // On the axis of joint 6, the parameter t where the line meets the plane of axis 5 and the
-  // common normal.
-  const Vec3 planeNormal = axes[4].cross(normal);
-  const double t = -gap.dot(planeNormal) / axes[5].dot(planeNormal);
-  const Pos wrist = given[5] + axes[5] * t;
+  const Pos wrist =
+      WristCentre(axes[4], given[4], axes[5], given[5], kDirectionTolerance, kMeetTolerance);
 
   if (!parallel(axes[3], axes[5]))
     throwInvalidArgument(msg::kWristSingularity);
@@ -103,13 +119,7 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
   // onto the upper arm's direction (axis of joint 2 to axis of joint 3) stretches the arm.
   if (!parallel(axes[1], axes[2]))
     throwInvalidArgument(msg::kElbowAxes);
-  const Vec3 upperArm = normalPart(points[2] - points[1], axes[2]);
-  const Vec3 forearm = normalPart(wrist - points[2], axes[2]);
-  if (within(upperArm.norm(), kMeetTolerance))
-    throwInvalidArgument(msg::kElbowAxes);
-  if (within(forearm.norm(), kMeetTolerance))
-    throwInvalidArgument(msg::kElbowWrist);
-  const double stretch = std::atan2(forearm.cross(upperArm).dot(axes[2]), forearm.dot(upperArm));
+  const double stretch = ElbowStretch(axes[2], points[1], points[2], wrist, kMeetTolerance);
 
   ImportedArm result;
   Transform flange = arm.flange;

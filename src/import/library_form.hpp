@@ -18,6 +18,21 @@ struct ArmAtZero {
   Transform flange{};
 };
 
+/// \returns the wrist centre: the point where the axis of joint 5 (unit `axis5` through
+/// `point5`) meets the axis of joint 6, taken on the latter. Throws std::invalid_argument "the
+/// axes of joints 5 and 6 must meet (the wrist centre)" for axes parallel within
+/// `directionTolerance` or apart by more than `meetTolerance` mm.
+Pos WristCentre(const Vec3& axis5, const Pos& point5, const Vec3& axis6, const Pos& point6,
+                double directionTolerance, double meetTolerance);
+
+/// \returns the joint-3 angle that turns the forearm (axis of joint 3 to the wrist centre) onto
+/// the upper arm's direction (axis of joint 2 to axis of joint 3), for the parallel unit axes of
+/// joints 2 and 3 through `point2` and `point3`: the negated elbow offset. Throws
+/// std::invalid_argument with the elbow messages when the axes (or the wrist centre and axis 3)
+/// lie within `meetTolerance` mm of each other.
+double ElbowStretch(const Vec3& axis3, const Pos& point2, const Pos& point3, const Pos& wrist,
+                    double meetTolerance);
+
 /// \returns the arm in the library form with the given limits. Throws std::invalid_argument
 /// naming the assumption the arm breaks.
 ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits);

@@ -13,7 +13,6 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <set>
 #include <string>
 #include <system_error>
@@ -239,13 +238,23 @@ ImportedArm ArmFromUrdf(std::string_view urdfText, const std::string& base,
 }
 
 std::string ReadUrdfFile(const std::string& path) {
+  // Only a regular file is opened: a FIFO would block the open, a device read without end.
   std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error))
+    detail::throwInvalidArgument(detail::msg::kUrdfCannotReadFile + path + "'");
+  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  if (!error && size > kUrdfFileCap)
+    detail::throwInvalidArgument(detail::msg::kUrdfFile + path + detail::msg::kUrdfTooLarge);
   std::ifstream file(path, std::ios::binary);
-  if (!std::filesystem::is_regular_file(path, error) || !file)
+  if (error || !file)
     detail::throwInvalidArgument(detail::msg::kUrdfCannotReadFile + path + "'");
-  std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (file.bad())
+  // One read of the size found above and one byte more, so memory stays within the cap: a file
+  // that grew since is refused rather than read in part.
+  std::string text(static_cast<std::size_t>(size) + 1, '\0');
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  if (file.bad() || static_cast<std::uintmax_t>(file.gcount()) > size)
     detail::throwInvalidArgument(detail::msg::kUrdfCannotReadFile + path + "'");
+  text.resize(static_cast<std::size_t>(file.gcount()));
   return text;
 }
 

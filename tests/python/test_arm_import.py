@@ -3,6 +3,7 @@ bit with what the zorrob tool's C++ importers make of the same descriptions; the
 kinematics of imported arms; the flange conversions; and the library's messages for bad input."""
 
 import json
+import os
 import math
 import pathlib
 import re
@@ -319,3 +320,49 @@ def test_importers_have_docstrings():
                  z.OrthoParallelParameters, z.UrdfChainEnds, z.ImportedArm.user_flange_pose,
                  z.ImportedArm.flange_pose_of_user_flange):
         assert len(item.__doc__ or "") > 20, item
+
+
+def test_urdf_files_that_are_not_regular_or_too_large_are_refused(tmp_path):
+    fifo = tmp_path / "arm.urdf"
+    os.mkfifo(fifo)
+    big = tmp_path / "big.urdf"
+    with open(big, "wb") as f:
+        f.truncate(64 * 1024 * 1024 + 1)  # sparse: nothing is written
+    for call, message in [
+            (lambda: z.arm_from_urdf_file("/dev/zero"), "URDF: cannot read file '/dev/zero'"),
+            (lambda: z.read_urdf_file("/dev/zero"), "URDF: cannot read file '/dev/zero'"),
+            (lambda: z.arm_from_urdf_file(fifo, "a", "b"), f"URDF: cannot read file '{fifo}'"),
+            (lambda: z.arm_from_urdf_file(fifo), f"URDF: cannot read file '{fifo}'"),
+            (lambda: z.arm_from_urdf_file(big), f"URDF: file '{big}' is larger than 67108864 bytes"),
+    ]:
+        with pytest.raises(ValueError) as error:
+            call()
+        assert str(error.value) == message
+    small = tmp_path / "small.urdf"
+    small.write_text(URDF["kSmallArmUrdf"])
+    assert z.read_urdf_file(str(small)) == URDF["kSmallArmUrdf"]
+
+
+def test_check_arm_model_names_the_broken_assumption():
+    arm = z.default_arm()
+    z.check_arm_model(arm)
+    for lengths, message in [
+            (dict(a1=0, a2=0, b=0, c1=0, c2=0, c3=0, c4=0),
+             "the axes of joints 2 and 3 must be parallel and apart (the elbow offset)"),
+            (dict(a1=1e200, a2=1e200, b=1e200, c1=1e200, c2=1e200, c3=1e200, c4=1e200),
+             "the arm's joint points and flange must lie within 1e7 mm of the base")]:
+        built = z.make_ortho_parallel_arm(z.OrthoParallelGeometry(**lengths), arm.jointMin,
+                                          arm.jointMax, arm.homeJoint, 0)
+        with pytest.raises(ValueError) as error:
+            z.check_arm_model(built)
+        assert str(error.value) == message
+    home = z.make_ortho_parallel_arm(z.default_arm_geometry(), arm.jointMin, arm.jointMax,
+                                     z.RobJoint([500, 0, 0, 0, 0, 0]), 0)
+    with pytest.raises(ValueError) as error:
+        z.check_arm_model(home)
+    assert str(error.value) == "home joint 1 must lie within its limits"
+    nan = z.make_ortho_parallel_arm(z.default_arm_geometry(), arm.jointMin, arm.jointMax,
+                                    z.RobJoint([0, math.nan, 0, 0, 0, 0]), 0)
+    with pytest.raises(ValueError) as error:
+        z.check_arm_model(nan)
+    assert str(error.value) == "home joint 2 must be a finite number"

@@ -85,6 +85,36 @@ struct ZORROB_API ImportedArm {
   Pose flangePoseOfUserFlange(const Pose& userPose) const;
 };
 
+// ---- Arms given in the library form ----
+
+/// Checks every assumption the model makes of an arm built directly in the library form
+/// (MakeRobotConfig, MakeOrthoParallelArm, which take their input as it is): the readers above
+/// bring their arms into that form themselves. Throws std::invalid_argument with the message of
+/// the first broken assumption, in this order:
+/// - "the arm's joint axes, points and flange must be finite" (also the elbow offset);
+/// - "the arm's joint points and flange must lie within 1e7 mm of the base";
+/// - "the axis of joint N must be a unit vector" (within 1e-6);
+/// - "the flange orientation must be a unit quaternion" (within 1e-6);
+/// - "joint 1 must turn about the base z axis, upwards (shoulder configuration and
+///   singularity)", through the base origin;
+/// - "the axes of joints 1 and 2 must not be parallel (the shoulder)";
+/// - "the axes of joints 2 and 3 must be parallel and apart (the elbow offset)";
+/// - "joint 5 at zero must line up the axes of joints 4 and 6 (the wrist singularity)";
+/// - "the axis of joint 5 must be perpendicular to the axes of joints 4 and 6 (the wrist)";
+/// - "the axes of joints 5 and 6 must meet (the wrist centre)";
+/// - "the wrist centre must lie off the axis of joint 3 (the elbow offset)";
+/// - "the elbow offset must be the joint-3 angle, in radians, that stretches the arm (the elbow
+///   configuration): X" with X the angle (within 1e-9 rad);
+/// - "the wrist centre must lie on the flange's z axis, as far behind the flange as the flange
+///   lies beyond the point of joint 5 along base x (the wrist centre of a flange pose)";
+/// - "the limits of joint N must be finite, the minimum not above the maximum" (and "the limits
+///   of joint 2 + joint 3 ...");
+/// - "home joint N must be a finite number", "home joint N must lie within its limits", and with
+///   coupling on "home joints 2 + 3 must lie within their sum limits".
+/// Directions are compared within 1e-6, points within 1e-6 mm. Points anywhere on their axes,
+/// axes pointing either way and offset wrists (axis 4 missing the wrist centre) are accepted.
+ZORROB_API void CheckArmModel(const RobotConfig& robot);
+
 // ---- Denavit-Hartenberg tables ----
 
 /// The two placements of the link frames.
@@ -182,13 +212,16 @@ struct UrdfChainEnds {
 ZORROB_API ImportedArm ArmFromUrdf(std::string_view urdfText, const std::string& base,
                                    const std::string& tip);
 
-/// \returns the text of the URDF file at `path`, read whole as bytes. Throws
-/// std::invalid_argument "URDF: cannot read file 'PATH'" for a file that cannot be read (missing,
-/// not a regular file, or a read error).
+/// The largest URDF file ReadUrdfFile reads: 64 MiB.
+inline constexpr std::uintmax_t kUrdfFileCap = std::uintmax_t{64} << 20;
+
+/// \returns the text of the URDF file at `path`. Only a regular file is opened, so a device, a
+/// FIFO or a directory is refused at once. Throws std::invalid_argument "URDF: cannot read file
+/// 'PATH'" for a file that is not a regular file or cannot be read, and "URDF: file 'PATH' is
+/// larger than 67108864 bytes" beyond kUrdfFileCap.
 ZORROB_API std::string ReadUrdfFile(const std::string& path);
 
-/// \returns ArmFromUrdf of the file's text (ReadUrdfFile). Throws std::invalid_argument "URDF:
-/// cannot read file 'PATH'" for a file that cannot be read.
+/// \returns ArmFromUrdf of ReadUrdfFile(path), with its errors.
 ZORROB_API ImportedArm ArmFromUrdfFile(const std::string& path, const std::string& base,
                                        const std::string& tip);
 

@@ -64,15 +64,16 @@ using ArmLoader = std::function<Arm(const std::string& path)>;
 
 /// \returns the program of the JSON text `text` read from the file `source`. Arm files named
 /// in it are loaded through `loadArmFile`. Throws InputError with one line naming the file, the
-/// move (index from 0) where there is one and the field, for text that is not JSON, a document
-/// that is not an object, a missing, unknown or mistyped field, an array of the wrong length, a
-/// non-finite number, an unknown speed, zone, tool, work object or orientation mode name, and
-/// an empty program; nothing after the first error is read.
+/// move (index from 0) where there is one and the field, for text that is not JSON (or repeats a
+/// key), a document that is not an object, a missing, unknown or mistyped field, an array of the
+/// wrong length, a non-finite number, an unknown speed, zone, tool, work object or orientation mode
+/// name, and an empty program; nothing after the first error is read.
 Program ProgramFromText(std::string_view text, const std::string& source,
                         const ArmLoader& loadArmFile);
 
 /// \returns the program of the file at `path`, with arm files found relative to its directory.
-/// Throws InputError for a file that cannot be read, and as ProgramFromText.
+/// Throws InputError as readInputFile (a regular file of at most kProgramFileCap bytes), and as
+/// ProgramFromText.
 Program LoadProgram(const std::string& path);
 
 }  // namespace zor::rob::cli

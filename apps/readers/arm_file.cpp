@@ -177,6 +177,15 @@ RobotConfig readGeneral(const Reader& in, const json& doc, const CommonPart& com
                          elbowOffset, common.coupling);
 }
 
+/// Runs the model's own check on an arm read from a JSON document; its message names the file.
+void checkModel(const Arm& arm) {
+  try {
+    CheckArmModel(arm.config);
+  } catch (const std::invalid_argument& e) {
+    throw InputError("arm file '" + arm.source + "': " + e.what());
+  }
+}
+
 std::string defaultName(const std::string& source) {
   return std::filesystem::path(source).stem().string();
 }
@@ -237,12 +246,13 @@ Arm armFromJson(const json& doc, const std::string& source) {
   } else {
     arm.config = readGeneral(in, doc, common);
   }
+  checkModel(arm);
   return arm;
 }
 
 Arm loadArm(const std::string& path) {
-  return armFromJson(parseJsonDocument(readInputFile(path, kArmFileKind), kArmFileKind, path),
-                     path);
+  return armFromJson(
+      parseJsonDocument(readInputFile(path, kArmFileKind, kArmFileCap), kArmFileKind, path), path);
 }
 
 bool isUrdfPath(const std::string& path) {
@@ -252,7 +262,7 @@ bool isUrdfPath(const std::string& path) {
 }
 
 Arm loadUrdfArm(const std::string& path, const std::string& base, const std::string& tip) {
-  const std::string text = readInputFile(path, kArmFileKind);
+  const std::string text = readInputFile(path, kArmFileKind, kArmFileCap);
   Arm arm;
   arm.source = path;
   arm.name = defaultName(path);

@@ -69,11 +69,14 @@ Arm defaultArm();
 /// object, a missing, unknown or mistyped key, a non-finite number, a joint axis that is not a
 /// unit vector or a flange orientation that is not a unit quaternion (both within 1e-6), a sign
 /// other than 1 or -1, an unknown DH convention; and with the library's message for an
-/// ortho-parallel or DH arm the library cannot hold.
+/// ortho-parallel or DH arm the library cannot hold, and for an arm of any form that breaks an
+/// assumption of the model (CheckArmModel: the axes, the wrist, the elbow offset, the flange,
+/// the size, the limits and the home joints).
 Arm armFromJson(const nlohmann::json& doc, const std::string& source);
 
-/// \returns the arm of the JSON file at `path`. Throws InputError for a file that cannot be
-/// read or is not valid JSON (with the parser's message), and as armFromJson.
+/// \returns the arm of the JSON file at `path`. Throws InputError as readInputFile (a regular
+/// file of at most kArmFileCap bytes) and parseJsonDocument (valid JSON, no key twice), and as
+/// armFromJson.
 Arm loadArm(const std::string& path);
 
 /// \returns whether `path` names a URDF file (its name ends in ".urdf").

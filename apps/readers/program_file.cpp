@@ -12,7 +12,6 @@
 #include <utility>
 
 #include "cli_error.hpp"
-#include "commands.hpp"
 #include "input_file.hpp"
 #include "json_reader.hpp"
 #include "tables.hpp"
@@ -395,7 +394,7 @@ Program ProgramFromText(std::string_view text, const std::string& source,
 }
 
 Program LoadProgram(const std::string& path) {
-  const std::string text = readInputFile(path, "program");
+  const std::string text = readInputFile(path, "program", kProgramFileCap);
   const std::filesystem::path dir = std::filesystem::path(path).parent_path();
   const ArmLoader armNextToProgram = [&dir](const std::string& armPath) {
     const std::filesystem::path p(armPath);
