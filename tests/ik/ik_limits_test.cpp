@@ -337,18 +337,7 @@ TEST(IkSeeds, HugeSeedsPickTheNearestTurnInside) {
 }
 
 TEST(IkSeeds, HugeSeedOnTheThreeParallelWristKeepsJointSixTurned) {
-  DhTable table;
-  table.convention = DhConvention::classic;
-  table.rows = {{{0, 90, 89.159, 0},
-                 {-425, 0, 0, 0},
-                 {-392.25, 0, 0, 0},
-                 {0, 90, 109.15, 0},
-                 {0, -90, 94.65, 0},
-                 {0, 0, 82.3, 0}}};
-  ArmLimits limits;
-  limits.jointMin = {-180, -180, -180, -180, -180, -180, -360};
-  limits.jointMax = {180, 180, 180, 180, 180, 180, 360};
-  const RobotConfig arm = ArmFromDh(table, limits).robot;
+  const RobotConfig arm = ArmFromDh(test::collaborativeDh(), test::halfTurnLimits()).robot;
   ASSERT_EQ(arm.ikMethod(), IkMethod::threeParallelClosedForm);
   const RobJoint j(10, -60, 70, 20, 0, 40);  // joint 5 at 0: joint 6 is free
   const Pose pose = arm.getRobTarget(j).pose;

@@ -113,15 +113,7 @@ bool finite(const RobJoint& j) {
 /// The arms of the property test and its limits of moderate width: joints 2 and 3 coupled on one.
 std::vector<RobotConfig> propertyArms() {
   std::vector<RobotConfig> arms{DefaultArm(), test::orthoParallelArms()[5].arm};
-  DhTable table;
-  table.convention = DhConvention::classic;
-  table.rows = {{{0, 90, 89.159, 0},
-                 {-425, 0, 0, 0},
-                 {-392.25, 0, 0, 0},
-                 {0, 90, 109.15, 0},
-                 {0, -90, 94.65, 0},
-                 {0, 0, 82.3, 0}}};
-  arms.push_back(ArmFromDh(table, ArmLimits{}).robot);
+  arms.push_back(ArmFromDh(test::collaborativeDh(), ArmLimits{}).robot);
   return arms;
 }
 
@@ -279,20 +271,9 @@ TEST(IkProperty, PosesFromJointsInsideTheLimitsAreNeverCalledUnreachable) {
                   {10, 60, 350, 0},
                   {0, -60, 60, 0},
                   {0, 0, 80, 0}}};
-  DhTable collaborative;
-  collaborative.convention = DhConvention::classic;
-  collaborative.rows = {{{0, 90, 89.159, 0},
-                         {-425, 0, 0, 0},
-                         {-392.25, 0, 0, 0},
-                         {0, 90, 109.15, 0},
-                         {0, -90, 94.65, 0},
-                         {0, 0, 82.3, 0}}};
-  ArmLimits limits;
-  limits.jointMin = {-180, -180, -180, -180, -180, -180, -360};
-  limits.jointMax = {180, 180, 180, 180, 180, 180, 360};
   test::Random random;
-  for (const DhTable& table : {madeUp, collaborative}) {
-    const RobotConfig arm = ArmFromDh(table, limits).robot;
+  for (const DhTable& table : {madeUp, test::collaborativeDh()}) {
+    const RobotConfig arm = ArmFromDh(table, test::halfTurnLimits()).robot;
     int missed = 0;
     for (int n = 0; n < kReasonPoses; ++n) {
       RobJoint j;

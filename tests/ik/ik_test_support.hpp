@@ -14,9 +14,32 @@
 
 #include "robot/arm_reference.hpp"
 #include "support/test_support.hpp"
+#include "zor/rob/arm_import.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob::test {
+
+/// The nominal DH rows (classic convention) of a 5 kg collaborative arm: joints 2, 3 and 4
+/// parallel, the wrist offset.
+inline DhTable collaborativeDh() {
+  DhTable table;
+  table.convention = DhConvention::classic;
+  table.rows = {{{0, 90, 89.159, 0},
+                 {-425, 0, 0, 0},
+                 {-392.25, 0, 0, 0},
+                 {0, 90, 109.15, 0},
+                 {0, -90, 94.65, 0},
+                 {0, 0, 82.3, 0}}};
+  return table;
+}
+
+/// ±180 degrees on every joint, ±360 on the coupled sum.
+inline ArmLimits halfTurnLimits() {
+  ArmLimits limits;
+  limits.jointMin = {-180, -180, -180, -180, -180, -180, -360};
+  limits.jointMax = {180, 180, 180, 180, 180, 180, 360};
+  return limits;
+}
 
 /// Random joint vectors per arm in the round-trip tests. The sanitizer build (Debug -O1 with
 /// AddressSanitizer) runs about 30 times slower: it checks a tenth as many.
