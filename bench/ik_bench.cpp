@@ -250,8 +250,9 @@ void BM_RobTarget(benchmark::State& state) {
 BENCHMARK(BM_RobTarget);
 
 /// Every labelled solution into a list that is kept (no allocation once it has grown); the
-/// counter gives the solutions per pose.
-void allSolutions(benchmark::State& state, const ArmFixture& f) {
+/// counter gives the solutions per pose. For an ArmFixture or a PoseFixture.
+template <class Fixture>
+void allSolutions(benchmark::State& state, const Fixture& f) {
   TargetConfiguration all;
   std::size_t s = 0;
   std::size_t solutions = 0;
@@ -431,27 +432,13 @@ void BM_RobTargetCollaborative(benchmark::State& state) {
 }
 BENCHMARK(BM_RobTargetCollaborative);
 
-/// Every labelled solution of a pose of an arm timed without KDL, the list kept.
-void allSolutionsOf(benchmark::State& state, const PoseFixture& f) {
-  TargetConfiguration all;
-  std::size_t s = 0;
-  std::size_t solutions = 0;
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(f.robot.findAllJointSolutions(f.poses[s], nullptr, all));
-    solutions += all.size();
-    s = (s + 1) % kSamples;
-  }
-  state.counters["solutions"] =
-      benchmark::Counter(static_cast<double>(solutions), benchmark::Counter::kAvgIterations);
-}
-
 void BM_AllSolutionsCollaborative(benchmark::State& state) {
-  allSolutionsOf(state, collaborative());
+  allSolutions(state, collaborative());
 }
 BENCHMARK(BM_AllSolutionsCollaborative);
 
 void BM_AllSolutionsSearchMadeUp(benchmark::State& state) {
-  allSolutionsOf(state, madeUp());
+  allSolutions(state, madeUp());
 }
 BENCHMARK(BM_AllSolutionsSearchMadeUp);
 
