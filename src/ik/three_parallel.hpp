@@ -27,11 +27,25 @@
 // The acos arguments of joint 1 and of the elbow are tested against the reach and snapped to ±1
 // as in the spherical-wrist closed form, so rounding never gives NaN and coinciding branches
 // come out once.
+//
+// Speed: as in the spherical-wrist closed form, no angle is formed until the end. The two
+// joint-1 branches run side by side in the lanes of a vector register. With g's parts along k6,
+// k5 and e = k6 × k5 (unit and orthogonal), cos α = k6·g, sin α = |(e·g, k5·g)|, and the turn of
+// joint 6 from g onto f is atan2(k5·g, e·g): f's part normal to k6 is sin α e on the first wrist
+// branch. The second wrist branch is (θ0 − α, θ6 + π) with the planar sum φ + π, since
+// Rot(k, π) Rot(k5, θ0 − α) Rot(k6, π) = Rot(k5, θ0 + α). The planar sum turns k5 (normal to k)
+// onto R1ᵀ R R_Mᵀ R6ᵀ k5, and R6ᵀ k5 = (cos θ6 k5 − sin θ6 e) is known from g without an angle.
+// Joints 2 to 4 then work in the plane normal to k, in the basis (k5, k × k5): q4 lies at the
+// target's C turned back by joint 1 plus Rot(k, φ)(q4 − C), and the elbow pair comes from one
+// root per wrist branch. The twenty angles of a pose then come from one vectorised atan2.
 
 #include <array>
 #include <cmath>
+#include <cstddef>
 
+#include "ik/atan2.hpp"
 #include "ik/closed_form.hpp"
+#include "ik/lanes.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob::detail {
@@ -55,34 +69,45 @@ inline double turnAbout(const Vec3& k, const Vec3& from, const Vec3& to) {
   return std::atan2(k.dot(a.cross(b)), a.dot(b));
 }
 
+/// A point or direction in the plane normal to k, in the basis (k5, k × k5).
+struct PlaneVec {
+  double x{0.0};
+  double y{0.0};
+};
+
 /// What the closed form of the three-parallel-axes family needs of an arm, computed once from
 /// its axes, points and flange home pose; `solvable` is false for every other arm.
 struct ThreeParallelArm {
   bool solvable{false};
   std::array<Vec3, 6> axes{};  ///< Unit joint axes at home; axes[1] is k.
   Vec3 shoulderPoint{};        ///< q1.
-  Vec3 axis2Point{};           ///< q2.
-  Vec3 axis4Point{};           ///< q4.
-  Vec3 axis5Point{};           ///< C, where axes 5 and 6 meet.
-  Mat3 homeRotation{};         ///< R_M.
-  Vec3 flangeOrigin{};         ///< m.
-  Vec3 normalToK{};            ///< A unit vector normal to k, for the planar sum.
+  Vec3 centreInFlange{};       ///< C in the flange frame at home, R_Mᵀ (C − m).
+  Vec3 axis5InFlange{};        ///< R_Mᵀ k5.
+  Vec3 axis6InFlange{};        ///< R_Mᵀ k6.
+  Vec3 axis65InFlange{};       ///< R_Mᵀ (k6 × k5).
+  Vec3 planeX{};               ///< k5 (its part normal to k): the plane's first basis vector.
+  Vec3 planeY{};               ///< k × planeX.
   // Joint 1, as ClosedFormArm's.
   Vec3 axis12Normal{};          ///< k1 × k.
   double axis12Cosine{0.0};     ///< k1·k.
   double wristAlongAxis2{0.0};  ///< k·(C − q1).
   double axis2Sine{0.0};        ///< |k1 × k|.
-  // Joints 2 and 3, as ClosedFormArm's, with q4 in place of the wrist centre.
-  Vec3 upperArm{};
-  Vec3 forearm{};
-  Vec3 forearmNormal{};
-  double linkCosine{0.0};
-  double linkSine{0.0};
-  double linkProduct{0.0};
-  double linkSquares{0.0};
-  double axis3Sign{1.0};  ///< k3·k: ±1.
-  double axis4Sign{1.0};  ///< k4·k: ±1.
-  double wristZero{0.0};  ///< θ0 (radians).
+  // Joints 2 to 4 in the plane normal to k: a = (q3 − q2)⊥, b = (q4 − q3)⊥.
+  PlaneVec shoulderToAxis2{};  ///< (q1 − q2)⊥.
+  PlaneVec wristOffset{};      ///< (q4 − C)⊥.
+  PlaneVec upperArm{};         ///< a.
+  PlaneVec forearm{};          ///< b.
+  PlaneVec forearmNormal{};    ///< k × b.
+  double linkCosine{0.0};      ///< a·b.
+  double linkSine{0.0};        ///< a·(k × b).
+  double linkProduct{0.0};     ///< |a| |b|.
+  double linkSquares{0.0};     ///< |a|² + |b|².
+  double linkInverse{0.0};     ///< 1 / ((a·b)² + (a·(k × b))²).
+  double linkAngle{0.0};    ///< atan2(a·(k × b), a·b) (radians): the elbow angle is this ± γ.
+  double axis3Sign{1.0};    ///< k3·k: ±1.
+  double axis4Sign{1.0};    ///< k4·k: ±1.
+  double wristZero{0.0};    ///< θ0 (radians).
+  double labelOffset{0.0};  ///< RobotConfig::getWcpZOffset(): where the labels' point lies.
 };
 
 /// \returns the description of `robot` for solveThreeParallel, `solvable` false unless it belongs
@@ -90,9 +115,242 @@ struct ThreeParallelArm {
 /// of meeting, axes 1 and 2 at least 1e-3 from parallel in the sine, links of 1e-3 mm or more).
 ThreeParallelArm MakeThreeParallelArm(const RobotConfig& robot);
 
-/// Solves the target (rotation `r`, position `p`) into `out` (up to 8 solutions, radians, each
-/// within (−π, π]), the free joints at `free`'s values: joint 1 on the shoulder singularity,
-/// joint 2 when q4 lies on axis 2, joint 6 on the wrist singularity.
+/// The angles of one pose's closed form as (y, x) pairs of atan2, evaluated all at once: per
+/// joint-1 branch, joint 1, the wrist angle α, joint 6 and the planar sum φ of the first wrist
+/// branch; per wrist branch w and joint-1 branch, the elbow offset γ; per arm branch
+/// b = 4 · (elbow branch) + 2 · (wrist branch) + (joint-1 branch), joint 2. The two joint-1
+/// branches sit side by side, as they are computed.
+struct ThreeParallelAngles {
+  static constexpr std::size_t kJoint1 = 0;
+  static constexpr std::size_t kWrist = 2;
+  static constexpr std::size_t kJoint6 = 4;
+  static constexpr std::size_t kPlanarSum = 6;
+  static constexpr std::size_t kElbowOffset = 8;
+  static constexpr std::size_t kJoint2 = 12;
+  static constexpr std::size_t kCount = 20;
+
+  // Left uninitialised: the closed form sets every slot before the atan2.
+  std::array<double, kCount> y;
+  std::array<double, kCount> x;
+
+  /// Sets the slots `first` and `first` + 1 from the lanes of (x, y); (0, 1) where `valid` is
+  /// not set, so that the unused lanes stay finite.
+  [[gnu::always_inline]] void set(std::size_t first, Double2 dx, Double2 dy, Mask2 valid) {
+    const Double2 sy = select(valid, dy, splat(0.0));
+    const Double2 sx = select(valid, dx, splat(1.0));
+    y[first] = sy[0];
+    y[first + 1] = sy[1];
+    x[first] = sx[0];
+    x[first + 1] = sx[1];
+  }
+};
+
+/// \returns θ within (−π, π] for θ within (−3π, 3π].
+inline double wrappedAngle(double theta) {
+  if (theta > kPi)
+    return theta - 2.0 * kPi;
+  if (theta <= -kPi)
+    return theta + 2.0 * kPi;
+  return theta;
+}
+
+/// The elbow pair of the planar arm per lane, for the squared distance `tt` from axis 2 to q4:
+/// the directions ψ = β ± γ of the elbow angle (β = arm.linkAngle), of unit length, and the
+/// direction of γ, of any length; `reached` where |cos γ| ≤ 1 + kReachTolerance, `single` where
+/// the two coincide (cos γ snapped to ±1). As solveCosSin, lane by lane.
+struct ElbowPair {
+  CosSin2 plus;
+  CosSin2 minus;
+  CosSin2 offset;
+  Mask2 reached;
+  Mask2 single;
+};
+
+[[gnu::always_inline]] inline ElbowPair elbowPairOf(const ThreeParallelArm& arm, Double2 tt) {
+  const double a = arm.linkCosine;
+  const double b = arm.linkSine;
+  const double rho = arm.linkProduct;
+  const Double2 c = 0.5 * (tt - arm.linkSquares);
+  const Double2 ratio = c / rho;
+  const Double2 size = select(ratio < 0.0, -ratio, ratio);
+  ElbowPair e;
+  e.reached = size <= 1.0 + kReachTolerance;
+  e.single = size >= 1.0 - kReachTolerance;
+  const Double2 snapped = select(e.single, select(ratio > 0.0, splat(rho), splat(-rho)), c);
+  const Double2 hh = rho * rho - snapped * snapped;
+  // Unreached lanes give h = 0; they are not used.
+  const Double2 h = sqrt(select(hh > 0.0, hh, splat(0.0)));
+  const double inverse = arm.linkInverse;
+  e.plus = {(a * snapped - b * h) * inverse, (b * snapped + a * h) * inverse};
+  e.minus = {(a * snapped + b * h) * inverse, (b * snapped - a * h) * inverse};
+  e.offset = {snapped, h};
+  return e;
+}
+
+/// Solves the target (rotation `r`, position `p`) into `out` (up to 8 solutions, radians), the
+/// free joints at `free`'s values: joint 1 on the shoulder singularity, joint 2 when q4 lies on
+/// axis 2, joint 6 on the wrist singularity. `AtanWidth` is the width of the final atan2: 2, or
+/// 4 where the code is built for AVX.
+template <std::size_t AtanWidth = 2>
+inline void solveThreeParallelLanes(const ThreeParallelArm& arm, const Mat3& r, const Vec3& p,
+                                    const FreeJoints& free, BaseSolutions& out) {
+  using Slot = ThreeParallelAngles;
+  out.count = 0;
+  ThreeParallelAngles angles;
+  const Vec3& k1 = arm.axes[0];
+  const Vec3& k = arm.axes[1];
+  // The target's C relative to q1.
+  const Vec3 u = p + r * arm.centreInFlange - arm.shoulderPoint;
+
+  // Joint 1.
+  const double along1 = k1.dot(u);
+  const double a1 = k.dot(u) - arm.axis12Cosine * along1;
+  const double b1 = u.dot(arm.axis12Normal);
+  const double c1 = arm.wristAlongAxis2 - arm.axis12Cosine * along1;
+  const double rho1 = std::sqrt(a1 * a1 + b1 * b1);
+  std::array<CosSin, 2> joint1{};
+  std::size_t n1 = 0;
+  const bool shoulderSingular = rho1 < kAxisDistanceTolerance * arm.axis2Sine &&
+                                std::abs(c1) < kAxisDistanceTolerance * arm.axis2Sine;
+  // On the shoulder singularity any joint 1 keeps C; the seed's value and the half turn from it
+  // give the two shoulder branches.
+  const std::array<double, 2> freeJoint1{free.joint1, halfTurnFrom(free.joint1)};
+  if (shoulderSingular) {
+    for (std::size_t i1 = 0; i1 < 2; ++i1)
+      joint1[i1] = {std::cos(freeJoint1[i1]), std::sin(freeJoint1[i1])};
+    n1 = 2;
+  } else {
+    CosSin unused;
+    n1 = solveCosSin(a1, b1, c1, rho1, joint1, unused);
+  }
+  if (n1 == 0)
+    return;
+  const Mask2 valid{-1, n1 > 1 ? -1 : 0};
+  const CosSin2 dir1{Double2{joint1[0].c, joint1[1].c}, Double2{joint1[0].s, joint1[1].s}};
+  angles.set(Slot::kJoint1, dir1.c, dir1.s, valid);
+
+  // The target's C and R R_Mᵀ k6, k5 and e, turned back by joint 1.
+  const Vec3x2 kk1 = Vec3x2::splat(k1);
+  const Vec3x2 kk = Vec3x2::splat(k);
+  const Double2 minusSin1 = -dir1.s;
+  const auto turnedBack = [&](const Vec3& v) {
+    return rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(v));
+  };
+  const Vec3x2 back6 = turnedBack(r * arm.axis6InFlange);
+  const Vec3x2 back5 = turnedBack(r * arm.axis5InFlange);
+  const Vec3x2 back65 = turnedBack(r * arm.axis65InFlange);
+  const Vec3x2 backC = turnedBack(u);
+
+  // Joints 5 and 6 from g = R_M Rᵀ R1 k: g·v = k·(R1ᵀ R R_Mᵀ v).
+  const Double2 cosAlpha = kk.dot(back6);
+  Double2 along65 = kk.dot(back65);  // e·g: sin α cos θ6
+  Double2 along5 = kk.dot(back5);    // k5·g: sin α sin θ6
+  const Double2 sinAlpha = sqrt(along65 * along65 + along5 * along5);
+  angles.set(Slot::kWrist, cosAlpha, sinAlpha, valid);
+  angles.set(Slot::kJoint6, along65, along5, valid);
+  const Mask2 wristSingular = (sinAlpha < kWristSingularSine) & valid;
+  if (any(wristSingular)) [[unlikely]] {
+    // Joint 6 free: at the seed's value.
+    along65 = select(wristSingular, splat(std::cos(free.joint6)), along65);
+    along5 = select(wristSingular, splat(std::sin(free.joint6)), along5);
+  }
+  // The planar sum φ turns k5 onto R1ᵀ R R_Mᵀ R6ᵀ k5, R6ᵀ k5 scaled by sin α.
+  const Vec3x2 turned = back5 * along65 - back65 * along5;
+  const Double2 sumX = Vec3x2::splat(arm.planeX).dot(turned);
+  const Double2 sumY = Vec3x2::splat(arm.planeY).dot(turned);
+  angles.set(Slot::kPlanarSum, sumX, sumY, valid);
+  const CosSin2 sum = normalized(CosSin2{sumX, sumY});
+  // C turned back by joint 1, relative to q2, in the plane; q4 lies ± Rot(k, φ)(q4 − C) from it.
+  const Double2 centreX = Vec3x2::splat(arm.planeX).dot(backC) + arm.shoulderToAxis2.x;
+  const Double2 centreY = Vec3x2::splat(arm.planeY).dot(backC) + arm.shoulderToAxis2.y;
+  const PlaneVec& d = arm.wristOffset;
+  const Double2 offsetX = sum.c * d.x - sum.s * d.y;
+  const Double2 offsetY = sum.s * d.x + sum.c * d.y;
+
+  std::array<ElbowPair, 2> elbows;
+  std::array<Mask2, 2> onAxis2;
+  for (std::size_t w = 0; w < 2; ++w) {
+    // The second wrist branch turns the planar sum by a half turn.
+    const Double2 tx = w == 0 ? centreX + offsetX : centreX - offsetX;
+    const Double2 ty = w == 0 ? centreY + offsetY : centreY - offsetY;
+    const Double2 tt = tx * tx + ty * ty;
+    onAxis2[w] = tt < kAxisDistanceTolerance * kAxisDistanceTolerance;
+    ElbowPair& e = elbows[w];
+    e = elbowPairOf(arm, tt);
+    const Mask2 used = valid & e.reached & (w == 0 ? ~Mask2{} : ~wristSingular);
+    e.reached = used;
+    angles.set(Slot::kElbowOffset + 2 * w, e.offset.c, e.offset.s, used);
+    // Joint 2: the turn about k from the reach of the two links to t.
+    for (std::size_t i3 = 0; i3 < 2; ++i3) {
+      const CosSin2& psi = i3 == 0 ? e.plus : e.minus;
+      const Double2 reachX = arm.upperArm.x + arm.forearm.x * psi.c + arm.forearmNormal.x * psi.s;
+      const Double2 reachY = arm.upperArm.y + arm.forearm.y * psi.c + arm.forearmNormal.y * psi.s;
+      angles.set(Slot::kJoint2 + 4 * i3 + 2 * w, reachX * tx + reachY * ty,
+                 reachX * ty - reachY * tx, used);
+    }
+  }
+
+  std::array<double, Slot::kCount> theta;
+  atan2s<AtanWidth>(angles.y, angles.x, theta);
+  // The list is sorted by the labels' bits (shoulder behind, elbow, wrist flipped), then by the
+  // joints; the solutions come out in about that order, so that the sort finds them mostly in
+  // place: the joint-1 branch whose label point lies more in front of it first, then per branch
+  // the elbow angles and joints 5 in descending order (the bits are set below a threshold).
+  const Vec3 labelPoint = p - r * Vec3{0.0, 0.0, arm.labelOffset};
+  const std::size_t firstLane =
+      n1 == 2 &&
+              labelPoint.x * (dir1.c[1] - dir1.c[0]) + labelPoint.y * (dir1.s[1] - dir1.s[0]) > 0.0
+          ? 1
+          : 0;
+  for (std::size_t lane = 0; lane < n1; ++lane) {
+    const std::size_t i1 = lane ^ firstLane;
+    const double theta1 = shoulderSingular ? freeJoint1[i1] : theta[Slot::kJoint1 + i1];
+    const double alpha = theta[Slot::kWrist + i1];
+    const double phi = theta[Slot::kPlanarSum + i1];
+    const double joint6 = theta[Slot::kJoint6 + i1];
+    const bool singular = wristSingular[i1] != 0;
+    // Per wrist branch: joints 5 and 6, the planar sum, and joint 3's elbow angles.
+    const std::array<double, 2> theta5{
+        wrappedAngle(arm.wristZero + (singular ? (cosAlpha[i1] > 0.0 ? 0.0 : kPi) : alpha)),
+        wrappedAngle(arm.wristZero - alpha)};
+    const std::array<double, 2> theta6{singular ? free.joint6 : joint6, halfTurnFrom(joint6)};
+    const std::array<double, 2> planarSum{phi, halfTurnFrom(phi)};
+    std::array<std::array<double, 2>, 2> psi{};
+    std::array<std::size_t, 2> firstElbow{};
+    for (std::size_t w = 0; w < 2; ++w) {
+      const double gamma = theta[Slot::kElbowOffset + 2 * w + i1];
+      psi[w] = {wrappedAngle(arm.linkAngle + gamma), wrappedAngle(arm.linkAngle - gamma)};
+      firstElbow[w] = arm.axis3Sign * (psi[w][1] - psi[w][0]) > 0.0 ? 1 : 0;
+    }
+    const std::size_t firstWrist = !singular && theta5[1] > theta5[0] ? 1 : 0;
+    for (std::size_t elbow = 0; elbow < 2; ++elbow) {
+      for (std::size_t wrist = 0; wrist < (singular ? 1U : 2U); ++wrist) {
+        const std::size_t w = wrist ^ firstWrist;
+        const std::size_t i3 = elbow ^ firstElbow[w];
+        const ElbowPair& e = elbows[w];
+        if (e.reached[i1] == 0 || (i3 == 1 && e.single[i1] != 0))
+          continue;
+        const double theta2 =
+            onAxis2[w][i1] != 0 ? free.joint2 : theta[Slot::kJoint2 + 4 * i3 + 2 * w + i1];
+        out.solutions[out.count++] = {
+            theta1,
+            theta2,
+            wrappedAngle(arm.axis3Sign * psi[w][i3]),
+            arm.axis4Sign * wrappedAngle(planarSum[w] - theta2 - psi[w][i3]),
+            theta5[w],
+            theta6[w]};
+      }
+    }
+  }
+}
+
+/// solveThreeParallelLanes compiled for the processor's baseline instruction set, and for AVX2
+/// with FMA, its atan2 four lanes at a time; solveThreeParallel runs the one the processor has
+/// (see solveClosedFormForProcessor).
+void solveThreeParallelBaseline(const ThreeParallelArm& arm, const Mat3& r, const Vec3& p,
+                                const FreeJoints& free, BaseSolutions& out);
+void solveThreeParallelAvx2(const ThreeParallelArm& arm, const Mat3& r, const Vec3& p,
+                            const FreeJoints& free, BaseSolutions& out);
 void solveThreeParallel(const ThreeParallelArm& arm, const Mat3& r, const Vec3& p,
                         const FreeJoints& free, BaseSolutions& out);
 
