@@ -145,13 +145,15 @@ struct ThreeParallelAngles {
   }
 };
 
-/// \returns θ within (−π, π] for θ within (−3π, 3π].
-inline double wrappedAngle(double theta) {
-  if (theta > kPi)
-    return theta - 2.0 * kPi;
-  if (theta <= -kPi)
-    return theta + 2.0 * kPi;
-  return theta;
+/// \returns θ within (−π, π] per lane for θ within (−3π, 3π]. Without a branch: which way a
+/// sum of angles wraps is as likely one way as the other.
+[[gnu::always_inline]] inline Double2 wrappedLanes(Double2 theta) {
+  return select(theta > kPi, theta - 2.0 * kPi, select(theta <= -kPi, theta + 2.0 * kPi, theta));
+}
+
+/// halfTurnFrom per lane.
+[[gnu::always_inline]] inline Double2 halfTurnLanes(Double2 theta) {
+  return select(theta > 0.0, theta - kPi, theta + kPi);
 }
 
 /// The elbow pair of the planar arm per lane, for the squared distance `tt` from axis 2 to q4:
@@ -171,7 +173,8 @@ struct ElbowPair {
   const double b = arm.linkSine;
   const double rho = arm.linkProduct;
   const Double2 c = 0.5 * (tt - arm.linkSquares);
-  const Double2 ratio = c / rho;
+  // 1 / ρ does not wait on the pose.
+  const Double2 ratio = c * (1.0 / rho);
   const Double2 size = select(ratio < 0.0, -ratio, ratio);
   ElbowPair e;
   e.reached = size <= 1.0 + kReachTolerance;
@@ -187,54 +190,90 @@ struct ElbowPair {
   return e;
 }
 
-/// Solves the target (rotation `r`, position `p`) into `out` (up to 8 solutions, radians), the
-/// free joints at `free`'s values: joint 1 on the shoulder singularity, joint 2 when q4 lies on
-/// axis 2, joint 6 on the wrist singularity. `AtanWidth` is the width of the final atan2: 2, or
-/// 4 where the code is built for AVX.
-template <std::size_t AtanWidth = 2>
-inline void solveThreeParallelLanes(const ThreeParallelArm& arm, const Mat3& r, const Vec3& p,
-                                    const FreeJoints& free, BaseSolutions& out) {
-  using Slot = ThreeParallelAngles;
-  out.count = 0;
+/// What the lane-wise part of the closed form hands on to the listing of the solutions, the two
+/// joint-1 branches side by side; per wrist branch w, `reached` where its elbow reaches, `single`
+/// where its two elbows coincide, `onAxis2` where its q4 lies on axis 2 (joint 2 free).
+struct ThreeParallelBranches {
   ThreeParallelAngles angles;
-  const Vec3& k1 = arm.axes[0];
-  const Vec3& k = arm.axes[1];
-  // The target's C relative to q1.
-  const Vec3 u = p + r * arm.centreInFlange - arm.shoulderPoint;
+  std::size_t joint1Count{0};
+  bool shoulderSingular{false};
+  std::array<double, 2> freeJoint1{};
+  CosSin2 joint1{};
+  Mask2 valid{};
+  Double2 cosAlpha{};
+  Mask2 wristSingular{};
+  std::array<Mask2, 2> reached{};
+  std::array<Mask2, 2> single{};
+  std::array<Mask2, 2> onAxis2{};
+};
 
-  // Joint 1.
+/// Joint 1 for C at `u` (relative to q1) into `b`; \returns false where C is out of reach.
+[[gnu::always_inline]] inline bool solveJoint1(const ThreeParallelArm& arm, const Vec3& u,
+                                               const FreeJoints& free, ThreeParallelBranches& b) {
+  const Vec3& k1 = arm.axes[0];
   const double along1 = k1.dot(u);
-  const double a1 = k.dot(u) - arm.axis12Cosine * along1;
+  const double a1 = arm.axes[1].dot(u) - arm.axis12Cosine * along1;
   const double b1 = u.dot(arm.axis12Normal);
   const double c1 = arm.wristAlongAxis2 - arm.axis12Cosine * along1;
   const double rho1 = std::sqrt(a1 * a1 + b1 * b1);
   std::array<CosSin, 2> joint1{};
-  std::size_t n1 = 0;
-  const bool shoulderSingular = rho1 < kAxisDistanceTolerance * arm.axis2Sine &&
-                                std::abs(c1) < kAxisDistanceTolerance * arm.axis2Sine;
+  b.shoulderSingular = rho1 < kAxisDistanceTolerance * arm.axis2Sine &&
+                       std::abs(c1) < kAxisDistanceTolerance * arm.axis2Sine;
   // On the shoulder singularity any joint 1 keeps C; the seed's value and the half turn from it
   // give the two shoulder branches.
-  const std::array<double, 2> freeJoint1{free.joint1, halfTurnFrom(free.joint1)};
-  if (shoulderSingular) {
+  b.freeJoint1 = {free.joint1, halfTurnFrom(free.joint1)};
+  if (b.shoulderSingular) {
     for (std::size_t i1 = 0; i1 < 2; ++i1)
-      joint1[i1] = {std::cos(freeJoint1[i1]), std::sin(freeJoint1[i1])};
-    n1 = 2;
+      joint1[i1] = {std::cos(b.freeJoint1[i1]), std::sin(b.freeJoint1[i1])};
+    b.joint1Count = 2;
   } else {
     CosSin unused;
-    n1 = solveCosSin(a1, b1, c1, rho1, joint1, unused);
+    b.joint1Count = solveCosSin(a1, b1, c1, rho1, joint1, unused);
   }
-  if (n1 == 0)
-    return;
-  const Mask2 valid{-1, n1 > 1 ? -1 : 0};
-  const CosSin2 dir1{Double2{joint1[0].c, joint1[1].c}, Double2{joint1[0].s, joint1[1].s}};
-  angles.set(Slot::kJoint1, dir1.c, dir1.s, valid);
+  b.valid = Mask2{-1, b.joint1Count > 1 ? -1 : 0};
+  b.joint1 = {Double2{joint1[0].c, joint1[1].c}, Double2{joint1[0].s, joint1[1].s}};
+  b.angles.set(ThreeParallelAngles::kJoint1, b.joint1.c, b.joint1.s, b.valid);
+  return b.joint1Count > 0;
+}
 
+/// The elbows and joint 2 of both wrist branches into `b`, for C turned back by joint 1 at
+/// `centre` (relative to q2, in the plane) and Rot(k, φ)(q4 − C) at `offset`.
+[[gnu::always_inline]] inline void solveElbows(const ThreeParallelArm& arm, const CosSin2& centre,
+                                               const CosSin2& offset, ThreeParallelBranches& b) {
+  using Slot = ThreeParallelAngles;
+  for (std::size_t w = 0; w < 2; ++w) {
+    // The second wrist branch turns the planar sum by a half turn.
+    const Double2 tx = w == 0 ? centre.c + offset.c : centre.c - offset.c;
+    const Double2 ty = w == 0 ? centre.s + offset.s : centre.s - offset.s;
+    const Double2 tt = tx * tx + ty * ty;
+    b.onAxis2[w] = tt < kAxisDistanceTolerance * kAxisDistanceTolerance;
+    const ElbowPair e = elbowPairOf(arm, tt);
+    b.reached[w] = b.valid & e.reached & (w == 0 ? ~Mask2{} : ~b.wristSingular);
+    b.single[w] = e.single;
+    b.angles.set(Slot::kElbowOffset + 2 * w, e.offset.c, e.offset.s, b.reached[w]);
+    // Joint 2: the turn about k from the reach of the two links to t.
+    for (std::size_t i3 = 0; i3 < 2; ++i3) {
+      const CosSin2& psi = i3 == 0 ? e.plus : e.minus;
+      const Double2 reachX = arm.upperArm.x + arm.forearm.x * psi.c + arm.forearmNormal.x * psi.s;
+      const Double2 reachY = arm.upperArm.y + arm.forearm.y * psi.c + arm.forearmNormal.y * psi.s;
+      b.angles.set(Slot::kJoint2 + 4 * i3 + 2 * w, reachX * tx + reachY * ty,
+                   reachX * ty - reachY * tx, b.reached[w]);
+    }
+  }
+}
+
+/// Joints 5 and 6, the planar sum and the elbows into `b`, for the target (rotation `r`, C at
+/// `u` relative to q1) and the joint-1 branches of `b`.
+[[gnu::always_inline]] inline void solveWristAndElbows(const ThreeParallelArm& arm, const Mat3& r,
+                                                       const Vec3& u, const FreeJoints& free,
+                                                       ThreeParallelBranches& b) {
+  using Slot = ThreeParallelAngles;
   // The target's C and R R_Mᵀ k6, k5 and e, turned back by joint 1.
-  const Vec3x2 kk1 = Vec3x2::splat(k1);
-  const Vec3x2 kk = Vec3x2::splat(k);
-  const Double2 minusSin1 = -dir1.s;
+  const Vec3x2 kk1 = Vec3x2::splat(arm.axes[0]);
+  const Vec3x2 kk = Vec3x2::splat(arm.axes[1]);
+  const Double2 minusSin1 = -b.joint1.s;
   const auto turnedBack = [&](const Vec3& v) {
-    return rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(v));
+    return rotateAbout(kk1, b.joint1.c, minusSin1, Vec3x2::splat(v));
   };
   const Vec3x2 back6 = turnedBack(r * arm.axis6InFlange);
   const Vec3x2 back5 = turnedBack(r * arm.axis5InFlange);
@@ -242,106 +281,116 @@ inline void solveThreeParallelLanes(const ThreeParallelArm& arm, const Mat3& r, 
   const Vec3x2 backC = turnedBack(u);
 
   // Joints 5 and 6 from g = R_M Rᵀ R1 k: g·v = k·(R1ᵀ R R_Mᵀ v).
-  const Double2 cosAlpha = kk.dot(back6);
+  b.cosAlpha = kk.dot(back6);
   Double2 along65 = kk.dot(back65);  // e·g: sin α cos θ6
   Double2 along5 = kk.dot(back5);    // k5·g: sin α sin θ6
   const Double2 sinAlpha = sqrt(along65 * along65 + along5 * along5);
-  angles.set(Slot::kWrist, cosAlpha, sinAlpha, valid);
-  angles.set(Slot::kJoint6, along65, along5, valid);
-  const Mask2 wristSingular = (sinAlpha < kWristSingularSine) & valid;
-  if (any(wristSingular)) [[unlikely]] {
+  b.angles.set(Slot::kWrist, b.cosAlpha, sinAlpha, b.valid);
+  b.angles.set(Slot::kJoint6, along65, along5, b.valid);
+  b.wristSingular = (sinAlpha < kWristSingularSine) & b.valid;
+  if (any(b.wristSingular)) [[unlikely]] {
     // Joint 6 free: at the seed's value.
-    along65 = select(wristSingular, splat(std::cos(free.joint6)), along65);
-    along5 = select(wristSingular, splat(std::sin(free.joint6)), along5);
+    along65 = select(b.wristSingular, splat(std::cos(free.joint6)), along65);
+    along5 = select(b.wristSingular, splat(std::sin(free.joint6)), along5);
   }
   // The planar sum φ turns k5 onto R1ᵀ R R_Mᵀ R6ᵀ k5, R6ᵀ k5 scaled by sin α.
   const Vec3x2 turned = back5 * along65 - back65 * along5;
-  const Double2 sumX = Vec3x2::splat(arm.planeX).dot(turned);
-  const Double2 sumY = Vec3x2::splat(arm.planeY).dot(turned);
-  angles.set(Slot::kPlanarSum, sumX, sumY, valid);
-  const CosSin2 sum = normalized(CosSin2{sumX, sumY});
+  const Vec3x2 planeX = Vec3x2::splat(arm.planeX);
+  const Vec3x2 planeY = Vec3x2::splat(arm.planeY);
+  const Double2 sumX = planeX.dot(turned);
+  const Double2 sumY = planeY.dot(turned);
+  b.angles.set(Slot::kPlanarSum, sumX, sumY, b.valid);
+  // (sumX, sumY) is as long as (e·g, k5·g), sin α, up to rounding (1 where joint 6 is free): the
+  // division by it does not wait on the turns.
+  const Double2 inverseLength = 1.0 / select(sinAlpha < kWristSingularSine, splat(1.0), sinAlpha);
+  const CosSin2 sum{sumX * inverseLength, sumY * inverseLength};
   // C turned back by joint 1, relative to q2, in the plane; q4 lies ± Rot(k, φ)(q4 − C) from it.
-  const Double2 centreX = Vec3x2::splat(arm.planeX).dot(backC) + arm.shoulderToAxis2.x;
-  const Double2 centreY = Vec3x2::splat(arm.planeY).dot(backC) + arm.shoulderToAxis2.y;
+  const CosSin2 centre{planeX.dot(backC) + arm.shoulderToAxis2.x,
+                       planeY.dot(backC) + arm.shoulderToAxis2.y};
   const PlaneVec& d = arm.wristOffset;
-  const Double2 offsetX = sum.c * d.x - sum.s * d.y;
-  const Double2 offsetY = sum.s * d.x + sum.c * d.y;
+  solveElbows(arm, centre, {sum.c * d.x - sum.s * d.y, sum.s * d.x + sum.c * d.y}, b);
+}
 
-  std::array<ElbowPair, 2> elbows;
-  std::array<Mask2, 2> onAxis2;
+/// The joint values of the branches of `b` from their angles `theta` into `out`.
+///
+/// The list is sorted by the labels' bits (shoulder behind, elbow, wrist flipped), then by the
+/// joints; the solutions come out in about that order, so that the sort finds them mostly in
+/// place: the joint-1 branch whose label point (`labelPoint`) lies more in front of it first,
+/// then per joint-1 branch the elbow angles and joints 5 in descending order (their bits are set
+/// below a threshold).
+[[gnu::always_inline]] inline void listSolutions(
+    const ThreeParallelArm& arm, const ThreeParallelBranches& b,
+    const std::array<double, ThreeParallelAngles::kCount>& theta, const FreeJoints& free,
+    const Vec3& labelPoint, BaseSolutions& out) {
+  using Slot = ThreeParallelAngles;
+  const auto pair = [&](std::size_t slot) { return Double2{theta[slot], theta[slot + 1]}; };
+  // Per wrist branch w: joints 5 and 6 and the planar sum; per w and elbow branch: joints 2 to 4.
+  const Double2 alpha = pair(Slot::kWrist);
+  const Double2 joint6 = pair(Slot::kJoint6);
+  const Double2 phi = pair(Slot::kPlanarSum);
+  // On the wrist singularity joint 5 is θ0 or θ0 + π, joint 6 free.
+  const Double2 wristAngle =
+      select(b.wristSingular, select(b.cosAlpha > 0.0, splat(0.0), splat(kPi)), alpha);
+  const std::array<Double2, 2> theta5{wrappedLanes(arm.wristZero + wristAngle),
+                                      wrappedLanes(arm.wristZero - alpha)};
+  const std::array<Double2, 2> theta6{select(b.wristSingular, splat(free.joint6), joint6),
+                                      halfTurnLanes(joint6)};
+  const std::array<Double2, 2> planarSum{phi, halfTurnLanes(phi)};
+  std::array<std::array<std::array<Double2, 3>, 2>, 2> joints234;  // [w][i3]: joints 2 to 4
+  std::array<Mask2, 2> firstElbow{};
   for (std::size_t w = 0; w < 2; ++w) {
-    // The second wrist branch turns the planar sum by a half turn.
-    const Double2 tx = w == 0 ? centreX + offsetX : centreX - offsetX;
-    const Double2 ty = w == 0 ? centreY + offsetY : centreY - offsetY;
-    const Double2 tt = tx * tx + ty * ty;
-    onAxis2[w] = tt < kAxisDistanceTolerance * kAxisDistanceTolerance;
-    ElbowPair& e = elbows[w];
-    e = elbowPairOf(arm, tt);
-    const Mask2 used = valid & e.reached & (w == 0 ? ~Mask2{} : ~wristSingular);
-    e.reached = used;
-    angles.set(Slot::kElbowOffset + 2 * w, e.offset.c, e.offset.s, used);
-    // Joint 2: the turn about k from the reach of the two links to t.
+    const Double2 gamma = pair(Slot::kElbowOffset + 2 * w);
     for (std::size_t i3 = 0; i3 < 2; ++i3) {
-      const CosSin2& psi = i3 == 0 ? e.plus : e.minus;
-      const Double2 reachX = arm.upperArm.x + arm.forearm.x * psi.c + arm.forearmNormal.x * psi.s;
-      const Double2 reachY = arm.upperArm.y + arm.forearm.y * psi.c + arm.forearmNormal.y * psi.s;
-      angles.set(Slot::kJoint2 + 4 * i3 + 2 * w, reachX * tx + reachY * ty,
-                 reachX * ty - reachY * tx, used);
+      const Double2 psi = wrappedLanes(arm.linkAngle + (i3 == 0 ? gamma : -gamma));
+      const Double2 theta2 =
+          select(b.onAxis2[w], splat(free.joint2), pair(Slot::kJoint2 + 4 * i3 + 2 * w));
+      joints234[w][i3] = {theta2, wrappedLanes(arm.axis3Sign * psi),
+                          arm.axis4Sign * wrappedLanes(planarSum[w] - theta2 - psi)};
     }
+    firstElbow[w] = arm.axis3Sign * (joints234[w][1][1] - joints234[w][0][1]) > 0.0;
   }
-
-  std::array<double, Slot::kCount> theta;
-  atan2s<AtanWidth>(angles.y, angles.x, theta);
-  // The list is sorted by the labels' bits (shoulder behind, elbow, wrist flipped), then by the
-  // joints; the solutions come out in about that order, so that the sort finds them mostly in
-  // place: the joint-1 branch whose label point lies more in front of it first, then per branch
-  // the elbow angles and joints 5 in descending order (the bits are set below a threshold).
-  const Vec3 labelPoint = p - r * Vec3{0.0, 0.0, arm.labelOffset};
+  const Mask2 firstWrist = ~b.wristSingular & (theta5[1] > theta5[0]);
   const std::size_t firstLane =
-      n1 == 2 &&
-              labelPoint.x * (dir1.c[1] - dir1.c[0]) + labelPoint.y * (dir1.s[1] - dir1.s[0]) > 0.0
+      b.joint1Count == 2 && labelPoint.x * (b.joint1.c[1] - b.joint1.c[0]) +
+                                    labelPoint.y * (b.joint1.s[1] - b.joint1.s[0]) >
+                                0.0
           ? 1
           : 0;
-  for (std::size_t lane = 0; lane < n1; ++lane) {
+  for (std::size_t lane = 0; lane < b.joint1Count; ++lane) {
     const std::size_t i1 = lane ^ firstLane;
-    const double theta1 = shoulderSingular ? freeJoint1[i1] : theta[Slot::kJoint1 + i1];
-    const double alpha = theta[Slot::kWrist + i1];
-    const double phi = theta[Slot::kPlanarSum + i1];
-    const double joint6 = theta[Slot::kJoint6 + i1];
-    const bool singular = wristSingular[i1] != 0;
-    // Per wrist branch: joints 5 and 6, the planar sum, and joint 3's elbow angles.
-    const std::array<double, 2> theta5{
-        wrappedAngle(arm.wristZero + (singular ? (cosAlpha[i1] > 0.0 ? 0.0 : kPi) : alpha)),
-        wrappedAngle(arm.wristZero - alpha)};
-    const std::array<double, 2> theta6{singular ? free.joint6 : joint6, halfTurnFrom(joint6)};
-    const std::array<double, 2> planarSum{phi, halfTurnFrom(phi)};
-    std::array<std::array<double, 2>, 2> psi{};
-    std::array<std::size_t, 2> firstElbow{};
-    for (std::size_t w = 0; w < 2; ++w) {
-      const double gamma = theta[Slot::kElbowOffset + 2 * w + i1];
-      psi[w] = {wrappedAngle(arm.linkAngle + gamma), wrappedAngle(arm.linkAngle - gamma)};
-      firstElbow[w] = arm.axis3Sign * (psi[w][1] - psi[w][0]) > 0.0 ? 1 : 0;
-    }
-    const std::size_t firstWrist = !singular && theta5[1] > theta5[0] ? 1 : 0;
+    const double theta1 = b.shoulderSingular ? b.freeJoint1[i1] : theta[Slot::kJoint1 + i1];
+    const bool singular = b.wristSingular[i1] != 0;
     for (std::size_t elbow = 0; elbow < 2; ++elbow) {
       for (std::size_t wrist = 0; wrist < (singular ? 1U : 2U); ++wrist) {
-        const std::size_t w = wrist ^ firstWrist;
-        const std::size_t i3 = elbow ^ firstElbow[w];
-        const ElbowPair& e = elbows[w];
-        if (e.reached[i1] == 0 || (i3 == 1 && e.single[i1] != 0))
+        const std::size_t w = wrist ^ (firstWrist[i1] != 0 ? 1U : 0U);
+        const std::size_t i3 = elbow ^ (firstElbow[w][i1] != 0 ? 1U : 0U);
+        if (b.reached[w][i1] == 0 || (i3 == 1 && b.single[w][i1] != 0))
           continue;
-        const double theta2 =
-            onAxis2[w][i1] != 0 ? free.joint2 : theta[Slot::kJoint2 + 4 * i3 + 2 * w + i1];
-        out.solutions[out.count++] = {
-            theta1,
-            theta2,
-            wrappedAngle(arm.axis3Sign * psi[w][i3]),
-            arm.axis4Sign * wrappedAngle(planarSum[w] - theta2 - psi[w][i3]),
-            theta5[w],
-            theta6[w]};
+        const std::array<Double2, 3>& j = joints234[w][i3];
+        out.solutions[out.count++] = {theta1,   j[0][i1],      j[1][i1],
+                                      j[2][i1], theta5[w][i1], theta6[w][i1]};
       }
     }
   }
+}
+
+/// Solves the target (rotation `r`, position `p`) into `out` (up to 8 solutions, radians), the
+/// free joints at `free`'s values: joint 1 on the shoulder singularity, joint 2 when q4 lies on
+/// axis 2, joint 6 on the wrist singularity. `AtanWidth` is the width of the final atan2: 2, or
+/// 4 where the code is built for AVX.
+template <std::size_t AtanWidth = 2>
+inline void solveThreeParallelLanes(const ThreeParallelArm& arm, const Mat3& r, const Vec3& p,
+                                    const FreeJoints& free, BaseSolutions& out) {
+  out.count = 0;
+  // The target's C relative to q1.
+  const Vec3 u = p + r * arm.centreInFlange - arm.shoulderPoint;
+  ThreeParallelBranches b;
+  if (!solveJoint1(arm, u, free, b))
+    return;
+  solveWristAndElbows(arm, r, u, free, b);
+  std::array<double, ThreeParallelAngles::kCount> theta;
+  atan2s<AtanWidth>(b.angles.y, b.angles.x, theta);
+  listSolutions(arm, b, theta, free, p - r * Vec3{0.0, 0.0, arm.labelOffset}, out);
 }
 
 /// solveThreeParallelLanes compiled for the processor's baseline instruction set, and for AVX2
