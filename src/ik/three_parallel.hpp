@@ -207,31 +207,18 @@ struct ThreeParallelBranches {
   std::array<Mask2, 2> onAxis2{};
 };
 
-/// Joint 1 for C at `u` (relative to q1) into `b`; \returns false where C is out of reach.
-[[gnu::always_inline]] inline bool solveJoint1(const ThreeParallelArm& arm, const Vec3& u,
-                                               const FreeJoints& free, ThreeParallelBranches& b) {
-  const Vec3& k1 = arm.axes[0];
-  const double along1 = k1.dot(u);
-  const double a1 = arm.axes[1].dot(u) - arm.axis12Cosine * along1;
-  const double b1 = u.dot(arm.axis12Normal);
-  const double c1 = arm.wristAlongAxis2 - arm.axis12Cosine * along1;
-  const double rho1 = std::sqrt(a1 * a1 + b1 * b1);
-  std::array<CosSin, 2> joint1{};
-  b.shoulderSingular = rho1 < kAxisDistanceTolerance * arm.axis2Sine &&
-                       std::abs(c1) < kAxisDistanceTolerance * arm.axis2Sine;
-  // On the shoulder singularity any joint 1 keeps C; the seed's value and the half turn from it
-  // give the two shoulder branches.
-  b.freeJoint1 = {free.joint1, halfTurnFrom(free.joint1)};
-  if (b.shoulderSingular) {
-    for (std::size_t i1 = 0; i1 < 2; ++i1)
-      joint1[i1] = {std::cos(b.freeJoint1[i1]), std::sin(b.freeJoint1[i1])};
-    b.joint1Count = 2;
-  } else {
-    CosSin unused;
-    b.joint1Count = solveCosSin(a1, b1, c1, rho1, joint1, unused);
-  }
+/// Joint 1 for C at `u` (relative to q1) into `b`, as the spherical wrist's for its wrist centre;
+/// \returns false where C is out of reach.
+[[gnu::always_inline]] inline bool solveJoint1Lanes(const ThreeParallelArm& arm, const Vec3& u,
+                                                    const FreeJoints& free,
+                                                    ThreeParallelBranches& b) {
+  const Joint1Branches joint1 = solveJoint1(arm, u, free, 0.0);
+  b.joint1Count = joint1.count;
+  b.shoulderSingular = joint1.shoulderSingular;
+  b.freeJoint1 = joint1.freeAngles;
+  const std::array<CosSin, 2>& d = joint1.directions;
   b.valid = Mask2{-1, b.joint1Count > 1 ? -1 : 0};
-  b.joint1 = {Double2{joint1[0].c, joint1[1].c}, Double2{joint1[0].s, joint1[1].s}};
+  b.joint1 = {Double2{d[0].c, d[1].c}, Double2{d[0].s, d[1].s}};
   b.angles.set(ThreeParallelAngles::kJoint1, b.joint1.c, b.joint1.s, b.valid);
   return b.joint1Count > 0;
 }
@@ -385,7 +372,7 @@ inline void solveThreeParallelLanes(const ThreeParallelArm& arm, const Mat3& r, 
   // The target's C relative to q1.
   const Vec3 u = p + r * arm.centreInFlange - arm.shoulderPoint;
   ThreeParallelBranches b;
-  if (!solveJoint1(arm, u, free, b))
+  if (!solveJoint1Lanes(arm, u, free, b))
     return;
   solveWristAndElbows(arm, r, u, free, b);
   std::array<double, ThreeParallelAngles::kCount> theta;
