@@ -115,11 +115,11 @@ struct ThreeParallelArm {
 /// of meeting, axes 1 and 2 at least 1e-3 from parallel in the sine, links of 1e-3 mm or more).
 ThreeParallelArm MakeThreeParallelArm(const RobotConfig& robot);
 
-/// The angles of one pose's closed form as (y, x) pairs of atan2, evaluated all at once: per
-/// joint-1 branch, joint 1, the wrist angle α, joint 6 and the planar sum φ of the first wrist
-/// branch; per wrist branch w and joint-1 branch, the elbow offset γ; per arm branch
-/// b = 4 · (elbow branch) + 2 · (wrist branch) + (joint-1 branch), joint 2. The two joint-1
-/// branches sit side by side, as they are computed.
+/// The slots of one pose's angles, (y, x) pairs of atan2 evaluated all at once, in the storage
+/// of the spherical wrist's (ClosedFormAngles): per joint-1 branch, joint 1, the wrist angle α,
+/// joint 6 and the planar sum φ of the first wrist branch; per wrist branch w and joint-1 branch,
+/// the elbow offset γ; per arm branch b = 4 · (elbow branch) + 2 · (wrist branch) + (joint-1
+/// branch), joint 2. The two joint-1 branches sit side by side, as they are computed.
 struct ThreeParallelAngles {
   static constexpr std::size_t kJoint1 = 0;
   static constexpr std::size_t kWrist = 2;
@@ -128,22 +128,8 @@ struct ThreeParallelAngles {
   static constexpr std::size_t kElbowOffset = 8;
   static constexpr std::size_t kJoint2 = 12;
   static constexpr std::size_t kCount = 20;
-
-  // Left uninitialised: the closed form sets every slot before the atan2.
-  std::array<double, kCount> y;
-  std::array<double, kCount> x;
-
-  /// Sets the slots `first` and `first` + 1 from the lanes of (x, y); (0, 1) where `valid` is
-  /// not set, so that the unused lanes stay finite.
-  [[gnu::always_inline]] void set(std::size_t first, Double2 dx, Double2 dy, Mask2 valid) {
-    const Double2 sy = select(valid, dy, splat(0.0));
-    const Double2 sx = select(valid, dx, splat(1.0));
-    y[first] = sy[0];
-    y[first + 1] = sy[1];
-    x[first] = sx[0];
-    x[first + 1] = sx[1];
-  }
 };
+static_assert(ThreeParallelAngles::kCount == ClosedFormAngles::kCount);
 
 /// \returns θ within (−π, π] per lane for θ within (−3π, 3π]. Without a branch: which way a
 /// sum of angles wraps is as likely one way as the other.
@@ -194,7 +180,7 @@ struct ElbowPair {
 /// joint-1 branches side by side; per wrist branch w, `reached` where its elbow reaches, `single`
 /// where its two elbows coincide, `onAxis2` where its q4 lies on axis 2 (joint 2 free).
 struct ThreeParallelBranches {
-  ThreeParallelAngles angles;
+  ClosedFormAngles angles;
   std::size_t joint1Count{0};
   bool shoulderSingular{false};
   std::array<double, 2> freeJoint1{};
@@ -219,7 +205,7 @@ struct ThreeParallelBranches {
   const std::array<CosSin, 2>& d = joint1.directions;
   b.valid = Mask2{-1, b.joint1Count > 1 ? -1 : 0};
   b.joint1 = {Double2{d[0].c, d[1].c}, Double2{d[0].s, d[1].s}};
-  b.angles.set(ThreeParallelAngles::kJoint1, b.joint1.c, b.joint1.s, b.valid);
+  b.angles.set(ThreeParallelAngles::kJoint1, b.joint1, b.valid);
   return b.joint1Count > 0;
 }
 
@@ -237,14 +223,14 @@ struct ThreeParallelBranches {
     const ElbowPair e = elbowPairOf(arm, tt);
     b.reached[w] = b.valid & e.reached & (w == 0 ? ~Mask2{} : ~b.wristSingular);
     b.single[w] = e.single;
-    b.angles.set(Slot::kElbowOffset + 2 * w, e.offset.c, e.offset.s, b.reached[w]);
+    b.angles.set(Slot::kElbowOffset + 2 * w, e.offset, b.reached[w]);
     // Joint 2: the turn about k from the reach of the two links to t.
     for (std::size_t i3 = 0; i3 < 2; ++i3) {
       const CosSin2& psi = i3 == 0 ? e.plus : e.minus;
       const Double2 reachX = arm.upperArm.x + arm.forearm.x * psi.c + arm.forearmNormal.x * psi.s;
       const Double2 reachY = arm.upperArm.y + arm.forearm.y * psi.c + arm.forearmNormal.y * psi.s;
-      b.angles.set(Slot::kJoint2 + 4 * i3 + 2 * w, reachX * tx + reachY * ty,
-                   reachX * ty - reachY * tx, b.reached[w]);
+      b.angles.set(Slot::kJoint2 + 4 * i3 + 2 * w,
+                   {reachX * tx + reachY * ty, reachX * ty - reachY * tx}, b.reached[w]);
     }
   }
 }
@@ -272,8 +258,8 @@ struct ThreeParallelBranches {
   Double2 along65 = kk.dot(back65);  // e·g: sin α cos θ6
   Double2 along5 = kk.dot(back5);    // k5·g: sin α sin θ6
   const Double2 sinAlpha = sqrt(along65 * along65 + along5 * along5);
-  b.angles.set(Slot::kWrist, b.cosAlpha, sinAlpha, b.valid);
-  b.angles.set(Slot::kJoint6, along65, along5, b.valid);
+  b.angles.set(Slot::kWrist, {b.cosAlpha, sinAlpha}, b.valid);
+  b.angles.set(Slot::kJoint6, {along65, along5}, b.valid);
   b.wristSingular = (sinAlpha < kWristSingularSine) & b.valid;
   if (any(b.wristSingular)) [[unlikely]] {
     // Joint 6 free: at the seed's value.
@@ -286,7 +272,7 @@ struct ThreeParallelBranches {
   const Vec3x2 planeY = Vec3x2::splat(arm.planeY);
   const Double2 sumX = planeX.dot(turned);
   const Double2 sumY = planeY.dot(turned);
-  b.angles.set(Slot::kPlanarSum, sumX, sumY, b.valid);
+  b.angles.set(Slot::kPlanarSum, {sumX, sumY}, b.valid);
   // (sumX, sumY) is as long as (e·g, k5·g), sin α, up to rounding (1 where joint 6 is free): the
   // division by it does not wait on the turns.
   const Double2 inverseLength = 1.0 / select(sinAlpha < kWristSingularSine, splat(1.0), sinAlpha);
