@@ -43,6 +43,9 @@ ThreeParallelArm MakeThreeParallelArm(const RobotConfig& robot) {
   arm.axis65InFlange = homeRotation.transposeTimes(k[5].cross(k[4]));
   arm.planeX = normalPart(k[4], k[1]).normalized();
   arm.planeY = k[1].cross(arm.planeX);
+  const std::array<Vec3, 3> basis{k[1], arm.planeX, arm.planeY};
+  for (std::size_t i = 0; i < 3; ++i)
+    arm.turnedBasis[i] = {basis[i], k[0].dot(basis[i]), k[0].cross(basis[i])};
   arm.axis12Cosine = k[0].dot(k[1]);
   arm.wristAlongAxis2 = k[1].dot(meet - q[0]);
   arm.shoulderToAxis2 = inPlane(arm, normalPart(q[0] - q[1], k[1]));

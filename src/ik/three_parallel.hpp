@@ -75,6 +75,14 @@ struct PlaneVec {
   double y{0.0};
 };
 
+/// A unit vector b with what turning by joint 1 needs of it: (R1 b)·v = (k1·b)(k1·v) +
+/// cos θ1 (b·v − (k1·b)(k1·v)) + sin θ1 (k1 × b)·v.
+struct TurnedBasis {
+  Vec3 vector{};
+  double along1{0.0};  ///< k1·b.
+  Vec3 normal1{};      ///< k1 × b.
+};
+
 /// What the closed form of the three-parallel-axes family needs of an arm, computed once from
 /// its axes, points and flange home pose; `solvable` is false for every other arm.
 struct ThreeParallelArm {
@@ -87,6 +95,7 @@ struct ThreeParallelArm {
   Vec3 axis65InFlange{};       ///< R_Mᵀ (k6 × k5).
   Vec3 planeX{};               ///< k5 (its part normal to k): the plane's first basis vector.
   Vec3 planeY{};               ///< k × planeX.
+  std::array<TurnedBasis, 3> turnedBasis{};  ///< k, planeX and planeY.
   // Joint 1, as ClosedFormArm's.
   Vec3 axis12Normal{};          ///< k1 × k.
   double axis12Cosine{0.0};     ///< k1·k.
@@ -241,22 +250,25 @@ struct ThreeParallelBranches {
                                                        const Vec3& u, const FreeJoints& free,
                                                        ThreeParallelBranches& b) {
   using Slot = ThreeParallelAngles;
-  // The target's C and R R_Mᵀ k6, k5 and e, turned back by joint 1.
-  const Vec3x2 kk1 = Vec3x2::splat(arm.axes[0]);
-  const Vec3x2 kk = Vec3x2::splat(arm.axes[1]);
-  const Double2 minusSin1 = -b.joint1.s;
-  const auto turnedBack = [&](const Vec3& v) {
-    return rotateAbout(kk1, b.joint1.c, minusSin1, Vec3x2::splat(v));
+  // The target's C and R R_Mᵀ k6, k5 and e turned back by joint 1, and taken along k, planeX and
+  // planeY: (R1 b)·v for those b, from dot products that do not wait on joint 1.
+  const Vec3 v6 = r * arm.axis6InFlange;
+  const Vec3 v5 = r * arm.axis5InFlange;
+  const Vec3 v65 = r * arm.axis65InFlange;
+  const std::array<double, 4> along1{arm.axes[0].dot(v6), arm.axes[0].dot(v5), arm.axes[0].dot(v65),
+                                     arm.axes[0].dot(u)};
+  const auto back = [&](const TurnedBasis& basis, const Vec3& v, double vAlong1) {
+    const double fixed = basis.along1 * vAlong1;
+    return fixed + b.joint1.c * (basis.vector.dot(v) - fixed) + b.joint1.s * basis.normal1.dot(v);
   };
-  const Vec3x2 back6 = turnedBack(r * arm.axis6InFlange);
-  const Vec3x2 back5 = turnedBack(r * arm.axis5InFlange);
-  const Vec3x2 back65 = turnedBack(r * arm.axis65InFlange);
-  const Vec3x2 backC = turnedBack(u);
+  const TurnedBasis& k = arm.turnedBasis[0];
+  const TurnedBasis& planeX = arm.turnedBasis[1];
+  const TurnedBasis& planeY = arm.turnedBasis[2];
 
   // Joints 5 and 6 from g = R_M Rᵀ R1 k: g·v = k·(R1ᵀ R R_Mᵀ v).
-  b.cosAlpha = kk.dot(back6);
-  Double2 along65 = kk.dot(back65);  // e·g: sin α cos θ6
-  Double2 along5 = kk.dot(back5);    // k5·g: sin α sin θ6
+  b.cosAlpha = back(k, v6, along1[0]);
+  Double2 along65 = back(k, v65, along1[2]);  // e·g: sin α cos θ6
+  Double2 along5 = back(k, v5, along1[1]);    // k5·g: sin α sin θ6
   const Double2 sinAlpha = sqrt(along65 * along65 + along5 * along5);
   b.angles.set(Slot::kWrist, {b.cosAlpha, sinAlpha}, b.valid);
   b.angles.set(Slot::kJoint6, {along65, along5}, b.valid);
@@ -267,19 +279,18 @@ struct ThreeParallelBranches {
     along5 = select(b.wristSingular, splat(std::sin(free.joint6)), along5);
   }
   // The planar sum φ turns k5 onto R1ᵀ R R_Mᵀ R6ᵀ k5, R6ᵀ k5 scaled by sin α.
-  const Vec3x2 turned = back5 * along65 - back65 * along5;
-  const Vec3x2 planeX = Vec3x2::splat(arm.planeX);
-  const Vec3x2 planeY = Vec3x2::splat(arm.planeY);
-  const Double2 sumX = planeX.dot(turned);
-  const Double2 sumY = planeY.dot(turned);
+  const Double2 sumX =
+      back(planeX, v5, along1[1]) * along65 - back(planeX, v65, along1[2]) * along5;
+  const Double2 sumY =
+      back(planeY, v5, along1[1]) * along65 - back(planeY, v65, along1[2]) * along5;
   b.angles.set(Slot::kPlanarSum, {sumX, sumY}, b.valid);
   // (sumX, sumY) is as long as (e·g, k5·g), sin α, up to rounding (1 where joint 6 is free): the
   // division by it does not wait on the turns.
   const Double2 inverseLength = 1.0 / select(sinAlpha < kWristSingularSine, splat(1.0), sinAlpha);
   const CosSin2 sum{sumX * inverseLength, sumY * inverseLength};
   // C turned back by joint 1, relative to q2, in the plane; q4 lies ± Rot(k, φ)(q4 − C) from it.
-  const CosSin2 centre{planeX.dot(backC) + arm.shoulderToAxis2.x,
-                       planeY.dot(backC) + arm.shoulderToAxis2.y};
+  const CosSin2 centre{back(planeX, u, along1[3]) + arm.shoulderToAxis2.x,
+                       back(planeY, u, along1[3]) + arm.shoulderToAxis2.y};
   const PlaneVec& d = arm.wristOffset;
   solveElbows(arm, centre, {sum.c * d.x - sum.s * d.y, sum.s * d.x + sum.c * d.y}, b);
 }
