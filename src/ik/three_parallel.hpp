@@ -29,15 +29,18 @@
 // come out once.
 //
 // Speed: as in the spherical-wrist closed form, no angle is formed until the end. The two
-// joint-1 branches run side by side in the lanes of a vector register. With g's parts along k6,
-// k5 and e = k6 × k5 (unit and orthogonal), cos α = k6·g, sin α = |(e·g, k5·g)|, and the turn of
-// joint 6 from g onto f is atan2(k5·g, e·g): f's part normal to k6 is sin α e on the first wrist
-// branch. The second wrist branch is (θ0 − α, θ6 + π) with the planar sum φ + π, since
+// joint-1 branches run side by side in the lanes of a vector register; the vectors of the pose
+// are never turned back by joint 1, but taken along k and the plane's axes by dot products formed
+// while joint 1 is solved (TurnedBasis). With g's parts along k6, k5 and e = k6 × k5 (unit and
+// orthogonal), cos α = k6·g, sin α = |(e·g, k5·g)|, and the turn of joint 6 from g onto f is
+// atan2(k5·g, e·g): f's part normal to k6 is sin α e on the first wrist branch. The second wrist
+// branch is (θ0 − α, θ6 + π) with the planar sum φ + π, since
 // Rot(k, π) Rot(k5, θ0 − α) Rot(k6, π) = Rot(k5, θ0 + α). The planar sum turns k5 (normal to k)
 // onto R1ᵀ R R_Mᵀ R6ᵀ k5, and R6ᵀ k5 = (cos θ6 k5 − sin θ6 e) is known from g without an angle.
 // Joints 2 to 4 then work in the plane normal to k, in the basis (k5, k × k5): q4 lies at the
 // target's C turned back by joint 1 plus Rot(k, φ)(q4 − C), and the elbow pair comes from one
-// root per wrist branch. The twenty angles of a pose then come from one vectorised atan2.
+// root per wrist branch. The twenty angles of a pose then come from one vectorised atan2, and the
+// solutions come out in about the order of the sorted list (listSolutions).
 
 #include <array>
 #include <cmath>
@@ -78,7 +81,7 @@ struct PlaneVec {
 /// A unit vector b with what turning by joint 1 needs of it: (R1 b)·v = (k1·b)(k1·v) +
 /// cos θ1 (b·v − (k1·b)(k1·v)) + sin θ1 (k1 × b)·v.
 struct TurnedBasis {
-  Vec3 vector{};
+  Vec3 vector{};       ///< b.
   double along1{0.0};  ///< k1·b.
   Vec3 normal1{};      ///< k1 × b.
 };
