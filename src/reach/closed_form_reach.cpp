@@ -14,20 +14,11 @@ namespace zor::rob::detail {
 
 namespace {
 
-/// The inverse kinematics' conversion of its radians: one multiplication, as there.
-constexpr double kDegreesPerRadian = 180.0 / kPi;
-/// Seeds and home values beyond this (degrees) are reduced by whole turns before the solvers
-/// take them, as the inverse kinematics does.
-constexpr double kWidestExactSeed = 18000.0;
 /// An estimate's error relative to the cube of the arm's size: above the rounding of the
 /// estimate's root near the shoulder singularity (about 1e-8 of the size times the links) and of
 /// the determinant's factorisation (about 1e-15 of the cube), far below the differences that
 /// decide a map.
 constexpr double kEstimateError = 1e-6;
-
-double solverValue(double value) {
-  return std::abs(value) > kWidestExactSeed ? std::remainder(value, kTurn) : value;
-}
 
 /// \returns a bound (mm) on the distance from the base origin of every joint axis point and of
 /// the wrist centre in any posture: each link is at most as long as its ends' distances from
@@ -44,21 +35,10 @@ double armSize(const RobotConfig& robot, const ClosedFormArm& arm) {
 std::optional<ClosedFormReach> ClosedFormReach::For(const RobotConfig& robot,
                                                     std::span<const Orient> orientations,
                                                     const ReachOptions& options) {
-  if (!options.configurations.empty())
+  const std::optional<ClosedFormQueries> queries = ClosedFormQueries::For(robot);
+  if (!queries)
     return std::nullopt;
-  ClosedFormReach reach(robot, options);
-  reach.arm_ = MakeClosedFormArm(robot);
-  const RobJoint& home = robot.homeJoint;
-  if (!reach.arm_.solvable || !std::all_of(home.values.begin(), home.values.end(),
-                                           [](double v) { return std::isfinite(v); }))
-    return std::nullopt;
-  try {
-    reach.windows_ = windowsOf(robot);
-  } catch (const std::invalid_argument&) {
-    return std::nullopt;  // the queries report the limits, where they reach them
-  }
-  reach.free_.joint1 = DegToRad(solverValue(home.values[0]));
-  reach.free_.joint2 = DegToRad(solverValue(home.values[1]));
+  ClosedFormReach reach(*queries, options);
   // The flange pose of a tool centre point at p is p + offset with the rotation of the
   // orientation: FlangePoseOfTarget adds p last, to terms of the orientation alone.
   static const WObjData kBaseFrame{};
@@ -67,8 +47,8 @@ std::optional<ClosedFormReach> ClosedFormReach::For(const RobotConfig& robot,
     const Orient& f = flange.orient;
     reach.flanges_.push_back({rotationMatrix(f.q1, f.q2, f.q3, f.q4), flange.pos.toVec3()});
   }
-  reach.linkProduct_ = reach.arm_.linkProduct;
-  const double size = armSize(robot, reach.arm_);
+  reach.linkProduct_ = queries->arm.linkProduct;
+  const double size = armSize(robot, queries->arm);
   reach.tolerance_ = 2.0 * kEstimateError * size * size * size;
   return reach;
 }
@@ -77,70 +57,38 @@ void ClosedFormReach::solve(const Flange& flange, const Vec3& tcp, OrientationRe
   // (tcp + 0) + offset: the sums FlangePoseOfTarget forms, a −0 included.
   const Vec3 position = (tcp + Vec3{}) + flange.offset;
   BaseSolutions base;
-  solveClosedFormForProcessor(arm_, flange.rotation, position, free_, base);
-  out.branchCount = base.count;
-  for (std::size_t s = 0; s < base.count; ++s)
-    for (std::size_t i = 0; i < 6; ++i)
-      out.branches[s][i] = base.solutions[s][i] * kDegreesPerRadian;
-  out.solutions = countSolutions(out);
+  queries_.solve(flange.rotation, position, out.branches, base);
+  const std::vector<ConfData>& configurations = options_->configurations;
+  if (!configurations.empty() && out.branches.count > 0) {
+    out.target.rotation = flange.rotation;
+    out.target.position = position;
+    queries_.setLabelling(out.target);
+  }
+  std::array<std::size_t, 8> counts;
+  out.solutions = queries_.countSolutions(out.branches, counts, configurations, &out.target);
+  for (std::size_t b = 0; b < out.branches.count; ++b)
+    out.estimates[b] = counts[b] > 0 ? 0.0 : -1.0;
   out.estimate = -1.0;
   if (out.solutions > 0 && options_->manipulability)
     estimate(position, flange.rotation, base, out);
 }
 
-std::size_t ClosedFormReach::countSolutions(OrientationReach& out) const {
-  // The counts of the all-solutions list: every turn of every branch inside the limits.
-  // Estimates of −1 mark branches without one.
-  std::array<std::size_t, 8> counts{};
-  bool allFew = true;
-  for (std::size_t b = 0; b < out.branchCount && !windows_.empty; ++b) {
-    const TurnTests tests = turnTestsOf(windows_, out.branches[b]);
-    if (!fewTurns(windows_, out.branches[b], tests)) {
-      allFew = false;
-      continue;
-    }
-    forEachTurn(*robot_, windows_, out.branches[b], tests,
-                [&](const RobJoint&, std::size_t) { ++counts[b]; });
-  }
-  if (!allFew) {
-    // Limits of many turns: counted by arithmetic, and refused beyond the list's cap as the
-    // list refuses them.
-    std::size_t total = 0;
-    for (std::size_t b = 0; b < out.branchCount; ++b) {
-      const TurnTests tests = turnTestsOf(windows_, out.branches[b]);
-      const std::size_t n =
-          countTurns(branchTurnsOf(*robot_, windows_, out.branches[b]), kMaxSolutions);
-      if (!fewTurns(windows_, out.branches[b], tests))
-        counts[b] = n;
-      total += n;
-    }
-    if (total > kMaxSolutions)
-      throw std::length_error("the joint limits admit more than " + std::to_string(kMaxSolutions) +
-                              " solutions of the pose");
-  }
-  std::size_t total = 0;
-  for (std::size_t b = 0; b < out.branchCount; ++b) {
-    out.estimates[b] = counts[b] > 0 ? 0.0 : -1.0;
-    total += counts[b];
-  }
-  return total;
-}
-
 void ClosedFormReach::estimate(const Vec3& flangePosition, const Mat3& rotation,
                                const BaseSolutions& base, OrientationReach& out) const {
+  const ClosedFormArm& arm = queries_.arm;
   // h1 from the terms of joint 1's subproblem: A cos θ1 + B sin θ1 = c leaves the wrist centre
   // at √(A² + B² − c²) from the plane of axis 1 along axis 2.
-  const Vec3 u = flangePosition + rotation * arm_.wristInFlange - arm_.shoulderPoint;
-  const double along1 = arm_.axes[0].dot(u);
-  const double a1 = arm_.axes[1].dot(u) - arm_.axis12Cosine * along1;
-  const double b1 = u.dot(arm_.axis12Normal);
-  const double c1 = arm_.wristAlongAxis2 - arm_.axis12Cosine * along1;
+  const Vec3 u = flangePosition + rotation * arm.wristInFlange - arm.shoulderPoint;
+  const double along1 = arm.axes[0].dot(u);
+  const double a1 = arm.axes[1].dot(u) - arm.axis12Cosine * along1;
+  const double b1 = u.dot(arm.axis12Normal);
+  const double c1 = arm.wristAlongAxis2 - arm.axis12Cosine * along1;
   const double h1 = std::sqrt(std::max(0.0, a1 * a1 + b1 * b1 - c1 * c1));
   // sin γ and sin α of every branch at once: the elbow angle is β ± γ, joint 5 is θ0 ± α.
   std::array<double, 16> angles{};
   for (std::size_t s = 0; s < base.count; ++s) {
-    angles[s] = arm_.axis3Sign * base.solutions[s][2] - arm_.linkAngle;
-    angles[8 + s] = base.solutions[s][4] - arm_.wristZero;
+    angles[s] = arm.axis3Sign * base.solutions[s][2] - arm.linkAngle;
+    angles[8 + s] = base.solutions[s][4] - arm.wristZero;
   }
   std::array<double, 16> sines;
   std::array<double, 16> cosines;
@@ -159,22 +107,14 @@ double ClosedFormReach::exactBest(const OrientationReach& o,
   // The solutions of the branches that may hold the largest, each branch's turns of joint 6
   // taken once: the space Jacobian does not depend on joint 6.
   scratch.joints.clear();
-  for (std::size_t b = 0; b < o.branchCount; ++b) {
+  for (std::size_t b = 0; b < o.branches.count; ++b) {
     if (o.estimates[b] < 0.0 || o.estimates[b] < o.estimate - tolerance_)
       continue;
-    const std::array<double, 6>& branch = o.branches[b];
-    const TurnTests tests = turnTestsOf(windows_, branch);
-    if (fewTurns(windows_, branch, tests))
-      forEachTurn(*robot_, windows_, branch, tests, [&](const RobJoint& j, std::size_t turned) {
-        if (turned != 5)
-          scratch.joints.push_back(j);
-      });
-    else
-      forEachWideTurn(branchTurnsOf(*robot_, windows_, branch),
-                      [&](const RobJoint& j) { scratch.joints.push_back(j); });
+    queries_.forEachSolutionButTurnsOf6(o.branches.joints[b], options_->configurations, &o.target,
+                                        [&](const RobJoint& j) { scratch.joints.push_back(j); });
   }
   scratch.manipulability.resize(scratch.joints.size());
-  Manipulabilities(*robot_, scratch.joints, scratch.manipulability);
+  Manipulabilities(*queries_.robot, scratch.joints, scratch.manipulability);
   double best = 0.0;
   for (const double m : scratch.manipulability)
     best = std::max(best, m);

@@ -22,20 +22,19 @@
 #include <span>
 #include <vector>
 
+#include "batch/closed_form_queries.hpp"
 #include "detail/kinematics.hpp"
-#include "ik/closed_form.hpp"
-#include "ik/turns.hpp"
 #include "zor/rob/reach.hpp"
 
 namespace zor::rob::detail {
 
 /// One orientation of one position: its branches and what they give.
 struct OrientationReach {
-  std::array<std::array<double, 6>, 8> branches;  ///< Degrees; the first `branchCount` are set.
+  PoseBranches branches;
+  QueryPose target;  ///< The flange pose, labelling members set where configurations count.
   std::array<double, 8> estimates;  ///< The branches' estimated manipulability; −1: none inside.
-  std::size_t branchCount{0};
-  std::size_t solutions{0};  ///< Solutions inside the limits, all branches.
-  double estimate{-1.0};     ///< The largest estimate of a branch with solutions.
+  std::size_t solutions{0};         ///< Solutions inside the limits, all branches.
+  double estimate{-1.0};            ///< The largest estimate of a branch with solutions.
 };
 
 /// The working lists of one thread, kept across positions.
@@ -48,7 +47,7 @@ struct ClosedFormReachScratch {
 class ClosedFormReach {
  public:
   /// \returns the reach of `robot` with `options`, or nothing where the general path must run:
-  /// another kind of arm, configurations to match, home joints or limits the queries reject.
+  /// another kind of arm, home joints or limits the queries reject.
   static std::optional<ClosedFormReach> For(const RobotConfig& robot,
                                             std::span<const Orient> orientations,
                                             const ReachOptions& options);
@@ -65,20 +64,16 @@ class ClosedFormReach {
     Vec3 offset;
   };
 
-  ClosedFormReach(const RobotConfig& robot, const ReachOptions& options)
-      : robot_(&robot), options_(&options) {}
+  ClosedFormReach(const ClosedFormQueries& queries, const ReachOptions& options)
+      : queries_(queries), options_(&options) {}
 
   void solve(const Flange& flange, const Vec3& tcp, OrientationReach& out) const;
-  std::size_t countSolutions(OrientationReach& out) const;
   void estimate(const Vec3& flangePosition, const Mat3& rotation, const BaseSolutions& base,
                 OrientationReach& out) const;
   double exactBest(const OrientationReach& o, ClosedFormReachScratch& scratch) const;
 
-  const RobotConfig* robot_;
+  ClosedFormQueries queries_;
   const ReachOptions* options_;
-  ClosedFormArm arm_{};
-  JointWindows windows_{};
-  FreeJoints free_{};
   std::vector<Flange> flanges_;
   /// |a| |b|: the link factor of every estimate.
   double linkProduct_{0.0};

@@ -116,17 +116,25 @@ struct ExactManipulability {
 };
 
 ExactManipulability ExactByHand(const RobotConfig& arm, const ReachGrid& grid,
-                                const std::vector<Orient>& orientations, const ToolData& tool) {
+                                const std::vector<Orient>& orientations, const ToolData& tool,
+                                const std::vector<ConfData>& confs = {}) {
   ExactManipulability e;
   for (std::size_t p = 0; p < grid.size(); ++p) {
     std::vector<double> perOrientation;
     for (const Orient& o : orientations) {
       const TargetConfiguration sols =
           arm.getAllJointSolutions(Pose(grid.point(p), o), tool, WObjData{});
-      e.matrix.push_back(static_cast<std::uint8_t>(std::min<std::size_t>(sols.size(), 255)));
+      std::size_t count = 0;
       double m = -1.0;
-      for (std::size_t s = 0; s < sols.size(); ++s)
+      for (std::size_t s = 0; s < sols.size(); ++s) {
+        if (!confs.empty() && std::none_of(confs.begin(), confs.end(), [&](const ConfData& c) {
+              return sols.conf(s).isCriticalEqual(sols.joint(s), c);
+            }))
+          continue;
+        ++count;
         m = std::max(m, arm.getManipulability(sols.joint(s)));
+      }
+      e.matrix.push_back(static_cast<std::uint8_t>(std::min<std::size_t>(count, 255)));
       if (m >= 0.0)
         perOrientation.push_back(m);
     }
@@ -294,6 +302,13 @@ TEST(ReachMap, CoupledLimitsAndWideTurnsCountAsTheListDoes) {
   const ReachMap wider = ComputeReachMap(uncoupled, SmallGrid(), orientations, options);
   ExpectExactly(wider, ExactByHand(uncoupled, SmallGrid(), orientations, options.tool));
   EXPECT_NE(map.matrix, wider.matrix);
+  // In two configurations, one with joint 6 in its third quadrant that only turns reach.
+  options.configurations = {ConfData(0, 0, 2, 0), ConfData(-1, 0, -3, 1)};
+  const ReachMap some = ComputeReachMap(arm, SmallGrid(), orientations, options);
+  ExpectExactly(some,
+                ExactByHand(arm, SmallGrid(), orientations, options.tool, options.configurations));
+  EXPECT_NE(std::count(some.matrix.begin(), some.matrix.end(), 0), 0);
+  EXPECT_NE(std::count_if(some.matrix.begin(), some.matrix.end(), [](int c) { return c > 0; }), 0);
   // Several turns: more than 8 solutions somewhere.
   EXPECT_GT(*std::max_element(map.matrix.begin(), map.matrix.end()), 8);
 }
@@ -307,6 +322,7 @@ TEST(ReachMap, GivenConfigurationsCountOnlyTheirSolutions) {
   const ReachMap map = ComputeReachMap(arm, SmallGrid(), orientations, options);
   const Expected e = CountByHand(arm, SmallGrid(), orientations, {}, options.configurations);
   ExpectMatches(map, e, 5);
+  ExpectExactly(map, ExactByHand(arm, SmallGrid(), orientations, {}, options.configurations));
   const ReachMap all = ComputeReachMap(arm, SmallGrid(), orientations, {});
   EXPECT_NE(map.reachable, all.reachable);
 }
