@@ -273,13 +273,12 @@ TEST(ReachMap, EqualsTheCountOfEveryQueryByGetAllJointSolutions) {
 }
 
 TEST(ReachMap, ManipulabilityIsThatOfTheSolutionsBitForBit) {
-  const RobotConfig arm = DefaultArm();
-  const std::vector<Orient> orientations = SphereOrientations(6, 2);
-  ReachOptions options;
-  options.tool = SmallTool();
-  options.keepMatrix = true;
-  const ReachMap map = ComputeReachMap(arm, SmallGrid(), orientations, options);
-  ExpectExactly(map, ExactByHand(arm, SmallGrid(), orientations, options.tool));
+  const std::vector<Orient> orientations = SphereOrientations(7, 3);
+  ReachOptions matrix;
+  matrix.keepMatrix = true;
+  matrix.tool = SmallTool();
+  ExpectExactly(ComputeReachMap(DefaultArm(), SmallGrid(), orientations, matrix),
+                ExactByHand(DefaultArm(), SmallGrid(), orientations, matrix.tool));
 }
 
 // An arm whose joints 2 and 3 have a sum limit, and whose joints 1, 4 and 6 turn beyond a half
