@@ -1,7 +1,8 @@
 #pragma once
 
 // Batches: the forward kinematics, robot targets, Jacobians and manipulability of many joint
-// vectors in one call. Several vectors are computed at once in the processor's vector lanes
+// vectors in one call, and every inverse-kinematics solution of many poses (AllJointSolutions,
+// at the end). Several vectors are computed at once in the processor's vector lanes
 // (two doubles per register on every x86-64 and AArch64 processor, four on x86-64 processors
 // with AVX2, chosen at run time), optionally on several threads.
 //
