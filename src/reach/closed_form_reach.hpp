@@ -5,7 +5,8 @@
 // limits and, for the map's best and worst, the manipulability of a few of them.
 //
 // Per query the branches of the closed form are counted turn by turn against the limits, as the
-// all-solutions list counts them, without labels, order or the list itself. The manipulability
+// all-solutions list counts them, without the list itself, its order, or labels (formed only
+// where the map counts given configurations). The manipulability
 // of a branch is first estimated from its angles: for such an arm |det J| = h1 · |a| |b| ·
 // |sin γ| · |sin α|, with h1 the distance of the wrist centre from the plane of axis 1 along
 // axis 2 (times |k1 × k2|), |a| |b| the product of the two links normal to axis 2, γ the elbow's
