@@ -55,14 +55,18 @@ bool isCartesian(const ProgramMove& move) {
 void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
   joints_ = start;
   report_.moves.resize(moves.size());
-  Progress progress(options_.progress, moves.size());
+  Progress progress(options_.progress, moves.size() * kProgressPerMove);
+  progress_ = &progress;
   for (std::size_t k = 0; k < moves.size(); ++k) {
-    if (!progress.advance(k)) {
-      report_.moves.resize(k);
-      report_.partial = true;
+    if (!progress.advance(k * kProgressPerMove)) {
+      dropMovesFrom(k);
       break;
     }
     auditMove(k, moves);
+    if (cancelled_) {
+      dropMovesFrom(k);
+      break;
+    }
     // A stop point (or the end of a path that cannot go on) ends the path being timed.
     if (!blendedStart_) {
       finishRun();
@@ -81,6 +85,32 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
     report_.duration += m.duration;
   }
   progress.finish();
+}
+
+bool Auditor::countSample(std::size_t index, double fraction) {
+  if (++samplesSinceCheck_ < kSamplesPerCheck)
+    return true;
+  samplesSinceCheck_ = 0;
+  // Within the move's steps: its corner (fraction 1) counts as the move's last step.
+  const double within = std::clamp(fraction, 0.0, 1.0) * static_cast<double>(kProgressPerMove - 1);
+  cancelled_ = !progress_->advance(index * kProgressPerMove + static_cast<std::size_t>(within));
+  return !cancelled_;
+}
+
+void Auditor::dropMovesFrom(std::size_t index) {
+  report_.partial = true;
+  report_.moves.resize(index);
+  blendedStart_.reset();
+  // The path being timed ends with the last sample of the moves kept.
+  std::size_t kept = runTags_.size();
+  while (kept > 0 && runTags_[kept - 1].moveIndex >= index)
+    --kept;
+  run_.resize(kept);
+  runTags_.resize(kept);
+  std::size_t samples = report_.samples.size();
+  while (samples > 0 && report_.samples[samples - 1].moveIndex >= index)
+    --samples;
+  report_.samples.resize(samples);
 }
 
 void Auditor::auditMove(std::size_t k, std::span<const ProgramMove> moves) {
@@ -141,6 +171,8 @@ void Auditor::jointMove(std::size_t index, const MoveRecord& move, const RobJoin
   Pose previous = start;
   for (std::size_t i = 0; i <= n; ++i) {
     const double f = static_cast<double>(i) / static_cast<double>(n);
+    if (!countSample(index, f))
+      return;
     const RobJoint j = RobJoint::Intermediate(from, target, f);
     const Pose tcp = i == 0 ? start : (i == n ? end : tcpOf(j, robot_, move));
     length += (tcp.pos - previous.pos).norm();
@@ -246,6 +278,8 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
   const std::size_t n = intervals(index, false, length * (f1 - f0), turn * (f1 - f0));
   part.sampleStep = (f1 - f0) / static_cast<double>(n);
   RobJoint joints = samplePart(part, f0, f1, n, joints_, audit);
+  if (cancelled_)
+    return;
 
   // The joints at the target: followed from the path's end, and then in the configuration the
   // path arrives in, which must be the programmed one. A path that cannot be followed to its
@@ -277,6 +311,8 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
     const std::size_t m = intervals(index, true, cornerLength, OrientationChange(corner));
     cornerPart.sampleStep = 1.0 / static_cast<double>(m);
     joints = samplePart(cornerPart, 0.0, 1.0, m, joints, audit);
+    if (cancelled_)
+      return;
     blendedStart_ = std::move(next);
     joints_ = joints;
   } else {

@@ -22,6 +22,12 @@ namespace zor::rob::audit {
 /// The most intervals one path part is sampled in (a bound on the work, not on precision).
 inline constexpr double kMaxIntervals = 1e7;
 
+/// Steps of progress per move: the callback sees fractions within a move too. A power of two, so
+/// that the fraction at a move's start is k / moves exactly.
+inline constexpr std::size_t kProgressPerMove = 1024;
+/// Samples between two checks of the progress callback inside a move.
+inline constexpr std::size_t kSamplesPerCheck = 4096;
+
 /// Every position given to the audit (targets, tool and work-object frames) lies within this
 /// distance (mm) of its frame's origin.
 inline constexpr double kMaxPositionMm = 1e7;
@@ -137,6 +143,12 @@ class Auditor {
   void run(const RobJoint& start, std::span<const ProgramMove> moves);
 
  private:
+  /// Counts a sample of move `index` at `fraction` of its path; every kSamplesPerCheck samples
+  /// tells the progress callback. \returns false once the audit is cancelled.
+  bool countSample(std::size_t index, double fraction);
+  /// Drops what was audited of move `index` and after it (a cancel came while it was audited).
+  void dropMovesFrom(std::size_t index);
+
   // Moves.
   void auditMove(std::size_t index, std::span<const ProgramMove> moves);
   void jointMove(std::size_t index, const MoveRecord& move, const RobJoint& target);
@@ -199,6 +211,9 @@ class Auditor {
   std::size_t runFirstSample_{0};
   /// The time (s) at the last stop point.
   double programTime_{0.0};
+  Progress* progress_{nullptr};
+  std::size_t samplesSinceCheck_{0};
+  bool cancelled_{false};
 };
 
 }  // namespace zor::rob::audit

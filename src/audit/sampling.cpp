@@ -201,6 +201,9 @@ RobJoint Auditor::samplePart(const PathPart& part, double f0, double f1, std::si
   if (rest && !(*rest > f0 && *rest < f1))
     rest.reset();
   for (std::size_t i = 1; i <= intervals; ++i) {
+    if (!countSample(part.moveIndex,
+                     part.corner ? 1.0 : static_cast<double>(i) / static_cast<double>(intervals)))
+      return previous.joints;
     const double f = i == intervals
                          ? f1
                          : f0 + (f1 - f0) * static_cast<double>(i) / static_cast<double>(intervals);

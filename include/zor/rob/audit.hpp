@@ -117,8 +117,10 @@ struct ZORROB_API AuditOptions {
   /// the latest at the next stop point, so only the samples since the last stop point are held.
   /// An exception it throws leaves the audit.
   std::function<void(const AuditSample&)> sampleSink{};
-  /// Told the fraction of the moves audited before each move; returning false cancels the
-  /// audit, which then returns the moves audited so far in a report marked partial.
+  /// Told the fraction of the moves audited before each move, and inside a move every few
+  /// thousand samples (so that one long move can be stopped too); returning false cancels the
+  /// audit, which then returns the moves audited before the one under way in a report marked
+  /// partial.
   ProgressCallback progress{};
 };
 
