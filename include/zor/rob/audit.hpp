@@ -120,9 +120,10 @@ struct ZORROB_API AuditOptions {
   bool keepSamples{false};
   /// With keepSamples, receives every sample in program order, with its timing, instead of
   /// AuditReport::samples (which then stays empty): a program's samples can be streamed to a
-  /// file without being held. A sample is handed over once the path it lies on is timed, at
-  /// the latest at the next stop point, so only the samples since the last stop point are held.
-  /// An exception it throws leaves the audit.
+  /// file without being held. A sample is handed over once the path it lies on is timed (at the
+  /// next stop point; a joint move's once the move is audited), and none is held for it beyond
+  /// the timing's window, so memory does not grow with the samples. An exception it throws
+  /// leaves the audit.
   std::function<void(const AuditSample&)> sampleSink{};
   /// Told the fraction of the moves audited before each move, and inside a move every few
   /// thousand samples (so that one long move can be stopped too); returning false cancels the
