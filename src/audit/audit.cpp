@@ -59,6 +59,7 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
   progress_ = &progress;
   for (std::size_t k = 0; k < moves.size(); ++k) {
     if (!progress.advance(k * kProgressPerMove)) {
+      cancelled_ = true;
       dropMovesFrom(k);
       break;
     }
@@ -70,6 +71,8 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
     // A stop point (or the end of a path that cannot go on) ends the path being timed.
     if (!blendedStart_)
       finishRun();
+    if (cancelled_)
+      break;
   }
   // A cancelled audit may leave a path open: it is timed to rest where its sampling stopped.
   finishRun();
@@ -88,9 +91,15 @@ bool Auditor::countSample(std::size_t index, double fraction) {
   if (++samplesSinceCheck_ < kSamplesPerCheck)
     return true;
   samplesSinceCheck_ = 0;
-  // Within the move's steps: its corner (fraction 1) counts as the move's last step.
-  const double within = std::clamp(fraction, 0.0, 1.0) * static_cast<double>(kProgressPerMove - 1);
-  cancelled_ = !progress_->advance(index * kProgressPerMove + static_cast<std::size_t>(within));
+  return reportWithin(index, 0, fraction);
+}
+
+bool Auditor::reportWithin(std::size_t index, std::size_t half, double share) {
+  constexpr std::size_t kHalf = kProgressPerMove / 2;
+  // A move's corner (fraction 1) counts as the last step of its sampling.
+  const double within = std::clamp(share, 0.0, 1.0) * static_cast<double>(kHalf - 1);
+  cancelled_ = !progress_->advance(index * kProgressPerMove + half * kHalf +
+                                   static_cast<std::size_t>(within));
   return !cancelled_;
 }
 

@@ -22,8 +22,9 @@ namespace zor::rob::audit {
 /// The most intervals one path part is sampled in (a bound on the work, not on precision).
 inline constexpr double kMaxIntervals = 1e7;
 
-/// Steps of progress per move: the callback sees fractions within a move too. A power of two, so
-/// that the fraction at a move's start is k / moves exactly.
+/// Steps of progress per move: the callback sees fractions within a move too, the first half
+/// while the move is sampled, the second while the path that ends with it is timed. A power of
+/// two, so that the fraction at a move's start is k / moves exactly.
 inline constexpr std::size_t kProgressPerMove = 1024;
 /// Samples between two checks of the progress callback inside a move.
 inline constexpr std::size_t kSamplesPerCheck = 4096;
@@ -235,6 +236,9 @@ class Auditor {
   /// Counts a sample of move `index` at `fraction` of its path; every kSamplesPerCheck samples
   /// tells the progress callback. \returns false once the audit is cancelled.
   bool countSample(std::size_t index, double fraction);
+  /// Tells the progress callback that `share` of step `half` (0 sampling, 1 timing) of move
+  /// `index` is done. \returns false once the audit is cancelled.
+  bool reportWithin(std::size_t index, std::size_t half, double share);
   /// Drops what was audited of move `index` and after it (a cancel came while it was audited).
   void dropMovesFrom(std::size_t index);
 

@@ -81,9 +81,17 @@ void Auditor::finishRun() {
   moveStart_ = 0.0;
   lastTime_ = 0.0;
   reduced_.reset();
-  timer_.finish(
+  // A cancel while the path is timed drops its moves: none of them is timed. Once cancelled, the
+  // path sampled so far is timed without asking.
+  const std::size_t lastMove = runParts_.back().part.moveIndex;
+  const bool timed = timer_.finish(
       [this](std::size_t window, const PathTimer::Take& take) { replayRun(window, take); },
-      [this](std::size_t index, const PointTiming& t) { takeTiming(index, t); });
+      [this](std::size_t index, const PointTiming& t) { takeTiming(index, t); },
+      [this, lastMove](double share) { return cancelled_ || reportWithin(lastMove, 1, share); });
+  if (!timed) {
+    dropMovesFrom(runParts_.front().part.moveIndex);
+    return;
+  }
   if (reduced_)
     addReducedStretch();
   programTime_ += lastTime_;

@@ -553,7 +553,7 @@ void PathTimer::finishWhole(const Emit& emit) {
     emit(i, timed[nodeOf[i]]);
 }
 
-void PathTimer::finish(const Replay& replay, const Emit& emit) {
+bool PathTimer::finish(const Replay& replay, const Emit& emit, const GoOn& goOn) {
   if (windows_.size() == 1) {
     finishWhole(emit);
   } else if (!windows_.empty()) {
@@ -565,6 +565,10 @@ void PathTimer::finish(const Replay& replay, const Emit& emit) {
         controllable(last_.nodes, last_.first, windows_[lastWindow].firstNode, n - 1, 0.0, limits_);
     windows_[lastWindow].hiStart = lastHi[0];
     for (std::size_t w = lastWindow; w-- > 0;) {
+      if (!goOn(static_cast<double>(lastWindow - 1 - w) / static_cast<double>(lastWindow))) {
+        *this = PathTimer(limits_, windowNodes_);
+        return false;
+      }
       const Span s = replayWindow(w, replay);
       windows_[w].hiStart = controllable(s.nodes, s.first, windows_[w].firstNode, endNode(w),
                                          windows_[w + 1].hiStart, limits_)[0];
@@ -586,6 +590,7 @@ void PathTimer::finish(const Replay& replay, const Emit& emit) {
     }
   }
   *this = PathTimer(limits_, windowNodes_);
+  return true;
 }
 
 }  // namespace zor::rob::audit

@@ -134,9 +134,12 @@ class PathTimer {
   /// Adds the next point of the path. \returns true when it opens a window: the first point, and
   /// each that begins a node after windowNodes nodes of the window before.
   bool add(const TimingPoint& point);
+  /// Told the share of the backward pass done before each window is read again; false cancels.
+  using GoOn = std::function<bool(double share)>;
+
   /// Times the path and emits every point's timing; `replay` is asked only for windows before the
-  /// last. The timer is then empty.
-  void finish(const Replay& replay, const Emit& emit);
+  /// last. The timer is then empty. \returns false, having emitted nothing, when `goOn` cancels.
+  bool finish(const Replay& replay, const Emit& emit, const GoOn& goOn);
   bool empty() const { return builder_.points == 0; }
 
  private:

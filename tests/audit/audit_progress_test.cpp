@@ -118,18 +118,25 @@ TEST(AuditProgress, LongMoveReportsFractionsWithinIt) {
   });
   EXPECT_FALSE(r.partial);
   ASSERT_EQ(r.moves.size(), 2u);
-  // Between 0.5 (the line's start) and 1: one call per 4096 samples at most (the count runs on
-  // from the joint move's samples, hence one more).
-  std::size_t within = 0;
+  // The line's steps run from 0.5 to 1: its sampling up to 0.75, one call per 4096 samples at
+  // most (the count runs on from the joint move's samples, hence one more), then its timing in
+  // four windows, one call before each of the three read again (the first may fall within the
+  // smallest step of the sampling's last call, and is then left out).
+  std::size_t sampling = 0;
+  std::size_t timing = 0;
   for (std::size_t i = 0; i < seen.size(); ++i) {
     if (i > 0) {
       EXPECT_GT(seen[i], seen[i - 1]) << i;
     }
-    if (seen[i] > 0.5 && seen[i] < 1.0)
-      ++within;
+    if (seen[i] > 0.5 && seen[i] < 0.75)
+      ++sampling;
+    if (seen[i] >= 0.75 && seen[i] < 1.0)
+      ++timing;
   }
-  EXPECT_GE(within, 20u);
-  EXPECT_LE(within, 100'000u / 4096u + 1);
+  EXPECT_GE(sampling, 20u);
+  EXPECT_LE(sampling, 100'000u / 4096u + 1);
+  EXPECT_GE(timing, 2u);
+  EXPECT_LE(timing, 3u);
   EXPECT_EQ(seen.back(), 1.0);
 }
 
@@ -160,6 +167,28 @@ TEST(AuditProgress, CancelInsideAMoveDropsThatMove) {
     ++firstMove;
   EXPECT_EQ(r.samples.size(), firstMove);
   EXPECT_EQ(r.samples.back().time, whole.samples[firstMove - 1].time);
+}
+
+TEST(AuditProgress, CancelWhileALongPathIsTimedDropsItsMoves) {
+  // The line's 10^5 samples are timed in four windows; the second half of its steps (from 0.75)
+  // is the timing, asked before each window read again.
+  std::vector<double> seen;
+  const AuditReport r = AuditLongLine(
+      [&](double f) {
+        seen.push_back(f);
+        return f < 0.75;
+      },
+      true);
+  EXPECT_TRUE(r.partial);
+  ASSERT_FALSE(seen.empty());
+  EXPECT_GE(seen.back(), 0.75);
+  EXPECT_LT(seen.back(), 1.0);
+  // The joint move before the line stays, timed; none of the line is.
+  ASSERT_EQ(r.moves.size(), 1u);
+  EXPECT_GT(r.duration, 0.0);
+  EXPECT_EQ(r.duration, r.moves[0].duration);
+  for (const AuditSample& s : r.samples)
+    ASSERT_EQ(s.moveIndex, 0u);
 }
 
 }  // namespace
