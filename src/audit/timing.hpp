@@ -110,6 +110,38 @@ struct NodeBuilder {
   bool add(const TimingPoint& p, std::vector<TimingNode>& out);
 };
 
+/// Derivatives and speed caps of the nodes of a window of a path: `nodes[0]` is node `first` of
+/// `n`. A node at an end of the window that is not an end of the path lacks a neighbour and is
+/// left without (it only serves as the neighbour of the next).
+void PrepareNodes(std::vector<TimingNode>& nodes, std::size_t first, std::size_t n,
+                  const TimingLimits& limits);
+
+/// \returns the controllable bounds (the largest squared path speeds from which the rest of the
+/// path can still be followed to rest) of the nodes `from` to `top` of a window (`nodes[0]` is
+/// node `first`), from `hiTop` at `top` backward; indexed from `from`.
+std::vector<double> ControllableBounds(const std::vector<TimingNode>& nodes, std::size_t first,
+                                       std::size_t from, std::size_t top, double hiTop,
+                                       const TimingLimits& limits);
+
+/// What the forward pass carries from one window into the next: the squared path speed and the
+/// time at the next node, and the last step's acceleration and limit (the path's last node
+/// takes them).
+struct TimingCarry {
+  double b{0.0};
+  double time{0.0};
+  double acceleration{0.0};
+  TimingLimit limit{TimingLimit::none};
+  int limitJoint{0};
+};
+
+/// \returns the timing of the nodes `from` to `to` (exclusive) of a window of a path of `n`
+/// nodes, from the carried state (rest at the path's start), taking the largest acceleration
+/// that keeps the path controllable (`hi`, indexed from `from`).
+std::vector<PointTiming> TimeNodes(const std::vector<TimingNode>& nodes, std::size_t first,
+                                   std::size_t from, std::size_t to, std::size_t n,
+                                   const std::vector<double>& hi, const TimingLimits& limits,
+                                   TimingCarry& carry);
+
 /// The time-optimal timing of a path from rest at its first point to rest at its last and at
 /// every point marked atRest (with an allowedShare of 0 there); a point that repeats its
 /// predecessor gets its timing.
@@ -164,6 +196,7 @@ class PathTimer {
   std::size_t endNode(std::size_t w) const;
   std::size_t endPoint(std::size_t w) const;
   void finishWhole(const Emit& emit);
+  void clear();
 
   TimingLimits limits_;
   std::size_t windowNodes_;

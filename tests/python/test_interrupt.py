@@ -61,6 +61,7 @@ def test_audit_stops_inside_one_long_move():
     to_line, line = z.MoveJ(), z.MoveL()
     to_line.toPoint = z.RobTarget(z.Pose(z.Pos(890, 0, 840), forward), z.ConfData(0, 0, 0, 1))
     line.toPoint = z.RobTarget(z.Pose(z.Pos(890, 0, 940), forward), z.ConfData(0, 0, 0, 1))
+    to_line.speed = line.speed = z.v500
     options = z.AuditOptions()
     options.stepMm = 1e-4
     seen = []
