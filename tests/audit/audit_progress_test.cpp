@@ -90,8 +90,8 @@ TEST(AuditProgress, ExceptionOfTheCallbackLeavesTheAudit) {
                std::runtime_error);
 }
 
-/// A joint move to the line's start, then one line of 100 mm sampled every 1 µm: 10^5 samples
-/// in one move.
+/// A joint move to the line's start, then one line of 100 mm sampled every 5 µm: 20 000 samples
+/// in one move, timed in ten windows of 2048.
 AuditReport AuditLongLine(ProgressCallback progress, bool keepSamples = false) {
   const Orient forward{std::sqrt(0.5), 0.0, std::sqrt(0.5), 0.0};
   MoveJ to;
@@ -103,7 +103,8 @@ AuditReport AuditLongLine(ProgressCallback progress, bool keepSamples = false) {
   line.toPoint.robConf = ConfData(0, 0, 0, 1);
   line.speed = SpeedData::v500;
   AuditOptions options;
-  options.stepMm = 1e-3;
+  options.stepMm = 5e-3;
+  options.timingWindow = 2048;
   options.keepSamples = keepSamples;
   options.progress = std::move(progress);
   return AuditProgram(DefaultArm(), RobJoint(0, 0, 0, 0, 30, 0), std::vector<ProgramMove>{to, line},
@@ -120,7 +121,7 @@ TEST(AuditProgress, LongMoveReportsFractionsWithinIt) {
   ASSERT_EQ(r.moves.size(), 2u);
   // The line's steps run from 0.5 to 1: its sampling up to 0.75, one call per 4096 samples at
   // most (the count runs on from the joint move's samples, hence one more), then its timing in
-  // four windows, one call before each of the three read again (the first may fall within the
+  // ten windows, one call before each of the nine read again (the first may fall within the
   // smallest step of the sampling's last call, and is then left out).
   std::size_t sampling = 0;
   std::size_t timing = 0;
@@ -133,10 +134,10 @@ TEST(AuditProgress, LongMoveReportsFractionsWithinIt) {
     if (seen[i] >= 0.75 && seen[i] < 1.0)
       ++timing;
   }
-  EXPECT_GE(sampling, 20u);
-  EXPECT_LE(sampling, 100'000u / 4096u + 1);
-  EXPECT_GE(timing, 2u);
-  EXPECT_LE(timing, 3u);
+  EXPECT_GE(sampling, 20'000u / 4096u);
+  EXPECT_LE(sampling, 20'000u / 4096u + 1);
+  EXPECT_GE(timing, 8u);
+  EXPECT_LE(timing, 9u);
   EXPECT_EQ(seen.back(), 1.0);
 }
 
@@ -170,7 +171,7 @@ TEST(AuditProgress, CancelInsideAMoveDropsThatMove) {
 }
 
 TEST(AuditProgress, CancelWhileALongPathIsTimedDropsItsMoves) {
-  // The line's 10^5 samples are timed in four windows; the second half of its steps (from 0.75)
+  // The line's 20 000 samples are timed in ten windows; the second half of its steps (from 0.75)
   // is the timing, asked before each window read again.
   std::vector<double> seen;
   const AuditReport r = AuditLongLine(
