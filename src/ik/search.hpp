@@ -41,8 +41,9 @@
 // than that may come out as one (the dip of the residual between them is then shallower than its
 // rounding). Solutions on different branches, or at the end of a branch, never merge unless all
 // their joints agree within 1e-7 degrees. The bound fails, and a solution may be missed, only
-// where the residual turns sharply between samples: within about 0.01 of the singular value of
-// the Jacobian (none missed in 10^5 random poses per test arm clear of that).
+// where the residual turns sharply between samples, near a singularity: on the test arms, of
+// 1.8 · 10^5 random poses each, only poses whose Jacobian's smallest singular value lay below
+// 0.004 (radians and mm) lost a solution.
 
 #include <array>
 #include <cstddef>
