@@ -110,6 +110,29 @@ const Expected* matchingOf(const std::vector<Expected>& all, const ConfData& con
   return nullptr;
 }
 
+/// Checks the nearest solution to `seed` of `pose` on `arm` against the list `all`.
+void expectNearest(const RobotConfig& arm, const Pose& pose, const std::vector<Expected>& all,
+                   const RobJoint& seed) {
+  const Expected* want = nearestOf(all, seed);
+  const JointSolution got = arm.findNearestJointSolution(pose, seed);
+  ASSERT_TRUE(got.found());
+  EXPECT_LT(jointDistance(got.joints, want->joints), 1e-9)
+      << seed.toString() << " " << got.joints.toString() << " " << want->joints.toString();
+  EXPECT_EQ(got.conf, want->conf);
+}
+
+/// Checks the solution of `pose` on `arm` in the configuration `conf` against the list `all`.
+void expectInConfiguration(const RobotConfig& arm, const Pose& pose,
+                           const std::vector<Expected>& all, const ConfData& conf) {
+  RobTarget target(pose);
+  target.robConf = conf;
+  const Expected* match = matchingOf(all, conf);
+  const JointSolution inConf = arm.findJointSolution(target);
+  ASSERT_TRUE(inConf.found());
+  EXPECT_LT(jointDistance(inConf.joints, match->joints), 1e-9)
+      << conf.toString() << " " << inConf.joints.toString() << " " << match->joints.toString();
+}
+
 const RobJoint kJoints(10, 20, 30, 30, 40, 50);
 
 TEST(IkWideLimits, JointSixNearEighteenThousandListsEveryTurn) {
@@ -195,21 +218,10 @@ TEST_P(WideQueries, NearestAndInConfigurationMatchEveryTurnListed) {
       RobJoint seed;
       for (std::size_t i = 0; i < 6; ++i)
         seed.values[i] = random.uniform(-1500, 1500);
-      const Expected* want = nearestOf(all, seed);
-      const JointSolution got = arm.findNearestJointSolution(pose, seed);
-      ASSERT_TRUE(got.found());
-      EXPECT_LT(jointDistance(got.joints, want->joints), 1e-9)
-          << seed.toString() << " " << got.joints.toString() << " " << want->joints.toString();
-      EXPECT_EQ(got.conf, want->conf);
-      RobTarget target(pose);
-      target.robConf =
-          all[static_cast<std::size_t>(random.integer(0, static_cast<int>(all.size()) - 1))].conf;
-      const Expected* match = matchingOf(all, target.robConf);
-      const JointSolution inConf = arm.findJointSolution(target);
-      ASSERT_TRUE(inConf.found());
-      EXPECT_LT(jointDistance(inConf.joints, match->joints), 1e-9)
-          << target.robConf.toString() << " " << inConf.joints.toString() << " "
-          << match->joints.toString();
+      expectNearest(arm, pose, all, seed);
+      expectInConfiguration(
+          arm, pose, all,
+          all[static_cast<std::size_t>(random.integer(0, static_cast<int>(all.size()) - 1))].conf);
     }
     // Seeds within a quarter turn of a listed solution, where each joint's nearest turn is the
     // only one that near.
@@ -219,12 +231,7 @@ TEST_P(WideQueries, NearestAndInConfigurationMatchEveryTurnListed) {
       RobJoint seed;
       for (std::size_t i = 0; i < 6; ++i)
         seed.values[i] = near.joints.values[i] + random.uniform(-80, 80);
-      const Expected* want = nearestOf(all, seed);
-      const JointSolution got = arm.findNearestJointSolution(pose, seed);
-      ASSERT_TRUE(got.found());
-      EXPECT_LT(jointDistance(got.joints, want->joints), 1e-9)
-          << seed.toString() << " " << got.joints.toString() << " " << want->joints.toString();
-      EXPECT_EQ(got.conf, want->conf);
+      expectNearest(arm, pose, all, seed);
     }
   }
 }
@@ -253,20 +260,8 @@ TEST(IkWideLimits, OneJointOfManyTurnsBesideJointsOfFew) {
       const double spread = s < 6 ? 80.0 : 13000.0;
       for (std::size_t i = 0; i < 6; ++i)
         seed.values[i] = near.joints.values[i] + random.uniform(-spread, spread);
-      const Expected* want = nearestOf(all, seed);
-      const JointSolution got = arm.findNearestJointSolution(pose, seed);
-      ASSERT_TRUE(got.found());
-      EXPECT_LT(jointDistance(got.joints, want->joints), 1e-9)
-          << seed.toString() << " " << got.joints.toString() << " " << want->joints.toString();
-      EXPECT_EQ(got.conf, want->conf);
-      RobTarget target(pose);
-      target.robConf = near.conf;
-      const Expected* match = matchingOf(all, target.robConf);
-      const JointSolution inConf = arm.findJointSolution(target);
-      ASSERT_TRUE(inConf.found());
-      EXPECT_LT(jointDistance(inConf.joints, match->joints), 1e-9)
-          << target.robConf.toString() << " " << inConf.joints.toString() << " "
-          << match->joints.toString();
+      expectNearest(arm, pose, all, seed);
+      expectInConfiguration(arm, pose, all, near.conf);
     }
   }
 }

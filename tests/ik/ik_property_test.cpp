@@ -263,16 +263,8 @@ INSTANTIATE_TEST_SUITE_P(Queries, HostileInputs, ::testing::Values(0, 1, 2));
 /// Arms with offset wrists solved by the search and in closed form: a pose made from joints
 /// inside the limits always has a solution, whatever the query.
 TEST(IkProperty, PosesFromJointsInsideTheLimitsAreNeverCalledUnreachable) {
-  DhTable madeUp;
-  madeUp.convention = DhConvention::classic;
-  madeUp.rows = {{{30, 80, 300, 0},
-                  {400, 0, 40, 10},
-                  {50, 70, 20, 0},
-                  {10, 60, 350, 0},
-                  {0, -60, 60, 0},
-                  {0, 0, 80, 0}}};
   test::Random random;
-  for (const DhTable& table : {madeUp, test::collaborativeDh()}) {
+  for (const DhTable& table : {test::madeUpDh(), test::collaborativeDh()}) {
     const RobotConfig arm = ArmFromDh(table, test::halfTurnLimits()).robot;
     int missed = 0;
     for (int n = 0; n < kReasonPoses; ++n) {

@@ -22,6 +22,20 @@ namespace zor::rob::test {
 
 /// The nominal DH rows (classic convention) of a 5 kg collaborative arm: joints 2, 3 and 4
 /// parallel, the wrist offset.
+/// A made-up arm for the search: no axes parallel or perpendicular beyond what the model needs,
+/// joint 5 at 60 degrees to joints 4 and 6.
+inline DhTable madeUpDh() {
+  DhTable madeUp;
+  madeUp.convention = DhConvention::classic;
+  madeUp.rows = {{{30, 80, 300, 0},
+                  {400, 0, 40, 10},
+                  {50, 70, 20, 0},
+                  {10, 60, 350, 0},
+                  {0, -60, 60, 0},
+                  {0, 0, 80, 0}}};
+  return madeUp;
+}
+
 inline DhTable collaborativeDh() {
   DhTable table;
   table.convention = DhConvention::classic;

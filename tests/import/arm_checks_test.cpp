@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "ik/ik_test_support.hpp"
 #include "import/test_arms.hpp"
 #include "support/test_support.hpp"
 #include "zor/rob/arm_import.hpp"
@@ -89,16 +90,8 @@ TEST(CheckArmModel, AcceptsEveryImportedTestArm) {
             kAccepted);
   EXPECT_EQ(verdict(ArmFromDh(test::collaborativeArmDh(), test::collaborativeArmLimits()).robot),
             kAccepted);
-  // The made-up arm of the inverse-kinematics tests: no axes parallel or perpendicular beyond
-  // what the model needs, joint 5 at 60 degrees to joints 4 and 6.
-  DhTable madeUp;
-  madeUp.rows = {{{30, 80, 300, 0},
-                  {400, 0, 40, 10},
-                  {50, 70, 20, 0},
-                  {10, 60, 350, 0},
-                  {0, -60, 60, 0},
-                  {0, 0, 80, 0}}};
-  EXPECT_EQ(verdict(ArmFromDh(madeUp, ArmLimits{}).robot), kAccepted);
+  // The made-up arm of the inverse-kinematics tests, joint 5 at 60 degrees to joints 4 and 6.
+  EXPECT_EQ(verdict(ArmFromDh(test::madeUpDh(), ArmLimits{}).robot), kAccepted);
 }
 
 TEST(CheckArmModel, AcceptsRandomOrthoParallelLengths) {
