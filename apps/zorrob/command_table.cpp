@@ -2,6 +2,7 @@
 // tables, arm, audit and view. Each registers its help and options and hands back its runner,
 // as reach_command.cpp and place_command.cpp do for theirs.
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <memory>
 #include <optional>
 #include <string>
@@ -49,9 +50,15 @@ CLI::App* addCommand(CLI::App& app, const std::string& name, const std::string& 
   return command;
 }
 
+/// Joint values for the forward kinematics. Beyond ±1e9 degrees (the widest limits an arm may
+/// have) they are refused: from about 5.7e307 degrees on, their conversion to radians overflows.
 RobJoint jointsFrom(const std::vector<std::string>& texts) {
-  const std::vector<double> v = parseNumbers(texts, {"J1", "J2", "J3", "J4", "J5", "J6"},
-                                             "joint values (J1 ... J6, degrees)");
+  static const std::vector<std::string> names{"J1", "J2", "J3", "J4", "J5", "J6"};
+  const std::vector<double> v = parseNumbers(texts, names, "joint values (J1 ... J6, degrees)");
+  constexpr double kWidestJoint = 1e9;
+  for (std::size_t i = 0; i < v.size(); ++i)
+    if (std::abs(v[i]) > kWidestJoint)
+      throw UsageError(names[i] + " must lie within ±1e9 degrees, got '" + texts[i] + "'");
   return RobJoint(v[0], v[1], v[2], v[3], v[4], v[5]);
 }
 
