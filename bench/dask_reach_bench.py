@@ -1,12 +1,22 @@
 #!/usr/bin/env python3
 """A reach map on a Dask LocalCluster of 2 single-threaded worker processes against 1, in the
-same run, and the single-process call (one thread) as the reference for the chunk overhead.
+same run, with the single-process call on 1 and 2 threads as the reference, and the overhead of
+one chunk.
 
 Run from the repository root after building:
     PYTHONPATH=build/python /usr/bin/python3 bench/dask_reach_bench.py [--queries N] [--repeat R]
 
-Each figure is the best of R runs (wall-clock, time.perf_counter), the clusters started before
-the clock. The maps of every side are checked equal bit for bit first.
+Both clusters are started before the clock and stay up; the runs alternate (1 worker, 2
+workers, 1 thread, 2 threads, and again R times) so that a change of the machine's load falls
+on every side alike. Each figure is the best of its R runs (wall-clock, time.perf_counter). The
+maps of every side are checked equal bit for bit. The 2-thread call shows how much of the two
+cores the machine gave in the same minutes: on a loaded machine both ratios read low together.
+
+The chunk overhead is the wall-clock time per chunk of a map whose chunks hold one position of
+one orientation out of reach (no work at all): the whole round trip of a chunk, from submitting
+it to merging its result, on the 1-worker cluster.
+
+The last line is the ratio alone: "2 workers / 1 worker: 1.85x".
 """
 
 import argparse
@@ -18,21 +28,30 @@ from dask.distributed import Client, LocalCluster
 import zorrob
 from zorrob import distributed
 
+_ARRAYS = ("reachable", "index", "best_manipulability", "worst_manipulability")
 
-def best_of(repeat, work):
-    best, result = float("inf"), None
-    for _ in range(repeat):
-        start = time.perf_counter()
-        result = work()
-        best = min(best, time.perf_counter() - start)
-    return best, result
+
+def timed(work):
+    start = time.perf_counter()
+    result = work()
+    return time.perf_counter() - start, result
+
+
+def chunk_overhead(arm, client, chunks):
+    """Seconds per chunk of a map of `chunks` one-position chunks with nothing to solve."""
+    far = dict(box_min=(1e6, 0, 0), box_max=(1e6 + chunks - 1, 0, 0), step=1)
+    one = zorrob.sphere_orientations(1)
+    seconds, _ = timed(lambda: distributed.reach_map(arm, one, chunk_positions=1, client=client,
+                                                     progress=False, **far))
+    return seconds / chunks
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--queries", type=float, default=1e7)
-    parser.add_argument("--repeat", type=int, default=2)
-    parser.add_argument("--chunk", type=int, default=500, help="positions per chunk")
+    parser.add_argument("--repeat", type=int, default=3)
+    parser.add_argument("--chunk", type=int, default=None,
+                        help="positions per chunk (default: the automatic split)")
     args = parser.parse_args()
 
     arm = zorrob.default_arm()
@@ -45,21 +64,38 @@ def main():
     queries = int(np.prod(shape)) * len(q)
     print(f"grid {shape}, {len(q)} orientations: {queries} queries")
 
-    single_s, single = best_of(args.repeat, lambda: zorrob.reach_map(arm, q, **box))
+    reference = zorrob.reach_map(arm, q, **box)
     times = {}
-    for workers in (1, 2):
-        with LocalCluster(n_workers=workers, threads_per_worker=1, processes=True,
-                          dashboard_address=":0") as cluster, Client(cluster) as client:
-            t, spread = best_of(args.repeat, lambda: distributed.reach_map(
-                arm, q, chunk_positions=args.chunk, client=client, progress=False, **box))
-            assert all(np.array_equal(spread[k], single[k]) for k in
-                       ("reachable", "index", "best_manipulability", "worst_manipulability"))
-            times[workers] = t
-    print(f"single process, 1 thread: {single_s:.2f} s ({queries / single_s / 1e6:.2f} M/s)")
-    for workers, t in times.items():
-        print(f"Dask, {workers} worker(s):     {t:.2f} s ({queries / t / 1e6:.2f} M/s)")
-    print(f"2 workers / 1 worker: {times[1] / times[2]:.2f}x; "
-          f"1 worker / single process: {times[1] / single_s:.2f} (chunks of {args.chunk})")
+
+    def record(name, seconds, result):
+        assert all(np.array_equal(result[k], reference[k]) for k in _ARRAYS), name
+        times.setdefault(name, []).append(seconds)
+
+    with LocalCluster(n_workers=1, threads_per_worker=1, processes=True,
+                      dashboard_address=":0") as one_cluster, Client(one_cluster) as one, \
+         LocalCluster(n_workers=2, threads_per_worker=1, processes=True,
+                      dashboard_address=":0") as two_cluster, Client(two_cluster) as two:
+        for client in (one, two):  # the workers import the module before the clock
+            client.run(lambda: __import__("zorrob") and None)
+        overhead = chunk_overhead(arm, one, 200)
+        for _ in range(args.repeat):
+            for name, client in (("1 worker", one), ("2 workers", two)):
+                record(name, *timed(lambda: distributed.reach_map(
+                    arm, q, chunk_positions=args.chunk, client=client, progress=False, **box)))
+            for threads in (1, 2):
+                record(f"{threads} thread(s)", *timed(
+                    lambda: zorrob.reach_map(arm, q, threads=threads, **box)))
+        overhead = min(overhead, chunk_overhead(arm, one, 200))
+
+    best = {name: min(runs) for name, runs in times.items()}
+    for name, seconds in best.items():
+        print(f"{name:12} best {seconds:6.2f} s ({queries / seconds / 1e6:5.2f} M queries/s); "
+              f"runs {', '.join(f'{t:.2f}' for t in times[name])}")
+    print(f"chunk overhead: {overhead * 1e3:.1f} ms per chunk (round trip of an empty chunk)")
+    print(f"1 worker / single process on 1 thread: {best['1 worker'] / best['1 thread(s)']:.3f}")
+    print(f"2 threads / 1 thread (single process): "
+          f"{best['1 thread(s)'] / best['2 thread(s)']:.2f}x")
+    print(f"2 workers / 1 worker: {best['1 worker'] / best['2 workers']:.2f}x")
 
 
 if __name__ == "__main__":

@@ -91,3 +91,39 @@ def test_a_local_cluster_is_started_when_no_client_is_given(arm, capsys):
     spread = zd.reach_map(arm, q, points=[[800, 0, 900], [900, 100, 700]], chunk_positions=1)
     assert_same_map(spread, single)
     assert "reach map" in capsys.readouterr().err  # the tqdm bar
+
+
+def test_explicit_points_travel_as_each_chunks_slice(client, arm, rng):
+    q = zorrob.sphere_orientations(5, 3)
+    points = rng.uniform((-1200, -1200, 0), (1200, 1200, 1800), (30, 3))
+    single = zorrob.reach_map(arm, q, points=points, keep_matrix=True)
+    fractions = []
+    spread = zd.reach_map(arm, q, points=points, keep_matrix=True, chunk_positions=7,
+                          client=client, progress=fractions.append)
+    assert_same_map(spread, single)
+    assert spread["shape"] == (30, 1, 1) and (spread["begin"], spread["end"]) == (0, 30)
+    # Five chunks of 7, 7, 7, 7 and 2 positions, in whatever order they finish.
+    assert len(fractions) == 5 and fractions == sorted(fractions) and fractions[-1] == 1.0
+    assert {round(f * 30) for f in fractions} <= {2, 7, 9, 14, 16, 21, 23, 28, 30}
+
+
+def test_the_automatic_split_shrinks_towards_the_end_down_to_its_smallest_chunk():
+    # 50 000 queries a position: the smallest chunk is 10 positions. Each chunk is a quarter of
+    # what is left (two workers), rounded up: 25 of 100, 19 of 75, 14 of 56, 11 of 42, then
+    # 10 (not 8 of 31), 10, 10, and the last position.
+    ranges = zd._guided_ranges(100, 50_000, 2)
+    assert ranges == [(0, 25), (25, 44), (44, 58), (58, 69), (69, 79), (79, 89), (89, 99),
+                      (99, 100)]
+    assert zd._guided_ranges(3, 1, 4) == [(0, 3)]  # fewer queries than the smallest chunk
+
+
+def test_the_automatic_split_gives_the_single_process_map(client, arm):
+    q = zorrob.sphere_orientations(10, 4)  # 40 orientations: 12500 positions a chunk at least
+    box = dict(box_min=(-1500, -1500, 0), box_max=(1500, 1500, 1500), step=100)
+    single = zorrob.reach_map(arm, q, manipulability=False, **box)
+    fractions = []
+    spread = zd.reach_map(arm, q, manipulability=False, client=client, progress=fractions.append,
+                          **box)
+    assert_same_map(spread, single)
+    # 31 x 31 x 16 = 15376 positions: a chunk of 12500 (more than a quarter), then 2876.
+    assert sorted(round(f * 15376) for f in fractions) in ([2876, 15376], [12500, 15376])
