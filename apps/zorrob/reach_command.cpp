@@ -1,7 +1,9 @@
 // zorrob reach: the reach map of the arm over a box of positions, written for numpy.
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,7 @@
 #include "parse.hpp"
 #include "progress_line.hpp"
 #include "zor/rob/reach.hpp"
+#include "zor/rob/rotation.hpp"
 
 namespace zor::rob::cli {
 
@@ -23,8 +26,11 @@ struct ReachArgs {
   std::vector<std::string> min{};
   std::vector<std::string> max{};
   std::string step{};
-  std::string directions{"50"};
-  std::string turns{"4"};
+  /// Empty when not given (50 directions and 4 turns unless --quaternions is given).
+  std::string directions{};
+  std::string turns{};
+  std::vector<std::string> quaternions{};
+  std::vector<std::string> confs{};
   std::string threads{"0"};
   std::vector<std::string> tool{};
   std::string out{};
@@ -51,6 +57,59 @@ ToolData toolOf(const std::vector<std::string>& texts) {
       {"--tool X", "--tool Y", "--tool Z", "--tool Q1", "--tool Q2", "--tool Q3", "--tool Q4"},
       "numbers after --tool (X Y Z in mm, Q1 Q2 Q3 Q4)");
   return ToolData(true, Pose({v[0], v[1], v[2]}, {v[3], v[4], v[5], v[6]}), LoadData{});
+}
+
+/// The orientations of --quaternions (groups of four numbers, scalar first), each checked by
+/// the library's normalisation rule so that a zero record is named here.
+std::vector<Orient> givenOrientations(const std::vector<std::string>& texts) {
+  if (texts.size() % 4 != 0)
+    throw UsageError("--quaternions takes groups of 4 numbers (Q1 Q2 Q3 Q4), got " +
+                     std::to_string(texts.size()));
+  std::vector<Orient> out;
+  for (std::size_t k = 0; k < texts.size() / 4; ++k) {
+    const std::string name = "--quaternions orientation " + std::to_string(k + 1);
+    std::array<double, 4> q{};
+    for (std::size_t i = 0; i < 4; ++i)
+      q[i] = parseNumber(texts[4 * k + i], name + " Q" + std::to_string(i + 1));
+    try {
+      (void)Rotation(q[0], q[1], q[2], q[3]);
+    } catch (const std::logic_error&) {
+      throw UsageError(name + " is a zero quaternion");
+    }
+    out.push_back({q[0], q[1], q[2], q[3]});
+  }
+  return out;
+}
+
+std::vector<Orient> orientationsOf(const ReachArgs& a) {
+  if (!a.quaternions.empty()) {
+    if (!a.directions.empty() || !a.turns.empty())
+      throw UsageError("--quaternions and --directions or --turns do not go together");
+    return givenOrientations(a.quaternions);
+  }
+  const auto count = [](const std::string& text, const char* fallback, const char* option) {
+    return static_cast<std::size_t>(
+        parseWholeNumber(text.empty() ? fallback : text, 1, kMaxCount, option));
+  };
+  return SphereOrientations(count(a.directions, "50", "--directions"),
+                            count(a.turns, "4", "--turns"));
+}
+
+/// The configurations of --conf (groups of CF1 CF4 CF6 CFX).
+std::vector<ConfData> confsOf(const std::vector<std::string>& texts) {
+  if (texts.size() % 4 != 0)
+    throw UsageError("--conf takes groups of 4 whole numbers (CF1 CF4 CF6 CFX), got " +
+                     std::to_string(texts.size()));
+  std::vector<ConfData> out;
+  for (std::size_t k = 0; k < texts.size() / 4; ++k) {
+    const std::string name = "--conf configuration " + std::to_string(k + 1);
+    const auto field = [&](std::size_t i, const char* label, int min, int max) {
+      return parseWholeNumber(texts[4 * k + i], min, max, name + " " + label);
+    };
+    out.emplace_back(field(0, "CF1", -1000, 1000), field(1, "CF4", -1000, 1000),
+                     field(2, "CF6", -1000, 1000), field(3, "CFX", 0, 7));
+  }
+  return out;
 }
 
 void writeBinary(const std::string& path, const std::string& bytes) {
@@ -125,10 +184,9 @@ Report runReach(const Arm& arm, const ReachArgs& a) {
     throw UsageError("--out must name a .npy or .npz file, got '" + a.out + "'");
   const ReachBox box{pointOf(a.min, "--min"), pointOf(a.max, "--max"),
                      parseNumber(a.step, "--step")};
-  const std::vector<Orient> orientations = SphereOrientations(
-      static_cast<std::size_t>(parseWholeNumber(a.directions, 1, kMaxCount, "--directions")),
-      static_cast<std::size_t>(parseWholeNumber(a.turns, 1, kMaxCount, "--turns")));
+  const std::vector<Orient> orientations = orientationsOf(a);
   ReachOptions options;
+  options.configurations = confsOf(a.confs);
   options.threads = static_cast<unsigned>(
       parseWholeNumber(a.threads, 0, static_cast<int>(kMaxReachThreads), "--threads"));
   if (!a.tool.empty())
@@ -154,12 +212,14 @@ CommandHook AddReachCommand(CLI::App& app) {
   reach->footer(
       "Counts, at every position of the box (min to max by step, mm), the tool orientations in\n"
       "which the arm reaches it inside its joint limits: N tool-axis directions spread evenly\n"
-      "over the sphere (--directions) times M turns about each (--turns). Writes the\n"
-      "reachability index (reached / orientations) to a .npy file, or to a .npz file the\n"
-      "arrays reachable, index, best_manipulability, worst_manipulability (each shaped nx, ny,\n"
-      "nz with z fastest), orientations, grid (min x, y, z and step) and with --matrix the\n"
-      "solution count of every position and orientation. Prints a summary (--json for JSON).\n"
-      "A progress line is drawn on standard error when it is a terminal.\n\n"
+      "over the sphere (--directions) times M turns about each (--turns), or the orientations\n"
+      "given as quaternions (--quaternions). With --conf, only the solutions in one of the\n"
+      "given configurations count. Writes the reachability index (reached / orientations) to a\n"
+      ".npy file, or to a .npz file the arrays reachable, index, best_manipulability,\n"
+      "worst_manipulability (each shaped nx, ny, nz with z fastest), orientations, grid (min x,\n"
+      "y, z and step) and with --matrix the solution count of every position and orientation\n"
+      "(shaped nx, ny, nz, orientations). Prints a summary (--json for JSON). A progress line\n"
+      "is drawn on standard error when it is a terminal.\n\n"
       "Example: zorrob reach --min 0 -1000 0 --max 1500 1000 1500 --step 100 --out map.npz");
   reach->add_option("--min", args->min, "the box's lower corner X Y Z (mm)")
       ->type_name("X Y Z")
@@ -173,6 +233,16 @@ CommandHook AddReachCommand(CLI::App& app) {
   reach->add_option("--directions", args->directions, "tool-axis directions (default 50)")
       ->type_name("N");
   reach->add_option("--turns", args->turns, "turns about each axis (default 4)")->type_name("M");
+  reach
+      ->add_option("--quaternions", args->quaternions,
+                   "the orientations Q1 Q2 Q3 Q4 [Q1 Q2 Q3 Q4 ...] (scalar first)")
+      ->type_name("NUM")
+      ->expected(1, CLI::detail::expected_max_vector_size);
+  reach
+      ->add_option("--conf", args->confs,
+                   "count only these configurations CF1 CF4 CF6 CFX [CF1 CF4 CF6 CFX ...]")
+      ->type_name("N")
+      ->expected(1, CLI::detail::expected_max_vector_size);
   reach->add_option("--tool", args->tool, "the tool frame X Y Z Q1 Q2 Q3 Q4 in the flange")
       ->type_name("NUM")
       ->expected(1, CLI::detail::expected_max_vector_size);
