@@ -2,9 +2,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli_error.hpp"
@@ -141,6 +143,7 @@ std::vector<NpyArray> mapArrays(const ReachMap& map, const ReachBox& box,
   return arrays;
 }
 
+/// The summary of the map; the file line only where `path` is not empty.
 Report summary(const ReachMap& map, const std::string& path, unsigned threads) {
   const auto reachable = static_cast<std::size_t>(
       std::count_if(map.reachable.begin(), map.reachable.end(), [](auto r) { return r > 0; }));
@@ -155,18 +158,20 @@ Report summary(const ReachMap& map, const std::string& path, unsigned threads) {
           ? 0.0
           : *std::max_element(map.bestManipulability.begin(), map.bestManipulability.end());
   Report out;
-  out.json = {{"file", path},
-              {"shape", map.shape},
-              {"positions", map.size()},
-              {"orientations", map.orientationCount},
-              {"queries", map.size() * map.orientationCount},
-              {"reachablePositions", reachable},
-              {"fullyReachablePositions", full},
-              {"meanIndex", sum / static_cast<double>(map.size())},
-              {"bestManipulability", best},
-              {"threads", threads}};
+  if (!path.empty())
+    out.json["file"] = path;
+  out.json.update(Json{{"shape", map.shape},
+                       {"positions", map.size()},
+                       {"orientations", map.orientationCount},
+                       {"queries", map.size() * map.orientationCount},
+                       {"reachablePositions", reachable},
+                       {"fullyReachablePositions", full},
+                       {"meanIndex", sum / static_cast<double>(map.size())},
+                       {"bestManipulability", best},
+                       {"threads", threads}});
   Fields f;
-  f.add("file", path);
+  if (!path.empty())
+    f.add("file", path);
   f.add("grid", std::to_string(map.shape[0]) + " x " + std::to_string(map.shape[1]) + " x " +
                     std::to_string(map.shape[2]) + " positions");
   f.add("orientations", std::to_string(map.orientationCount));
@@ -204,7 +209,43 @@ Report runReach(const Arm& arm, const ReachArgs& a) {
   return summary(map, a.out, options.threads);
 }
 
+/// One character per position of a map of one layer (nz = 1): rows from the largest y down, x to
+/// the right, each position twice as wide as high so that the picture keeps the grid's aspect.
+/// Blank where no orientation is reached, then darker by ninths of the reachability index.
+std::vector<std::string> sliceRows(const ReachMap& map) {
+  static constexpr std::string_view kShades = " .:-=+*#%@";
+  const std::size_t nx = map.shape[0];
+  const std::size_t ny = map.shape[1];
+  std::vector<std::string> rows;
+  for (std::size_t row = 0; row < ny; ++row) {
+    std::string line;
+    for (std::size_t ix = 0; ix < nx; ++ix) {
+      const double index = map.index[ix * ny + (ny - 1 - row)];
+      const auto shade = static_cast<std::size_t>(std::ceil(index * (kShades.size() - 1)));
+      line.append(2, kShades[shade]);
+    }
+    rows.push_back(line);
+  }
+  return rows;
+}
+
 }  // namespace
+
+Report runReachSlice(const Arm& arm) {
+  const ReachBox box{{-1500, -1500, 800}, {1500, 1500, 800}, 250};
+  const std::vector<Orient> orientations = SphereOrientations(50, 4);
+  const ReachMap map = ComputeReachMap(arm.config, ReachGrid{box}, orientations);
+  Report out = summary(map, "", 1);
+  const std::vector<std::string> rows = sliceRows(map);
+  out.json["slice"] = rows;
+  out.text +=
+      "\nthe reachability index at z = 800 mm: x from -1500 (left) to 1500 mm, y from "
+      "1500 (top)\nto -1500 mm, every 250 mm; blank where no orientation is reached, "
+      "darker by ninths\nof the index (' .:-=+*#%@')\n\n";
+  for (const std::string& row : rows)
+    out.text += "|" + row + "|\n";
+  return out;
+}
 
 CommandHook AddReachCommand(CLI::App& app) {
   auto args = std::make_shared<ReachArgs>();
