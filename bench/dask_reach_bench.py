@@ -11,18 +11,21 @@ workers, 1 thread, 2 threads, and again R times) so that a change of the machine
 on every side alike. Each figure is the best of its R runs (wall-clock, time.perf_counter). The
 maps of every side are checked equal bit for bit. The 2-thread call shows how much of the two
 cores the machine gave in the same minutes: on a loaded machine both ratios read low together.
+The processor time of each side (this process and every worker process, psutil) does not grow
+with the load: the 1-worker run's against the 1-thread call's is Dask's own cost.
 
 The chunk overhead is the wall-clock time per chunk of a map whose chunks hold one position of
 one orientation out of reach (no work at all): the whole round trip of a chunk, from submitting
 it to merging its result, on the 1-worker cluster.
 
-The last line is the ratio alone: "2 workers / 1 worker: 1.85x".
+The last line is the ratio alone, e.g. "2 workers / 1 worker: 1.85x".
 """
 
 import argparse
 import time
 
 import numpy as np
+import psutil
 from dask.distributed import Client, LocalCluster
 
 import zorrob
@@ -31,17 +34,32 @@ from zorrob import distributed
 _ARRAYS = ("reachable", "index", "best_manipulability", "worst_manipulability")
 
 
+def cpu_seconds():
+    """Processor time of this process and all its children (the clusters' nannies and workers)
+    so far: unlike the wall-clock time, it does not grow with the machine's load."""
+    total = 0.0
+    me = psutil.Process()
+    for process in [me] + me.children(recursive=True):
+        try:
+            times = process.cpu_times()
+        except psutil.NoSuchProcess:
+            continue
+        total += times.user + times.system
+    return total
+
+
 def timed(work):
-    start = time.perf_counter()
+    """(wall-clock seconds, processor seconds, result) of work()."""
+    cpu, start = cpu_seconds(), time.perf_counter()
     result = work()
-    return time.perf_counter() - start, result
+    return time.perf_counter() - start, cpu_seconds() - cpu, result
 
 
 def chunk_overhead(arm, client, chunks):
     """Seconds per chunk of a map of `chunks` one-position chunks with nothing to solve."""
     far = dict(box_min=(1e6, 0, 0), box_max=(1e6 + chunks - 1, 0, 0), step=1)
     one = zorrob.sphere_orientations(1)
-    seconds, _ = timed(lambda: distributed.reach_map(arm, one, chunk_positions=1, client=client,
+    seconds, _, _ = timed(lambda: distributed.reach_map(arm, one, chunk_positions=1, client=client,
                                                      progress=False, **far))
     return seconds / chunks
 
@@ -65,11 +83,12 @@ def main():
     print(f"grid {shape}, {len(q)} orientations: {queries} queries")
 
     reference = zorrob.reach_map(arm, q, **box)
-    times = {}
+    times, cpu = {}, {}
 
-    def record(name, seconds, result):
+    def record(name, seconds, processor, result):
         assert all(np.array_equal(result[k], reference[k]) for k in _ARRAYS), name
         times.setdefault(name, []).append(seconds)
+        cpu.setdefault(name, []).append(processor)
 
     with LocalCluster(n_workers=1, threads_per_worker=1, processes=True,
                       dashboard_address=":0") as one_cluster, Client(one_cluster) as one, \
@@ -90,12 +109,17 @@ def main():
     best = {name: min(runs) for name, runs in times.items()}
     for name, seconds in best.items():
         print(f"{name:12} best {seconds:6.2f} s ({queries / seconds / 1e6:5.2f} M queries/s); "
-              f"runs {', '.join(f'{t:.2f}' for t in times[name])}")
+              f"runs {', '.join(f'{t:.2f}' for t in times[name])}; "
+              f"processor time {min(cpu[name]):.2f} s")
     print(f"chunk overhead: {overhead * 1e3:.1f} ms per chunk (round trip of an empty chunk)")
-    print(f"1 worker / single process on 1 thread: {best['1 worker'] / best['1 thread(s)']:.3f}")
-    print(f"2 threads / 1 thread (single process): "
-          f"{best['1 thread(s)'] / best['2 thread(s)']:.2f}x")
-    print(f"2 workers / 1 worker: {best['1 worker'] / best['2 workers']:.2f}x")
+    one_worker_cost = best["1 worker"] / best["1 thread(s)"]
+    print(f"1 worker / single process on 1 thread: {one_worker_cost:.3f} (wall-clock), "
+          f"{min(cpu['1 worker']) / min(cpu['1 thread(s)']):.3f} (processor time)")
+    threads_gain = best["1 thread(s)"] / best["2 thread(s)"]
+    workers_gain = best["1 worker"] / best["2 workers"]
+    print(f"2 threads / 1 thread (single process): {threads_gain:.2f}x")
+    print(f"the 2 workers' gain against the 2 threads' gain: {workers_gain / threads_gain:.2f}")
+    print(f"2 workers / 1 worker: {workers_gain:.2f}x")
 
 
 if __name__ == "__main__":

@@ -72,10 +72,10 @@ def _ranges(count, chunk):
     return [(b, min(count, b + chunk)) for b in range(0, count, chunk)]
 
 
-# The smallest chunk the automatic split makes, in queries: a few tenths of a second of work on
-# one core, so that a chunk's round trip through the scheduler (a few milliseconds) stays small
-# beside it.
-_MIN_CHUNK_QUERIES = 500_000
+# The smallest chunk the automatic split makes, in queries: a tenth of a second or more of work
+# on one core, so that a chunk's round trip through the scheduler (a few milliseconds) stays
+# small beside it, and short enough that the workers' last chunks end close together.
+_MIN_CHUNK_QUERIES = 250_000
 
 
 def _guided_ranges(count, queries_per_position, workers):
