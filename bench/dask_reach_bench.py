@@ -13,6 +13,8 @@ maps of every side are checked equal bit for bit. The 2-thread call shows how mu
 cores the machine gave in the same minutes: on a loaded machine both ratios read low together.
 The processor time of each side (this process and every worker process, psutil) does not grow
 with the load: the 1-worker run's against the 1-thread call's is Dask's own cost.
+The task stream of the 2-worker runs gives each worker's compute time: how evenly the chunks
+spread, and so the most that 2 workers can gain on an idle machine.
 
 The chunk overhead is the wall-clock time per chunk of a map whose chunks hold one position of
 one orientation out of reach (no work at all): the whole round trip of a chunk, from submitting
@@ -26,7 +28,7 @@ import time
 
 import numpy as np
 import psutil
-from dask.distributed import Client, LocalCluster
+from dask.distributed import Client, LocalCluster, get_task_stream
 
 import zorrob
 from zorrob import distributed
@@ -64,6 +66,16 @@ def chunk_overhead(arm, client, chunks):
     return seconds / chunks
 
 
+def busy_seconds(stream):
+    """The compute time of each worker in a task stream, largest first."""
+    busy = {}
+    for task in stream:
+        for part in task["startstops"]:
+            if part["action"] == "compute":
+                busy[task["worker"]] = busy.get(task["worker"], 0.0) + part["stop"] - part["start"]
+    return sorted(busy.values(), reverse=True)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--queries", type=float, default=1e7)
@@ -83,7 +95,7 @@ def main():
     print(f"grid {shape}, {len(q)} orientations: {queries} queries")
 
     reference = zorrob.reach_map(arm, q, **box)
-    times, cpu = {}, {}
+    times, cpu, busy = {}, {}, {}
 
     def record(name, seconds, processor, result):
         assert all(np.array_equal(result[k], reference[k]) for k in _ARRAYS), name
@@ -99,8 +111,11 @@ def main():
         overhead = chunk_overhead(arm, one, 200)
         for _ in range(args.repeat):
             for name, client in (("1 worker", one), ("2 workers", two)):
-                record(name, *timed(lambda: distributed.reach_map(
-                    arm, q, chunk_positions=args.chunk, client=client, progress=False, **box)))
+                with get_task_stream(client=client) as stream:
+                    record(name, *timed(lambda: distributed.reach_map(
+                        arm, q, chunk_positions=args.chunk, client=client, progress=False,
+                        **box)))
+                busy.setdefault(name, []).append((len(stream.data), busy_seconds(stream.data)))
             for threads in (1, 2):
                 record(f"{threads} thread(s)", *timed(
                     lambda: zorrob.reach_map(arm, q, threads=threads, **box)))
@@ -111,6 +126,11 @@ def main():
         print(f"{name:12} best {seconds:6.2f} s ({queries / seconds / 1e6:5.2f} M queries/s); "
               f"runs {', '.join(f'{t:.2f}' for t in times[name])}; "
               f"processor time {min(cpu[name]):.2f} s")
+    chunks, workers = busy["2 workers"][times["2 workers"].index(best["2 workers"])]
+    print(f"2 workers' best run: {chunks} chunks, the workers computed "
+          f"{' and '.join(f'{b:.2f}' for b in workers)} s of its {best['2 workers']:.2f} s "
+          f"(the busier one {workers[0] / sum(workers):.1%} of the work: on an idle machine "
+          f"at most {sum(workers) / workers[0]:.2f}x)")
     print(f"chunk overhead: {overhead * 1e3:.1f} ms per chunk (round trip of an empty chunk)")
     one_worker_cost = best["1 worker"] / best["1 thread(s)"]
     print(f"1 worker / single process on 1 thread: {one_worker_cost:.3f} (wall-clock), "
