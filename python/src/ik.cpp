@@ -77,9 +77,8 @@ py::tuple allJointSolutions(const RobotConfig& robot, const py::handle& position
   return py::make_tuple(joints, confs, owners);
 }
 
-}  // namespace
-
-void bindInverseKinematics(py::module_& m) {
+/// The result types of the inverse kinematics, and the tool-centre-point conversions.
+void bindIkResults(py::module_& m) {
   py::enum_<IkStatus>(m, "IkStatus", "The verdict of an inverse-kinematics query.")
       .value("found", IkStatus::found)
       .value("outOfReach", IkStatus::outOfReach)
@@ -118,7 +117,12 @@ void bindInverseKinematics(py::module_& m) {
         "wobj.robhold.");
   m.def("target_of_flange_pose", &TargetOfFlangePose, py::arg("flange"), py::arg("tool"),
         py::arg("wobj"), "The inverse of flange_pose_of_target.");
+}
 
+}  // namespace
+
+void bindInverseKinematics(py::module_& m) {
+  bindIkResults(m);
   py::class_<RobotConfig> robot(m.attr("RobotConfig"));
   robot
       .def("ik_method", &RobotConfig::ikMethod,

@@ -226,6 +226,185 @@ inline CosSin2 directionOf(double angle) {
   return {splat(std::cos(angle)), splat(std::sin(angle))};
 }
 
+/// Joint 1's branches: its (cos, sin) per branch, and on the shoulder singularity the angles
+/// themselves.
+struct Joint1Branches {
+  std::array<CosSin, 2> directions{};
+  std::array<double, 2> freeAngles{};
+  std::size_t count = 0;
+  bool shoulderSingular = false;
+};
+
+/// Joint 1 for the wrist centre at `u` from the shoulder point: the turns about k1 that bring it
+/// into reach of the plane normal to k2 through the wrist's offset along k2.
+[[gnu::always_inline]] inline Joint1Branches solveJoint1(const ClosedFormArm& arm, const Vec3& u,
+                                                         const FreeJoints& free,
+                                                         double seedSpread) {
+  const Vec3& k1 = arm.axes[0];
+  const Vec3& k2 = arm.axes[1];
+  const double along1 = k1.dot(u);
+  const double a1 = k2.dot(u) - arm.axis12Cosine * along1;
+  const double b1 = u.dot(arm.axis12Normal);
+  const double c1 = arm.wristAlongAxis2 - arm.axis12Cosine * along1;
+  const double rho1 = std::sqrt(a1 * a1 + b1 * b1);
+  Joint1Branches joint1;
+  joint1.shoulderSingular = rho1 < kAxisDistanceTolerance * arm.axis2Sine &&
+                            std::abs(c1) < kAxisDistanceTolerance * arm.axis2Sine;
+  // On the shoulder singularity any joint 1 keeps the wrist centre; the seed's value and the half
+  // turn from it give the two shoulder branches.
+  joint1.freeAngles = {free.joint1, halfTurnFrom(free.joint1)};
+  if (joint1.shoulderSingular) {
+    for (std::size_t i1 = 0; i1 < 2; ++i1)
+      joint1.directions[i1] = {std::cos(joint1.freeAngles[i1]), std::sin(joint1.freeAngles[i1])};
+    joint1.count = 2;
+  } else {
+    CosSin unused;
+    joint1.count = solveCosSin(a1, b1, c1, rho1, joint1.directions, unused, seedSpread);
+  }
+  return joint1;
+}
+
+/// What the wrist of each joint-1 branch (one per lane) starts from: the wrist centre turned back
+/// by joint 1, relative to axis 2 in the plane normal to k2 (`t`), and the wrist axes k6 and k5
+/// of the target turned back by joint 1.
+struct TurnedBack {
+  Vec3x2 t;
+  Double2 inverseTT;
+  Mask2 onAxis2;
+  Vec3x2 axis6;
+  Vec3x2 axis5;
+};
+
+/// The arm's axes from joint 2 on, and the wrist's normals and zero direction, in both lanes.
+struct LaneAxes {
+  Vec3x2 k2, k4, k5, k6;
+  Vec3x2 axis54Normal, axis65Normal;
+  CosSin2 wristZero;
+
+  [[gnu::always_inline]] explicit LaneAxes(const ClosedFormArm& arm)
+      : k2(Vec3x2::splat(arm.axes[1])),
+        k4(Vec3x2::splat(arm.axes[3])),
+        k5(Vec3x2::splat(arm.axes[4])),
+        k6(Vec3x2::splat(arm.axes[5])),
+        axis54Normal(Vec3x2::splat(arm.axis54Normal)),
+        axis65Normal(Vec3x2::splat(arm.axis65Normal)),
+        wristZero{splat(arm.wristZeroDirection.c), splat(arm.wristZeroDirection.s)} {}
+};
+
+/// Whether each lane's wrist is singular, and there joint 5's angle from θ0 (0 or π).
+struct WristBranch {
+  Mask2 singular{};
+  Double2 angle{};
+};
+
+/// Joints 2, 4 and 6 and the wrist angle α of one elbow branch (`elbow`, per joint-1 lane), as
+/// (y, x) pairs in `angles` at the branch's slots; `snapped` where an elbow was stretched, folded
+/// or seeded, so that it need not reach t exactly.
+[[gnu::always_inline]] inline WristBranch solveWristBranch(
+    const ClosedFormArm& arm, const LaneAxes& axes, const TurnedBack& back, const CosSin2& elbow,
+    Mask2 valid, bool snapped, const FreeJoints& free, std::size_t i3, ClosedFormAngles& angles) {
+  using Slot = ClosedFormAngles;
+  const Vec3x2& kk2 = axes.k2;
+  const Vec3x2& k4 = axes.k4;
+  const Vec3x2& k5 = axes.k5;
+  const CosSin2& zero = axes.wristZero;
+  // Joint 2: the turn about k2 from the reach of the two links to t; both lie normal to k2.
+  const Vec3x2 reach = Vec3x2::splat(arm.upperArm) + Vec3x2::splat(arm.forearm) * elbow.c +
+                       Vec3x2::splat(arm.forearmNormal) * elbow.s;
+  const CosSin2 turn2{reach.dot(back.t), kk2.dot(reach.cross(back.t))};
+  angles.set(Slot::kJoint2 + 2 * i3, turn2, valid);
+  // |turn2| = |reach| |t| = tt where the elbow reaches t exactly; 1 / tt does not wait on the
+  // elbow. A stretched or folded elbow snapped to reach, or a seeding one that falls short, is
+  // normalised as it stands.
+  CosSin2 joint2{turn2.c * back.inverseTT, turn2.s * back.inverseTT};
+  if (snapped) [[unlikely]]
+    joint2 = normalized(turn2);
+  if (any(back.onAxis2 & valid)) [[unlikely]] {
+    const CosSin2 fixed = directionOf(free.joint2);
+    joint2 = {select(back.onAxis2, fixed.c, joint2.c), select(back.onAxis2, fixed.s, joint2.s)};
+  }
+  // Joints 2 and 3 turn about parallel axes: their rotations compose to one about k2.
+  const Double2 cos23 = joint2.c * elbow.c - joint2.s * elbow.s;
+  const Double2 minusSin23 = -(joint2.s * elbow.c + joint2.c * elbow.s);
+  const Vec3x2 w = rotateAbout(kk2, cos23, minusSin23, back.axis6);
+  const Vec3x2 w5 = rotateAbout(kk2, cos23, minusSin23, back.axis5);
+
+  // The wrist: the first branch θ5 = θ0 + α, α the angle between k4 and w.
+  const CosSin2 towardsW{axes.axis54Normal.dot(w), k5.dot(w)};
+  const CosSin2 alpha{k4.dot(w), sqrt(towardsW.c * towardsW.c + towardsW.s * towardsW.s)};
+  const Mask2 singular = alpha.s < kWristSingularSine;
+  angles.set(Slot::kWrist + 2 * i3, alpha, valid);
+  angles.set(Slot::kJoint4 + 2 * i3, towardsW, valid);
+  // Joint 4 as (cos, sin) scaled by sin α: joint 6 below turns by it without dividing.
+  CosSin2 joint4 = towardsW;
+  Double2 joint4Length = alpha.s;
+  CosSin2 joint5{zero.c * alpha.c - zero.s * alpha.s, zero.s * alpha.c + zero.c * alpha.s};
+  WristBranch branch;
+  branch.singular = singular & valid;
+  if (any(branch.singular)) [[unlikely]] {
+    // Joint 4 free, joint 5 at θ0 or θ0 + π.
+    const CosSin2 fixed = directionOf(free.joint4);
+    const Mask2 bent = alpha.c > 0.0;
+    joint4 = {select(singular, fixed.c, joint4.c), select(singular, fixed.s, joint4.s)};
+    joint4Length = select(singular, splat(1.0), joint4Length);
+    const CosSin2 atSingularity{select(bent, zero.c, -zero.c), select(bent, zero.s, -zero.s)};
+    joint5 = {select(singular, atSingularity.c, joint5.c),
+              select(singular, atSingularity.s, joint5.s)};
+    branch.angle = select(bent, splat(0.0), splat(kPi));
+  }
+  // Joint 6 from the chosen joints 4 and 5, so that the three always compose to Rw, even where
+  // joint 4 is poorly determined near the wrist singularity; its (y, x) pair comes scaled by the
+  // length of joint 4's, which atan2 ignores.
+  const Vec3x2 v = rotateScaledAbout(k4, joint4.c, -joint4.s, joint4Length, w5);
+  angles.set(Slot::kJoint6 + 2 * i3,
+             {k5.dot(v), joint5.c * axes.axis65Normal.dot(v) + joint5.s * axes.k6.dot(v)}, valid);
+  return branch;
+}
+
+/// Writes the solutions of every branch from the angles `theta` that atan2 gave for the slots of
+/// ClosedFormAngles: two wrist branches each, one where the wrist is singular.
+[[gnu::always_inline]] inline void collectSolutions(
+    const ClosedFormArm& arm, const std::array<double, ClosedFormAngles::kCount>& theta,
+    const Joint1Branches& joint1, const std::array<std::size_t, 2>& n3, Mask2 onAxis2,
+    const std::array<WristBranch, 2>& wrists, const FreeJoints& free, BaseSolutions& out) {
+  using Slot = ClosedFormAngles;
+  // Joint 3 per arm branch: ± (β + γ) and ± (β − γ), wrapped into (−π, π].
+  std::array<Double2, 2> joint3;
+  const Double2 gamma{theta[Slot::kElbowOffset], theta[Slot::kElbowOffset + 1]};
+  for (std::size_t i3 = 0; i3 < 2; ++i3) {
+    const Double2 phi = arm.linkAngle + (i3 == 0 ? gamma : -gamma);
+    const Double2 wrapped =
+        select(phi > kPi, phi - 2.0 * kPi, select(phi <= -kPi, phi + 2.0 * kPi, phi));
+    joint3[i3] = arm.axis3Sign * wrapped;
+  }
+  for (std::size_t i1 = 0; i1 < joint1.count; ++i1) {
+    const double theta1 =
+        joint1.shoulderSingular ? joint1.freeAngles[i1] : theta[Slot::kJoint1 + i1];
+    for (std::size_t i3 = 0; i3 < n3[i1]; ++i3) {
+      const std::size_t b = 2 * i3 + i1;
+      const double theta2 = onAxis2[i1] != 0 ? free.joint2 : theta[Slot::kJoint2 + b];
+      const double theta3 = joint3[i3][i1];
+      const double theta6 = theta[Slot::kJoint6 + b];
+      if (wrists[i3].singular[i1] != 0) {
+        out.solutions[out.count++] = {
+            theta1, theta2, theta3, free.joint4, arm.wristZero + wrists[i3].angle[i1], theta6};
+        continue;
+      }
+      // The second wrist branch: Rot(k4, θ4 + π) Rot(k5, θ0 − α) Rot(k6, θ6 + π) is the same
+      // rotation, because the half turns about k4 and k6 (both normal to k5) each reverse k5.
+      const double alpha = theta[Slot::kWrist + b];
+      const double theta4 = theta[Slot::kJoint4 + b];
+      out.solutions[out.count++] = {theta1, theta2, theta3, theta4, arm.wristZero + alpha, theta6};
+      out.solutions[out.count++] = {theta1,
+                                    theta2,
+                                    theta3,
+                                    halfTurnFrom(theta4),
+                                    arm.wristZero - alpha,
+                                    halfTurnFrom(theta6)};
+    }
+  }
+}
+
 /// Solves the target (rotation `r`, position `p`) into `out`. With a positive `seedSpread` the
 /// branches seed the numerical path (see solveCosSin).
 ///
@@ -245,51 +424,31 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const Vec3&
   using Slot = ClosedFormAngles;
   out.count = 0;
   const Vec3 wrist = p + r * arm.wristInFlange;
-  ClosedFormAngles angles;
-
-  // Joint 1.
-  const Vec3& k1 = arm.axes[0];
-  const Vec3& k2 = arm.axes[1];
   const Vec3 u = wrist - arm.shoulderPoint;
-  const double along1 = k1.dot(u);
-  const double a1 = k2.dot(u) - arm.axis12Cosine * along1;
-  const double b1 = u.dot(arm.axis12Normal);
-  const double c1 = arm.wristAlongAxis2 - arm.axis12Cosine * along1;
-  const double rho1 = std::sqrt(a1 * a1 + b1 * b1);
-  std::array<CosSin, 2> joint1{};
-  std::size_t n1 = 0;
-  const bool shoulderSingular = rho1 < kAxisDistanceTolerance * arm.axis2Sine &&
-                                std::abs(c1) < kAxisDistanceTolerance * arm.axis2Sine;
-  // On the shoulder singularity any joint 1 keeps the wrist centre; the seed's value and the half
-  // turn from it give the two shoulder branches.
-  const std::array<double, 2> freeJoint1{free.joint1, halfTurnFrom(free.joint1)};
-  if (shoulderSingular) {
-    for (std::size_t i1 = 0; i1 < 2; ++i1)
-      joint1[i1] = {std::cos(freeJoint1[i1]), std::sin(freeJoint1[i1])};
-    n1 = 2;
-  } else {
-    CosSin unused;
-    n1 = solveCosSin(a1, b1, c1, rho1, joint1, unused, seedSpread);
-  }
-  if (n1 == 0)
+  const Joint1Branches joint1 = solveJoint1(arm, u, free, seedSpread);
+  if (joint1.count == 0)
     return;
-  const Mask2 joint1Valid{-1, n1 > 1 ? -1 : 0};
-  const CosSin2 dir1{Double2{joint1[0].c, joint1[1].c}, Double2{joint1[0].s, joint1[1].s}};
+  ClosedFormAngles angles;
+  const std::array<CosSin, 2>& dir = joint1.directions;
+  const Mask2 joint1Valid{-1, joint1.count > 1 ? -1 : 0};
+  const CosSin2 dir1{Double2{dir[0].c, dir[1].c}, Double2{dir[0].s, dir[1].s}};
   angles.set(Slot::kJoint1, dir1, joint1Valid);
 
   // Joints 2 and 3, per joint-1 branch: the wrist centre turned back by joint 1, relative to
   // axis 2, in the plane normal to k2, and the two elbow branches that reach it.
-  const Vec3x2 kk1 = Vec3x2::splat(k1);
-  const Vec3x2 kk2 = Vec3x2::splat(k2);
+  const LaneAxes axes(arm);
+  const Vec3x2 kk1 = Vec3x2::splat(arm.axes[0]);
+  const Vec3x2& kk2 = axes.k2;
   const Double2 minusSin1 = -dir1.s;
-  const Vec3x2 back = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(u)) +
-                      Vec3x2::splat(arm.shoulderPoint - arm.axis2Point);
-  const Vec3x2 t = back - kk2 * kk2.dot(back);
-  const Double2 tt = t.squaredNorm();
+  const Vec3x2 shoulderBack = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(u)) +
+                              Vec3x2::splat(arm.shoulderPoint - arm.axis2Point);
+  TurnedBack back;
+  back.t = shoulderBack - kk2 * kk2.dot(shoulderBack);
+  const Double2 tt = back.t.squaredNorm();
   std::array<std::array<CosSin, 2>, 2> elbow{};
   std::array<CosSin, 2> elbowOffset{};
   std::array<std::size_t, 2> n3{};
-  for (std::size_t i1 = 0; i1 < n1; ++i1)
+  for (std::size_t i1 = 0; i1 < joint1.count; ++i1)
     n3[i1] = solveCosSin(arm.linkCosine, arm.linkSine, 0.5 * (tt[i1] - arm.linkSquares),
                          arm.linkProduct, elbow[i1], elbowOffset[i1], seedSpread);
   // The elbow angles are β ± γ for the constant β = arm.linkAngle: one atan2 per joint-1 branch.
@@ -297,20 +456,13 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const Vec3&
       Slot::kElbowOffset,
       {Double2{elbowOffset[0].c, elbowOffset[1].c}, Double2{elbowOffset[0].s, elbowOffset[1].s}},
       joint1Valid & Mask2{n3[0] > 0 ? -1 : 0, n3[1] > 0 ? -1 : 0});
-  // The wrist axes turned back by joint 1.
-  const Vec3x2 back6 = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(r * arm.axis6InFlange));
-  const Vec3x2 back5 = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(r * arm.axis5InFlange));
+  back.axis6 = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(r * arm.axis6InFlange));
+  back.axis5 = rotateAbout(kk1, dir1.c, minusSin1, Vec3x2::splat(r * arm.axis5InFlange));
+  back.onAxis2 = tt < kAxisDistanceTolerance * kAxisDistanceTolerance;
+  back.inverseTT = 1.0 / tt;
 
-  const Mask2 onAxis2 = tt < kAxisDistanceTolerance * kAxisDistanceTolerance;
-  const Double2 inverseTT = 1.0 / tt;
-  const Vec3x2 k4 = Vec3x2::splat(arm.axes[3]);
-  const Vec3x2 k5 = Vec3x2::splat(arm.axes[4]);
-  const Vec3x2 k6 = Vec3x2::splat(arm.axes[5]);
-  const Vec3x2 axis54Normal = Vec3x2::splat(arm.axis54Normal);
-  const Vec3x2 axis65Normal = Vec3x2::splat(arm.axis65Normal);
-  const CosSin2 zero{splat(arm.wristZeroDirection.c), splat(arm.wristZeroDirection.s)};
-  std::array<Mask2, 2> wristSingular{};
-  std::array<Double2, 2> wristAngle{};
+  const bool snapped = seedSpread > 0.0 || n3[0] == 1 || n3[1] == 1;
+  std::array<WristBranch, 2> wrists{};
   for (std::size_t i3 = 0; i3 < 2; ++i3) {
     const Mask2 valid = joint1Valid & Mask2{n3[0] > i3 ? -1 : 0, n3[1] > i3 ? -1 : 0};
     if (!any(valid)) {
@@ -320,93 +472,12 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const Vec3&
     }
     const CosSin2 phi{Double2{elbow[0][i3].c, elbow[1][i3].c},
                       Double2{elbow[0][i3].s, elbow[1][i3].s}};
-    // Joint 2: the turn about k2 from the reach of the two links to t; both lie normal to k2.
-    const Vec3x2 reach = Vec3x2::splat(arm.upperArm) + Vec3x2::splat(arm.forearm) * phi.c +
-                         Vec3x2::splat(arm.forearmNormal) * phi.s;
-    const CosSin2 turn2{reach.dot(t), kk2.dot(reach.cross(t))};
-    angles.set(Slot::kJoint2 + 2 * i3, turn2, valid);
-    // |turn2| = |reach| |t| = tt where the elbow reaches t exactly; 1 / tt does not wait on the
-    // elbow. A stretched or folded elbow snapped to reach, or a seeding one that falls short, is
-    // normalised as it stands.
-    CosSin2 joint2{turn2.c * inverseTT, turn2.s * inverseTT};
-    if (seedSpread > 0.0 || n3[0] == 1 || n3[1] == 1) [[unlikely]]
-      joint2 = normalized(turn2);
-    if (any(onAxis2 & valid)) [[unlikely]] {
-      const CosSin2 fixed = directionOf(free.joint2);
-      joint2 = {select(onAxis2, fixed.c, joint2.c), select(onAxis2, fixed.s, joint2.s)};
-    }
-    // Joints 2 and 3 turn about parallel axes: their rotations compose to one about k2.
-    const Double2 cos23 = joint2.c * phi.c - joint2.s * phi.s;
-    const Double2 minusSin23 = -(joint2.s * phi.c + joint2.c * phi.s);
-    const Vec3x2 w = rotateAbout(kk2, cos23, minusSin23, back6);
-    const Vec3x2 w5 = rotateAbout(kk2, cos23, minusSin23, back5);
-
-    // The wrist: the first branch θ5 = θ0 + α, α the angle between k4 and w.
-    const CosSin2 towardsW{axis54Normal.dot(w), k5.dot(w)};
-    const CosSin2 alpha{k4.dot(w), sqrt(towardsW.c * towardsW.c + towardsW.s * towardsW.s)};
-    const Mask2 singular = alpha.s < kWristSingularSine;
-    angles.set(Slot::kWrist + 2 * i3, alpha, valid);
-    angles.set(Slot::kJoint4 + 2 * i3, towardsW, valid);
-    // Joint 4 as (cos, sin) scaled by sin α: joint 6 below turns by it without dividing.
-    CosSin2 joint4 = towardsW;
-    Double2 joint4Length = alpha.s;
-    CosSin2 joint5{zero.c * alpha.c - zero.s * alpha.s, zero.s * alpha.c + zero.c * alpha.s};
-    wristSingular[i3] = singular & valid;
-    if (any(wristSingular[i3])) [[unlikely]] {
-      // Joint 4 free, joint 5 at θ0 or θ0 + π.
-      const CosSin2 fixed = directionOf(free.joint4);
-      const Mask2 bent = alpha.c > 0.0;
-      joint4 = {select(singular, fixed.c, joint4.c), select(singular, fixed.s, joint4.s)};
-      joint4Length = select(singular, splat(1.0), joint4Length);
-      const CosSin2 atSingularity{select(bent, zero.c, -zero.c), select(bent, zero.s, -zero.s)};
-      joint5 = {select(singular, atSingularity.c, joint5.c),
-                select(singular, atSingularity.s, joint5.s)};
-      wristAngle[i3] = select(bent, splat(0.0), splat(kPi));
-    }
-    // Joint 6 from the chosen joints 4 and 5, so that the three always compose to Rw, even
-    // where joint 4 is poorly determined near the wrist singularity; its (y, x) pair comes
-    // scaled by the length of joint 4's, which atan2 ignores.
-    const Vec3x2 v = rotateScaledAbout(k4, joint4.c, -joint4.s, joint4Length, w5);
-    angles.set(Slot::kJoint6 + 2 * i3,
-               {k5.dot(v), joint5.c * axis65Normal.dot(v) + joint5.s * k6.dot(v)}, valid);
+    wrists[i3] = solveWristBranch(arm, axes, back, phi, valid, snapped, free, i3, angles);
   }
 
   std::array<double, Slot::kCount> theta;
   atan2s<AtanWidth>(angles.y, angles.x, theta);
-  // Joint 3 per arm branch: ± (β + γ) and ± (β − γ), wrapped into (−π, π].
-  std::array<Double2, 2> joint3;
-  const Double2 gamma{theta[Slot::kElbowOffset], theta[Slot::kElbowOffset + 1]};
-  for (std::size_t i3 = 0; i3 < 2; ++i3) {
-    const Double2 phi = arm.linkAngle + (i3 == 0 ? gamma : -gamma);
-    const Double2 wrapped =
-        select(phi > kPi, phi - 2.0 * kPi, select(phi <= -kPi, phi + 2.0 * kPi, phi));
-    joint3[i3] = arm.axis3Sign * wrapped;
-  }
-  for (std::size_t i1 = 0; i1 < n1; ++i1) {
-    const double theta1 = shoulderSingular ? freeJoint1[i1] : theta[Slot::kJoint1 + i1];
-    for (std::size_t i3 = 0; i3 < n3[i1]; ++i3) {
-      const std::size_t b = 2 * i3 + i1;
-      const double theta2 = onAxis2[i1] != 0 ? free.joint2 : theta[Slot::kJoint2 + b];
-      const double theta3 = joint3[i3][i1];
-      const double theta6 = theta[Slot::kJoint6 + b];
-      if (wristSingular[i3][i1] != 0) {
-        out.solutions[out.count++] = {
-            theta1, theta2, theta3, free.joint4, arm.wristZero + wristAngle[i3][i1], theta6};
-        continue;
-      }
-      // The second wrist branch: Rot(k4, θ4 + π) Rot(k5, θ0 − α) Rot(k6, θ6 + π) is the same
-      // rotation, because the half turns about k4 and k6 (both normal to k5) each reverse k5.
-      const double alpha = theta[Slot::kWrist + b];
-      const double theta4 = theta[Slot::kJoint4 + b];
-      out.solutions[out.count++] = {theta1, theta2, theta3, theta4, arm.wristZero + alpha, theta6};
-      out.solutions[out.count++] = {theta1,
-                                    theta2,
-                                    theta3,
-                                    halfTurnFrom(theta4),
-                                    arm.wristZero - alpha,
-                                    halfTurnFrom(theta6)};
-    }
-  }
+  collectSolutions(arm, theta, joint1, n3, back.onAxis2, wrists, free, out);
 }
 
 /// solveClosedForm (no seeding) compiled for the processor's baseline instruction set, and for
