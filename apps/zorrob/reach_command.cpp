@@ -61,14 +61,22 @@ ToolData toolOf(const std::vector<std::string>& texts) {
   return ToolData(true, Pose({v[0], v[1], v[2]}, {v[3], v[4], v[5], v[6]}), LoadData{});
 }
 
+/// \returns the number of groups of four values in `texts`; throws UsageError naming `option`
+/// and what a group holds when the count is not a multiple of four.
+std::size_t groupsOfFour(const std::vector<std::string>& texts, const std::string& option,
+                         const std::string& group) {
+  if (texts.size() % 4 != 0)
+    throw UsageError(option + " takes groups of 4 " + group + ", got " +
+                     std::to_string(texts.size()));
+  return texts.size() / 4;
+}
+
 /// The orientations of --quaternions (groups of four numbers, scalar first), each checked by
 /// the library's normalisation rule so that a zero record is named here.
 std::vector<Orient> givenOrientations(const std::vector<std::string>& texts) {
-  if (texts.size() % 4 != 0)
-    throw UsageError("--quaternions takes groups of 4 numbers (Q1 Q2 Q3 Q4), got " +
-                     std::to_string(texts.size()));
   std::vector<Orient> out;
-  for (std::size_t k = 0; k < texts.size() / 4; ++k) {
+  const std::size_t n = groupsOfFour(texts, "--quaternions", "numbers (Q1 Q2 Q3 Q4)");
+  for (std::size_t k = 0; k < n; ++k) {
     const std::string name = "--quaternions orientation " + std::to_string(k + 1);
     std::array<double, 4> q{};
     for (std::size_t i = 0; i < 4; ++i)
@@ -99,11 +107,9 @@ std::vector<Orient> orientationsOf(const ReachArgs& a) {
 
 /// The configurations of --conf (groups of CF1 CF4 CF6 CFX).
 std::vector<ConfData> confsOf(const std::vector<std::string>& texts) {
-  if (texts.size() % 4 != 0)
-    throw UsageError("--conf takes groups of 4 whole numbers (CF1 CF4 CF6 CFX), got " +
-                     std::to_string(texts.size()));
   std::vector<ConfData> out;
-  for (std::size_t k = 0; k < texts.size() / 4; ++k) {
+  const std::size_t n = groupsOfFour(texts, "--conf", "whole numbers (CF1 CF4 CF6 CFX)");
+  for (std::size_t k = 0; k < n; ++k) {
     const std::string name = "--conf configuration " + std::to_string(k + 1);
     const auto field = [&](std::size_t i, const char* label, int min, int max) {
       return parseWholeNumber(texts[4 * k + i], min, max, name + " " + label);
