@@ -12,6 +12,7 @@
 #include "cli_error.hpp"
 #include "commands.hpp"
 #include "npy_file.hpp"
+#include "orientations_file.hpp"
 #include "parse.hpp"
 #include "progress_line.hpp"
 #include "zor/rob/reach.hpp"
@@ -32,6 +33,7 @@ struct ReachArgs {
   std::string directions{};
   std::string turns{};
   std::vector<std::string> quaternions{};
+  std::string orientationsFile{};
   std::vector<std::string> confs{};
   std::string threads{"0"};
   std::vector<std::string> tool{};
@@ -92,11 +94,17 @@ std::vector<Orient> givenOrientations(const std::vector<std::string>& texts) {
 }
 
 std::vector<Orient> orientationsOf(const ReachArgs& a) {
-  if (!a.quaternions.empty()) {
-    if (!a.directions.empty() || !a.turns.empty())
-      throw UsageError("--quaternions and --directions or --turns do not go together");
+  const bool sphere = !a.directions.empty() || !a.turns.empty();
+  const int ways = static_cast<int>(!a.quaternions.empty()) +
+                   static_cast<int>(!a.orientationsFile.empty()) + static_cast<int>(sphere);
+  if (ways > 1)
+    throw UsageError(
+        "give the orientations one way: --quaternions, --orientations or "
+        "--directions and --turns");
+  if (!a.quaternions.empty())
     return givenOrientations(a.quaternions);
-  }
+  if (!a.orientationsFile.empty())
+    return LoadOrientationsFile(a.orientationsFile);
   const auto count = [](const std::string& text, const char* fallback, const char* option) {
     return static_cast<std::size_t>(
         parseWholeNumber(text.empty() ? fallback : text, 1, kMaxCount, option));
@@ -260,7 +268,8 @@ CommandHook AddReachCommand(CLI::App& app) {
       "Counts, at every position of the box (min to max by step, mm), the tool orientations in\n"
       "which the arm reaches it inside its joint limits: N tool-axis directions spread evenly\n"
       "over the sphere (--directions) times M turns about each (--turns), or the orientations\n"
-      "given as quaternions (--quaternions). With --conf, only the solutions in one of the\n"
+      "given as quaternions (--quaternions, or --orientations FILE: a JSON file\n"
+      "{\"quaternions\": [[Q1, Q2, Q3, Q4], ...]}). With --conf, only the solutions in one of the\n"
       "given configurations count. Writes the reachability index (reached / orientations) to a\n"
       ".npy file, or to a .npz file the arrays reachable, index, best_manipulability,\n"
       "worst_manipulability (each shaped nx, ny, nz with z fastest), orientations, grid (min x,\n"
@@ -285,6 +294,10 @@ CommandHook AddReachCommand(CLI::App& app) {
                    "the orientations Q1 Q2 Q3 Q4 [Q1 Q2 Q3 Q4 ...] (scalar first)")
       ->type_name("NUM")
       ->expected(1, CLI::detail::expected_max_vector_size);
+  reach
+      ->add_option("--orientations", args->orientationsFile,
+                   "a JSON file of orientations {\"quaternions\": [[Q1, Q2, Q3, Q4], ...]}")
+      ->type_name("FILE");
   reach
       ->add_option("--conf", args->confs,
                    "count only these configurations CF1 CF4 CF6 CFX [CF1 CF4 CF6 CFX ...]")

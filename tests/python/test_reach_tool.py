@@ -150,6 +150,50 @@ def test_the_thread_count_changes_nothing_in_the_file(tool_path, tmp_path):
     assert files[0] == files[1] == files[2]
 
 
+def test_an_orientations_file_gives_the_map_of_the_same_quaternions(tool_path, tmp_path):
+    listed = tmp_path / "q.json"
+    listed.write_text(json.dumps({"quaternions": QUATERNIONS}))
+    from_file, from_option = tmp_path / "file.npz", tmp_path / "option.npz"
+    run(tool_path, "reach", *TINY, "--orientations", str(listed), "--matrix", "--out",
+        str(from_file))
+    run(tool_path, "reach", *TINY, *quaternion_args(), "--matrix", "--out", str(from_option))
+    assert from_file.read_bytes() == from_option.read_bytes()
+
+
+@pytest.mark.parametrize("text, message", [
+    ("{", " is not valid JSON: [json.exception.parse_error.101] parse error at line 1, column "
+          "2: syntax error while parsing object key - unexpected end of input; expected string "
+          "literal"),
+    ("[[1, 0, 0, 0]]", ": the document must be a JSON object"),
+    ("{}", ": 'quaternions' is missing"),
+    ('{"quaternions": [[1, 0, 0, 0]], "turns": 2}', ": 'turns' is not a known key"),
+    ('{"quaternions": 3}', ": 'quaternions' must be an array of quaternions"),
+    ('{"quaternions": []}', ": 'quaternions' holds no orientation"),
+    ('{"quaternions": [[1, 0, 0, 0], [1, 0, 0]]}',
+     ": 'quaternions[1]' must be an array of 4 numbers"),
+    ('{"quaternions": [[1, 0, "0", 0]]}', ": 'quaternions[0][2]' must be a number"),
+    ('{"quaternions": [[1, 0, 0, 0], [0, 0.0001, 0, 0]]}',
+     ": 'quaternions[1]' is a zero quaternion"),
+])
+def test_a_bad_orientations_file_is_one_line(tool_path, tmp_path, text, message):
+    listed = tmp_path / "q.json"
+    listed.write_text(text)
+    done = subprocess.run([tool_path, "reach", *TINY, "--orientations", "q.json", "--out",
+                           "m.npy"], capture_output=True, text=True, cwd=tmp_path)
+    assert (done.returncode, done.stdout) == (1, "")
+    assert done.stderr == "zorrob reach: orientations file 'q.json'" + message + "\n"
+
+
+def test_too_many_orientations_in_a_file_are_refused(tool_path, tmp_path):
+    listed = tmp_path / "q.json"
+    listed.write_text('{"quaternions": [' + ",".join(["[1,0,0,0]"] * 1_000_001) + "]}")
+    done = subprocess.run([tool_path, "reach", *TINY, "--orientations", str(listed), "--out",
+                           str(tmp_path / "m.npy")], capture_output=True, text=True)
+    assert done.returncode == 1
+    assert done.stderr == (f"zorrob reach: orientations file '{listed}': 'quaternions' holds "
+                           "more than 1000000 orientations\n")
+
+
 @pytest.mark.parametrize("args, message", [
     (["--step", "0"], "zorrob reach: reach grid step must be positive and finite\n"),
     (["--step", "300", "--out", "map.txt"],
@@ -161,9 +205,17 @@ def test_the_thread_count_changes_nothing_in_the_file(tool_path, tmp_path):
     (["--step", "1", "--quaternions", "1", "0", "0", "x"],
      "zorrob reach: --quaternions orientation 1 Q4 is not a number: 'x'\n"),
     (["--step", "1", "--quaternions", "1", "0", "0", "0", "--directions", "4"],
-     "zorrob reach: --quaternions and --directions or --turns do not go together\n"),
+     "zorrob reach: give the orientations one way: --quaternions, --orientations or "
+     "--directions and --turns\n"),
     (["--step", "1", "--turns", "2", "--quaternions", "1", "0", "0", "0"],
-     "zorrob reach: --quaternions and --directions or --turns do not go together\n"),
+     "zorrob reach: give the orientations one way: --quaternions, --orientations or "
+     "--directions and --turns\n"),
+    (["--step", "1", "--orientations", "q.json", "--directions", "2"],
+     "zorrob reach: give the orientations one way: --quaternions, --orientations or "
+     "--directions and --turns\n"),
+    (["--step", "1", "--orientations", "q.json", "--quaternions", "1", "0", "0", "0"],
+     "zorrob reach: give the orientations one way: --quaternions, --orientations or "
+     "--directions and --turns\n"),
     (["--step", "1", "--conf", "0", "0", "0"],
      "zorrob reach: --conf takes groups of 4 whole numbers (CF1 CF4 CF6 CFX), got 3\n"),
     (["--step", "1", "--conf", "0", "0", "0", "1", "0", "0", "0", "8"],
