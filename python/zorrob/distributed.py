@@ -41,17 +41,17 @@ def client_for(client=None, address=None, n_workers=2):
         yield local
 
 
-def _gather_in_order(client, futures, weights, progress, label):
+def _gather_in_order(client, futures, weights, progress, label, unit):
     """Waits for the futures, advancing a tqdm bar (progress True) or calling progress(fraction)
-    as each completes, the fraction weighted by `weights` (one per future, e.g. its positions),
-    and returns their results in submission order."""
+    as each completes, the fraction weighted by `weights` (one per future: how many `unit`s it
+    holds), and returns their results in submission order."""
     from dask.distributed import as_completed
     total = sum(weights)
     weight_of = {f.key: w for f, w in zip(futures, weights)}
     bar = None
     if progress is True:
         from tqdm import tqdm
-        bar = tqdm(total=total, desc=label)
+        bar = tqdm(total=total, desc=label, unit=unit)
     done = 0
     try:
         for future in as_completed(futures):
@@ -128,7 +128,8 @@ def reach_map(robot, orientations, *, chunk_positions=None, client=None, address
             ranges = _ranges(count, chunk_positions)
         futures = [c.submit(_reach_chunk, payload, b, e, None if points is None else points[b:e],
                             pure=False) for b, e in ranges]
-        parts = _gather_in_order(c, futures, [e - b for b, e in ranges], progress, "reach map")
+        parts = _gather_in_order(c, futures, [e - b for b, e in ranges], progress, "reach map",
+                                 "position")
     return _merge_reach_parts(parts, shape, count)
 
 
@@ -157,7 +158,8 @@ def _rank_chunks(submit, count, chunk, client, address, n_workers, progress):
     with client_for(client, address, n_workers) as c:
         ranges = _ranges(count, chunk)
         futures = [submit(c, b, e) for b, e in ranges]
-        parts = _gather_in_order(c, futures, [e - b for b, e in ranges], progress, "placement")
+        parts = _gather_in_order(c, futures, [e - b for b, e in ranges], progress, "placement",
+                                 "base")
     scores = [s for part in parts for s in part]
     return {"ranked": _zorrob.rank_placements(scores), "cancelled": False}
 
@@ -197,5 +199,6 @@ def audit_programs(robot, start, programs, *, options=None, chunk_programs=10, c
         ranges = _ranges(len(programs), chunk_programs)
         futures = [c.submit(_audit_chunk, robot, start, programs[b:e], options, pure=False)
                    for b, e in ranges]
-        parts = _gather_in_order(c, futures, [e - b for b, e in ranges], progress, "audit")
+        parts = _gather_in_order(c, futures, [e - b for b, e in ranges], progress, "audit",
+                                 "program")
     return [report for part in parts for report in part]
