@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "zor/rob/batch.hpp"
+#include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace {
@@ -111,6 +112,40 @@ void BM_ManipulabilitiesBatch(benchmark::State& state) {
                               std::vector<double>& o) { Manipulabilities(r, j, o); });
 }
 
+/// The flange poses of the sampled joints: each has about eight solutions inside the limits.
+std::vector<Pose> samplePoses(const RobotConfig& robot) {
+  std::vector<Pose> poses;
+  for (const RobJoint& j : sampleJoints(robot))
+    poses.push_back(robot.getWristPoseInBase(j).toPose());
+  return poses;
+}
+
+void BM_AllJointSolutionsLoop(benchmark::State& state) {
+  const RobotConfig robot = DefaultArm();
+  const std::vector<Pose> poses = samplePoses(robot);
+  TargetConfiguration list;
+  std::size_t found = 0;
+  for (auto _ : state) {
+    for (const Pose& pose : poses) {
+      robot.findAllJointSolutions(pose, nullptr, list);
+      found += list.size();
+    }
+    benchmark::DoNotOptimize(found);
+  }
+  setItems(state);
+}
+void BM_AllJointSolutionsBatch(benchmark::State& state) {
+  const RobotConfig robot = DefaultArm();
+  const std::vector<Pose> poses = samplePoses(robot);
+  JointSolutionsBatch solutions;
+  for (auto _ : state) {
+    AllJointSolutions(robot, poses, solutions);
+    benchmark::DoNotOptimize(solutions.joints.data());
+    benchmark::ClobberMemory();
+  }
+  setItems(state);
+}
+
 BENCHMARK(BM_FlangePoseLoop);
 BENCHMARK(BM_FlangePosesBatch);
 BENCHMARK(BM_RobTargetLoop);
@@ -121,6 +156,8 @@ BENCHMARK(BM_BodyJacobianLoop);
 BENCHMARK(BM_BodyJacobiansBatch);
 BENCHMARK(BM_ManipulabilityLoop);
 BENCHMARK(BM_ManipulabilitiesBatch);
+BENCHMARK(BM_AllJointSolutionsLoop);
+BENCHMARK(BM_AllJointSolutionsBatch);
 
 }  // namespace
 

@@ -10,6 +10,7 @@
 
 #include "bindings.hpp"
 #include "progress.hpp"
+#include "zor/rob/batch.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/robot_config.hpp"
 
@@ -17,11 +18,46 @@ namespace zor::rob::python {
 
 namespace {
 
+/// The pose of row `k`, or the error that names the row when it is not finite.
+Pose rowPose(const double* x, const double* w, py::ssize_t k) {
+  const std::string row = "row " + std::to_string(k) + ": ";
+  if (!std::all_of(x, x + 3, [](double v) { return std::isfinite(v); }))
+    throw std::invalid_argument(row + "the position must be finite");
+  if (!std::all_of(w, w + 4, [](double v) { return std::isfinite(v); }))
+    throw std::invalid_argument(row + "the quaternion must be finite");
+  return Pose{{x[0], x[1], x[2]}, {w[0], w[1], w[2], w[3]}};
+}
+
+/// Solves `poses` (rows `first` on) by the library's batch into `out`, appended. An error of the
+/// batch is raised again naming its row with the library's message.
+void solveRows(const RobotConfig& arm, const std::vector<Pose>& poses, py::ssize_t first,
+               JointSolutionsBatch& chunk, JointSolutionsBatch& out) {
+  try {
+    AllJointSolutions(arm, poses, chunk);
+  } catch (const std::exception&) {
+    // The scalar call on each row finds the one that failed and its own message.
+    for (std::size_t k = 0; k < poses.size(); ++k) {
+      try {
+        (void)arm.getAllJointSolutions(poses[k]);
+      } catch (const std::exception& e) {
+        throw std::invalid_argument("row " + std::to_string(first + static_cast<py::ssize_t>(k)) +
+                                    ": " + e.what());
+      }
+    }
+    throw;
+  }
+  const std::size_t base = out.joints.size();
+  out.joints.insert(out.joints.end(), chunk.joints.begin(), chunk.joints.end());
+  out.confs.insert(out.confs.end(), chunk.confs.begin(), chunk.confs.end());
+  for (std::size_t i = 1; i < chunk.offsets.size(); ++i)
+    out.offsets.push_back(base + chunk.offsets[i]);
+}
+
 // Every solution of N flange poses given as positions (N, 3) and quaternions (N, 4), scalar
 // first: the solutions (M, 6), their configurations (M, 4) and the index of the pose each
-// belongs to (M,), in pose order and, within a pose, in the order of getAllJointSolutions.
-// A row that cannot be solved (not finite, or rejected by the library) stops the batch with a
-// ValueError that names it.
+// belongs to (M,), in pose order and, within a pose, in the order of getAllJointSolutions
+// (through the library's batch, AllJointSolutions). A row that cannot be solved (not finite, or
+// rejected by the library) stops the batch with a ValueError that names it.
 py::tuple allJointSolutions(const RobotConfig& robot, const py::handle& positions,
                             const py::handle& quaternions, const py::object& progress) {
   const auto p = rowsOf(positions, 3, "positions");
@@ -33,40 +69,37 @@ py::tuple allJointSolutions(const RobotConfig& robot, const py::handle& position
   const double* pp = p.data();
   const double* qq = q.data();
   const RobotConfig arm = robot;
-  std::vector<TargetConfiguration> solved(static_cast<std::size_t>(n));
-  std::size_t total = 0;
+  JointSolutionsBatch solved;
+  solved.offsets.push_back(0);
+  JointSolutionsBatch chunk;
+  std::vector<Pose> poses;
   PythonProgress checks{progress};
-  const py::ssize_t done = runInChunks(n, checks, [&](py::ssize_t begin, py::ssize_t end) {
+  runInChunks(n, checks, [&](py::ssize_t begin, py::ssize_t end) {
+    // The rows up to the first that is not finite are solved before its error is raised, so
+    // that an earlier row's error comes first.
+    poses.clear();
     for (py::ssize_t k = begin; k < end; ++k) {
-      const double* x = pp + 3 * k;
-      const double* w = qq + 4 * k;
-      const Pose pose{{x[0], x[1], x[2]}, {w[0], w[1], w[2], w[3]}};
-      const std::string row = "row " + std::to_string(k) + ": ";
-      if (!std::all_of(x, x + 3, [](double v) { return std::isfinite(v); }))
-        throw std::invalid_argument(row + "the position must be finite");
-      if (!std::all_of(w, w + 4, [](double v) { return std::isfinite(v); }))
-        throw std::invalid_argument(row + "the quaternion must be finite");
       try {
-        solved[static_cast<std::size_t>(k)] = arm.getAllJointSolutions(pose);
-      } catch (const std::exception& e) {
-        throw std::invalid_argument(row + e.what());
+        poses.push_back(rowPose(pp + 3 * k, qq + 4 * k, k));
+      } catch (const std::invalid_argument&) {
+        solveRows(arm, poses, begin, chunk, solved);
+        throw;
       }
-      total += solved[static_cast<std::size_t>(k)].size();
     }
+    solveRows(arm, poses, begin, chunk, solved);
   });
-  solved.resize(static_cast<std::size_t>(done));
-  const auto m = static_cast<py::ssize_t>(total);
+  const auto m = static_cast<py::ssize_t>(solved.joints.size());
   py::array_t<double> joints = newArray({m, 6});
   py::array_t<std::int32_t> confs(std::vector<py::ssize_t>{m, 4});
   py::array_t<std::int64_t> owners(std::vector<py::ssize_t>{m});
   double* j = joints.mutable_data();
   std::int32_t* c = confs.mutable_data();
   std::int64_t* o = owners.mutable_data();
-  for (std::size_t k = 0; k < solved.size(); ++k) {
-    for (std::size_t s = 0; s < solved[k].size(); ++s) {
-      for (const double value : solved[k].joints[s].values)
+  for (std::size_t k = 0; k + 1 < solved.offsets.size(); ++k) {
+    for (std::size_t s = solved.offsets[k]; s < solved.offsets[k + 1]; ++s) {
+      for (const double value : solved.joints[s].values)
         *j++ = value;
-      const ConfData& conf = solved[k].confs[s];
+      const ConfData& conf = solved.confs[s];
       *c++ = conf.cf1;
       *c++ = conf.cf4;
       *c++ = conf.cf6;

@@ -7,6 +7,7 @@
 #include "detail/messages.hpp"
 #include "detail/parallel.hpp"
 #include "detail/throwers.hpp"
+#include "reach/closed_form_reach.hpp"
 #include "zor/rob/batch.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/rotation.hpp"
@@ -170,7 +171,6 @@ std::vector<Orient> SphereOrientations(std::size_t directions, std::size_t turns
     detail::throwInvalidArgument(detail::msg::kSphereCounts);
   if (directions > kMaxReachQueries / turns)
     detail::throwInvalidArgument(detail::msg::kSphereTooMany);
-  constexpr double kPi = 3.141592653589793;
   constexpr double kCrossFloor = 1e-9;
   const double golden = kPi * (3.0 - std::sqrt(5.0));
   std::vector<Orient> result;
@@ -219,8 +219,20 @@ ReachMap ComputeReachMap(const RobotConfig& robot, const ReachGrid& grid,
   if (options.keepMatrix)
     map.matrix.assign(n * orientations.size(), 0);
 
-  std::vector<ReachScratch> scratch(threads);
   const std::size_t block = std::max<std::size_t>(1, kQueriesPerBlock / orientations.size());
+  // Arms of the spherical-wrist closed form take the reach path; the rest, and maps that match
+  // configurations, the full list of solutions.
+  if (const auto fast = detail::ClosedFormReach::For(robot, orientations, options)) {
+    std::vector<detail::ClosedFormReachScratch> scratch(threads);
+    map.cancelled =
+        !detail::RunBlocks(n, block, threads, options.progress,
+                           [&](std::size_t first, std::size_t last, unsigned worker) {
+                             for (std::size_t c = first; c < last; ++c)
+                               fast->fill(grid.point(map.begin + c), map, c, scratch[worker]);
+                           });
+    return map;
+  }
+  std::vector<ReachScratch> scratch(threads);
   map.cancelled =
       !detail::RunBlocks(n, block, threads, options.progress,
                          [&](std::size_t first, std::size_t last, unsigned worker) {

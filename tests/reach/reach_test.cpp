@@ -106,6 +106,54 @@ void ExpectMatches(const ReachMap& map, const Expected& e, std::size_t orientati
   }
 }
 
+/// Of every solution counted, the manipulability as getManipulability gives it, the largest per
+/// orientation, then the largest and smallest of those per position: what the map must hold bit
+/// for bit.
+struct ExactManipulability {
+  std::vector<std::uint8_t> matrix;
+  std::vector<double> best;
+  std::vector<double> worst;
+};
+
+ExactManipulability ExactByHand(const RobotConfig& arm, const ReachGrid& grid,
+                                const std::vector<Orient>& orientations, const ToolData& tool,
+                                const std::vector<ConfData>& confs = {}) {
+  ExactManipulability e;
+  for (std::size_t p = 0; p < grid.size(); ++p) {
+    std::vector<double> perOrientation;
+    for (const Orient& o : orientations) {
+      const TargetConfiguration sols =
+          arm.getAllJointSolutions(Pose(grid.point(p), o), tool, WObjData{});
+      std::size_t count = 0;
+      double m = -1.0;
+      for (std::size_t s = 0; s < sols.size(); ++s) {
+        if (!confs.empty() && std::none_of(confs.begin(), confs.end(), [&](const ConfData& c) {
+              return sols.conf(s).isCriticalEqual(sols.joint(s), c);
+            }))
+          continue;
+        ++count;
+        m = std::max(m, arm.getManipulability(sols.joint(s)));
+      }
+      e.matrix.push_back(static_cast<std::uint8_t>(std::min<std::size_t>(count, 255)));
+      if (m >= 0.0)
+        perOrientation.push_back(m);
+    }
+    e.best.push_back(perOrientation.empty()
+                         ? 0.0
+                         : *std::max_element(perOrientation.begin(), perOrientation.end()));
+    e.worst.push_back(perOrientation.empty()
+                          ? 0.0
+                          : *std::min_element(perOrientation.begin(), perOrientation.end()));
+  }
+  return e;
+}
+
+void ExpectExactly(const ReachMap& map, const ExactManipulability& e) {
+  ASSERT_EQ(map.matrix, e.matrix);
+  EXPECT_EQ(map.bestManipulability, e.best);
+  EXPECT_EQ(map.worstManipulability, e.worst);
+}
+
 // ---- The grid ----
 
 TEST(ReachGrid, BoxCountsEachAxisWithTheLastPointWithinSlack) {
@@ -224,6 +272,46 @@ TEST(ReachMap, EqualsTheCountOfEveryQueryByGetAllJointSolutions) {
             0);
 }
 
+TEST(ReachMap, ManipulabilityIsThatOfTheSolutionsBitForBit) {
+  const std::vector<Orient> orientations = SphereOrientations(7, 3);
+  ReachOptions matrix;
+  matrix.keepMatrix = true;
+  matrix.tool = SmallTool();
+  ExpectExactly(ComputeReachMap(DefaultArm(), SmallGrid(), orientations, matrix),
+                ExactByHand(DefaultArm(), SmallGrid(), orientations, matrix.tool));
+}
+
+// An arm whose joints 2 and 3 have a sum limit, and whose joints 1, 4 and 6 turn beyond a half
+// turn either way (several turns of one branch inside the limits), on a grid of which the sum
+// limit cuts a part.
+TEST(ReachMap, CoupledLimitsAndWideTurnsCountAsTheListDoes) {
+  const RobotConfig arm = MakeOrthoParallelArm(
+      DefaultArmGeometry(), {-200.0, -90.0, -175.0, -1000.0, -125.0, -1800.0, -60.0},
+      {200.0, 150.0, 70.0, 1000.0, 125.0, 1800.0, 40.0}, RobJoint(0, 0, 0, 0, 0, 0), 1);
+  const std::vector<Orient> orientations = SphereOrientations(5, 2);
+  ReachOptions options;
+  options.tool = SmallTool();
+  options.keepMatrix = true;
+  const ReachMap map = ComputeReachMap(arm, SmallGrid(), orientations, options);
+  const ExactManipulability e = ExactByHand(arm, SmallGrid(), orientations, options.tool);
+  ExpectExactly(map, e);
+  // The sum limit leaves some solutions out: the same arm without it counts more.
+  RobotConfig uncoupled = arm;
+  uncoupled.jointCoupling = 0;
+  const ReachMap wider = ComputeReachMap(uncoupled, SmallGrid(), orientations, options);
+  ExpectExactly(wider, ExactByHand(uncoupled, SmallGrid(), orientations, options.tool));
+  EXPECT_NE(map.matrix, wider.matrix);
+  // In two configurations, one with joint 6 in its third quadrant that only turns reach.
+  options.configurations = {ConfData(0, 0, 2, 0), ConfData(-1, 0, -3, 1)};
+  const ReachMap some = ComputeReachMap(arm, SmallGrid(), orientations, options);
+  ExpectExactly(some,
+                ExactByHand(arm, SmallGrid(), orientations, options.tool, options.configurations));
+  EXPECT_NE(std::count(some.matrix.begin(), some.matrix.end(), 0), 0);
+  EXPECT_NE(std::count_if(some.matrix.begin(), some.matrix.end(), [](int c) { return c > 0; }), 0);
+  // Several turns: more than 8 solutions somewhere.
+  EXPECT_GT(*std::max_element(map.matrix.begin(), map.matrix.end()), 8);
+}
+
 TEST(ReachMap, GivenConfigurationsCountOnlyTheirSolutions) {
   const RobotConfig arm = DefaultArm();
   const std::vector<Orient> orientations = SphereOrientations(5, 1);
@@ -233,6 +321,7 @@ TEST(ReachMap, GivenConfigurationsCountOnlyTheirSolutions) {
   const ReachMap map = ComputeReachMap(arm, SmallGrid(), orientations, options);
   const Expected e = CountByHand(arm, SmallGrid(), orientations, {}, options.configurations);
   ExpectMatches(map, e, 5);
+  ExpectExactly(map, ExactByHand(arm, SmallGrid(), orientations, {}, options.configurations));
   const ReachMap all = ComputeReachMap(arm, SmallGrid(), orientations, {});
   EXPECT_NE(map.reachable, all.reachable);
 }

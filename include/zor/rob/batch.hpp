@@ -1,7 +1,8 @@
 #pragma once
 
 // Batches: the forward kinematics, robot targets, Jacobians and manipulability of many joint
-// vectors in one call. Several vectors are computed at once in the processor's vector lanes
+// vectors in one call, and every inverse-kinematics solution of many poses (AllJointSolutions,
+// at the end). Several vectors are computed at once in the processor's vector lanes
 // (two doubles per register on every x86-64 and AArch64 processor, four on x86-64 processors
 // with AVX2, chosen at run time), optionally on several threads.
 //
@@ -19,9 +20,13 @@
 // std::invalid_argument "<call>: <n> joint vectors but <m> outputs" when the sizes differ, and
 // "thread count must be at most 256" above that cap.
 
+#include <cstddef>
 #include <span>
+#include <vector>
 
+#include "zor/rob/conf_data.hpp"
 #include "zor/rob/export.hpp"
+#include "zor/rob/ik_results.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/robot_config.hpp"
 #include "zor/rob/rotation.hpp"
@@ -51,5 +56,33 @@ ZORROB_API void BodyJacobians(const RobotConfig& robot, std::span<const RobJoint
 /// Jacobian.
 ZORROB_API void Manipulabilities(const RobotConfig& robot, std::span<const RobJoint> joints,
                                  std::span<double> values, unsigned threads = 1);
+
+/// Every inverse-kinematics solution of many flange poses in flat lists: the solutions of pose i
+/// are joints[k] with confs[k] for k in [offsets[i], offsets[i + 1]), in the order of
+/// findAllJointSolutions, and statuses[i] is its verdict. A list reused across calls keeps its
+/// capacity, so that a batch allocates only while its lists grow.
+struct ZORROB_API JointSolutionsBatch {
+  std::vector<RobJoint> joints{};
+  std::vector<ConfData> confs{};
+  /// One entry per pose and one more: offsets[0] = 0, offsets[poses] = joints.size().
+  std::vector<std::size_t> offsets{};
+  std::vector<IkStatus> statuses{};
+
+  /// \returns the number of poses.
+  std::size_t size() const { return statuses.size(); }
+  bool operator==(const JointSolutionsBatch&) const = default;
+};
+
+/// Sets `solutions` (cleared first) to robot.findAllJointSolutions(flangePoses[i], nullptr, ...)
+/// of every pose: the same solutions, configurations, order and status. Arms of the
+/// spherical-wrist closed form share the arm's set-up over the whole batch; the others go
+/// through the scalar call pose by pose.
+///
+/// An error of the scalar call on pose i is thrown with the same type and the message
+/// "pose <i>: " followed by the scalar call's (std::logic_error for a zero orientation record,
+/// std::length_error for limits that admit too many solutions); with several threads, that of the
+/// lowest such pose. `solutions` is then unspecified.
+ZORROB_API void AllJointSolutions(const RobotConfig& robot, std::span<const Pose> flangePoses,
+                                  JointSolutionsBatch& solutions, unsigned threads = 1);
 
 }  // namespace zor::rob

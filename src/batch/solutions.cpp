@@ -1,0 +1,218 @@
+// AllJointSolutions: every inverse-kinematics solution of many poses into flat lists.
+//
+// On an arm of the spherical-wrist closed form each pose takes the steps of
+// findAllJointSolutions (the pose's matrix and labelling wrist centre, the closed form, every
+// turn of every branch inside the limits with its label, the order of the list) with what the
+// steps share made once per batch: the arm's closed-form description, its limit windows, the free
+// joints and the per-thread arm cache's check. The solutions go straight into the flat lists.
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <exception>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "batch/closed_form_queries.hpp"
+#include "detail/parallel.hpp"
+#include "zor/rob/angles.hpp"
+#include "zor/rob/batch.hpp"
+#include "zor/rob/inverse_kinematics.hpp"
+
+namespace zor::rob {
+
+namespace {
+
+using detail::ClosedFormQueries;
+
+/// Poses per block of the work split over threads.
+constexpr std::size_t kPosesPerBlock = 1024;
+/// Lists of a pose up to this long are sorted by insertion, as findAllJointSolutions sorts them.
+constexpr std::size_t kShortList = 64;
+
+/// The pose as the solvers and labels take it (findAllJointSolutions' own steps).
+detail::QueryPose queryPoseOf(const ClosedFormQueries& q, const Pose& pose) {
+  const Orient& o = pose.orient;
+  (void)Rotation(o.q1, o.q2, o.q3, o.q4);  // the rotation's rule for a zero record throws
+  detail::QueryPose t;
+  t.rotation = detail::rotationMatrix(o.q1, o.q2, o.q3, o.q4);
+  t.position = pose.pos.toVec3();
+  q.setLabelling(t);
+  return t;
+}
+
+/// Sorts the solutions [first, end) of `out` as findAllJointSolutions sorts its list.
+void sortSolutions(JointSolutionsBatch& out, std::size_t first) {
+  std::vector<RobJoint>& joints = out.joints;
+  std::vector<ConfData>& confs = out.confs;
+  const std::size_t n = joints.size() - first;
+  if (n <= kShortList) {
+    for (std::size_t i = first + 1; i < joints.size(); ++i)
+      for (std::size_t m = i;
+           m > first && detail::solutionPrecedes(joints[m], confs[m], joints[m - 1], confs[m - 1]);
+           --m) {
+        std::swap(joints[m], joints[m - 1]);
+        std::swap(confs[m], confs[m - 1]);
+      }
+    return;
+  }
+  std::vector<std::size_t> order(n);
+  for (std::size_t i = 0; i < n; ++i)
+    order[i] = first + i;
+  std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+    return detail::solutionPrecedes(joints[a], confs[a], joints[b], confs[b]);
+  });
+  std::vector<RobJoint> sortedJoints(n);
+  std::vector<ConfData> sortedConfs(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    sortedJoints[i] = joints[order[i]];
+    sortedConfs[i] = confs[order[i]];
+  }
+  std::copy(sortedJoints.begin(), sortedJoints.end(), joints.begin() + static_cast<long>(first));
+  std::copy(sortedConfs.begin(), sortedConfs.end(), confs.begin() + static_cast<long>(first));
+}
+
+/// Appends the solutions of `pose` to `out`; \returns the status.
+IkStatus appendSolutions(const ClosedFormQueries& q, const Pose& pose, JointSolutionsBatch& out) {
+  const RobotConfig& robot = *q.robot;
+  const detail::QueryPose target = queryPoseOf(q, pose);
+  detail::PoseBranches branches;
+  detail::BaseSolutions base;
+  q.solve(target.rotation, target.position, branches, base);
+  if (branches.count == 0)
+    return IkStatus::outOfReach;
+  if (q.windows.empty)
+    return IkStatus::outsideJointLimits;
+  std::array<detail::TurnTests, 8> tests;
+  std::array<bool, 8> few{};
+  for (std::size_t b = 0; b < branches.count; ++b) {
+    tests[b] = detail::turnTestsOf(q.windows, branches.joints[b]);
+    few[b] = detail::fewTurns(q.windows, branches.joints[b], tests[b]);
+  }
+  q.checkCap(branches, few);
+  const std::size_t first = out.joints.size();
+  const auto add = [&](const RobJoint& j, const ConfData& conf) {
+    out.joints.push_back(j);
+    out.confs.push_back(conf);
+  };
+  ConfData label;
+  for (std::size_t b = 0; b < branches.count; ++b) {
+    if (few[b])
+      detail::forEachTurn(robot, q.windows, branches.joints[b], tests[b],
+                          [&](const RobJoint& j, std::size_t turned) {
+                            label = turned == 5 ? detail::labelOfTurned6(robot, target, j, label)
+                                                : detail::labelOf(robot, target, j);
+                            add(j, label);
+                          });
+    else
+      detail::forEachWideTurn(
+          detail::branchTurnsOf(robot, q.windows, branches.joints[b]),
+          [&](const RobJoint& j) { add(j, detail::labelOf(robot, target, j)); });
+  }
+  sortSolutions(out, first);
+  return out.joints.size() == first ? IkStatus::outsideJointLimits : IkStatus::found;
+}
+
+/// Rethrows the error in flight with "pose <index>: " before its message, its type kept.
+[[noreturn]] void rethrowForPose(std::size_t index) {
+  const std::string prefix = "pose " + std::to_string(index) + ": ";
+  try {
+    throw;
+  } catch (const std::length_error& e) {
+    throw std::length_error(prefix + e.what());
+  } catch (const std::invalid_argument& e) {
+    throw std::invalid_argument(prefix + e.what());
+  } catch (const std::logic_error& e) {
+    throw std::logic_error(prefix + e.what());
+  } catch (const std::exception& e) {
+    throw std::runtime_error(prefix + e.what());
+  }
+}
+
+/// Solves poses [first, first + poses.size()) into `out` (cleared first); \returns the index
+/// of the first pose that failed, its error in `error`.
+std::optional<std::size_t> solveRange(const RobotConfig& robot,
+                                      const std::optional<ClosedFormQueries>& queries,
+                                      std::span<const Pose> poses, std::size_t first,
+                                      JointSolutionsBatch& out, std::exception_ptr& error) {
+  out.joints.clear();
+  out.confs.clear();
+  out.offsets.assign(1, 0);
+  out.statuses.clear();
+  out.joints.reserve(8 * poses.size());
+  out.confs.reserve(8 * poses.size());
+  out.statuses.reserve(poses.size());
+  out.offsets.reserve(poses.size() + 1);
+  TargetConfiguration list;
+  for (std::size_t i = 0; i < poses.size(); ++i) {
+    try {
+      if (queries) {
+        out.statuses.push_back(appendSolutions(*queries, poses[i], out));
+      } else {
+        out.statuses.push_back(robot.findAllJointSolutions(poses[i], nullptr, list));
+        out.joints.insert(out.joints.end(), list.joints.begin(), list.joints.end());
+        out.confs.insert(out.confs.end(), list.confs.begin(), list.confs.end());
+      }
+    } catch (...) {
+      error = std::current_exception();
+      return first + i;
+    }
+    out.offsets.push_back(out.joints.size());
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+void AllJointSolutions(const RobotConfig& robot, std::span<const Pose> flangePoses,
+                       JointSolutionsBatch& solutions, unsigned threads) {
+  const unsigned count = detail::ResolveThreadCount(threads);
+  const std::optional<ClosedFormQueries> queries = ClosedFormQueries::For(robot);
+  std::exception_ptr error;
+  if (count == 1 || flangePoses.size() <= kPosesPerBlock) {
+    if (const auto failed = solveRange(robot, queries, flangePoses, 0, solutions, error)) {
+      try {
+        std::rethrow_exception(error);
+      } catch (...) {
+        rethrowForPose(*failed);
+      }
+    }
+    return;
+  }
+  // Each block into its own lists, joined in order.
+  const std::size_t blocks = (flangePoses.size() + kPosesPerBlock - 1) / kPosesPerBlock;
+  std::vector<JointSolutionsBatch> parts(blocks);
+  std::vector<std::optional<std::size_t>> failures(blocks);
+  std::vector<std::exception_ptr> errors(blocks);
+  detail::RunBlocks(flangePoses.size(), kPosesPerBlock, count, {},
+                    [&](std::size_t first, std::size_t last, unsigned) {
+                      const std::size_t k = first / kPosesPerBlock;
+                      failures[k] =
+                          solveRange(robot, queries, flangePoses.subspan(first, last - first),
+                                     first, parts[k], errors[k]);
+                    });
+  for (std::size_t k = 0; k < blocks; ++k)
+    if (failures[k]) {
+      try {
+        std::rethrow_exception(errors[k]);
+      } catch (...) {
+        rethrowForPose(*failures[k]);
+      }
+    }
+  solutions = std::move(parts[0]);
+  for (std::size_t k = 1; k < blocks; ++k) {
+    const std::size_t base = solutions.joints.size();
+    const JointSolutionsBatch& part = parts[k];
+    solutions.joints.insert(solutions.joints.end(), part.joints.begin(), part.joints.end());
+    solutions.confs.insert(solutions.confs.end(), part.confs.begin(), part.confs.end());
+    solutions.statuses.insert(solutions.statuses.end(), part.statuses.begin(), part.statuses.end());
+    for (std::size_t i = 1; i < part.offsets.size(); ++i)
+      solutions.offsets.push_back(base + part.offsets[i]);
+  }
+}
+
+}  // namespace zor::rob
