@@ -53,6 +53,9 @@ std::string readInputFile(const std::string& path, std::string_view kind, std::u
   if (error || !file)
     throw InputError(name + " cannot be read");
   std::string text;
+  // Room for the whole file and the last chunk's read, so that the text is not copied as it
+  // grows (a program file may take a good part of the audit's memory).
+  text.reserve(static_cast<std::size_t>(size) + kChunk);
   while (file) {
     const std::size_t start = text.size();
     text.resize(start + kChunk);
@@ -68,8 +71,18 @@ std::string readInputFile(const std::string& path, std::string_view kind, std::u
 
 nlohmann::json parseJsonDocument(std::string_view text, std::string_view kind,
                                  const std::string& source) {
+  return parseJsonDocument(text, kind, source, {}, {});
+}
+
+nlohmann::json parseJsonDocument(std::string_view text, std::string_view kind,
+                                 const std::string& source, std::string_view key,
+                                 const ElementSink& sink) {
   using Event = nlohmann::json::parse_event_t;
   std::vector<Container> open;
+  // Whether the innermost open container is the streamed array.
+  const auto inStreamedArray = [&] {
+    return sink && open.size() == 2 && !open[0].array && open[1].array && open[0].key == key;
+  };
   // The parser reports every key, and every finished value of an array; keys seen twice in one
   // object are refused before the parser would overwrite the first value.
   const auto watch = [&](int, Event event, nlohmann::json& parsed) {
@@ -89,8 +102,13 @@ nlohmann::json parseJsonDocument(std::string_view text, std::string_view kind,
         open.pop_back();
         [[fallthrough]];
       case Event::value:
-        if (!open.empty() && open.back().array)
-          ++open.back().index;
+        if (!open.empty() && open.back().array) {
+          const std::size_t index = open.back().index++;
+          if (inStreamedArray()) {
+            sink(index, parsed);
+            return false;  // not kept in the document
+          }
+        }
         break;
     }
     return true;

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -27,5 +29,16 @@ std::string readInputFile(const std::string& path, std::string_view kind, std::u
 /// "moves[2].to.name"), where the parser alone would keep the last value silently.
 nlohmann::json parseJsonDocument(std::string_view text, std::string_view kind,
                                  const std::string& source);
+
+/// Takes an element of a streamed array (its index from 0) as soon as it is parsed.
+using ElementSink = std::function<void(std::size_t index, const nlohmann::json& element)>;
+
+/// \returns `text` parsed as parseJsonDocument does, except that each element of the array under
+/// the top-level key `key` is handed to `sink` as soon as it is parsed and left out of the
+/// document, whose `key` then holds an empty array: a program of a million moves is never held
+/// as one document. An exception of `sink` leaves the parse.
+nlohmann::json parseJsonDocument(std::string_view text, std::string_view kind,
+                                 const std::string& source, std::string_view key,
+                                 const ElementSink& sink);
 
 }  // namespace zor::rob::cli

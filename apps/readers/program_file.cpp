@@ -41,7 +41,26 @@ class ProgramReader {
   ProgramReader(const std::string& source, const ArmLoader& loadArmFile)
       : source_(source), loadArmFile_(loadArmFile), top_("program file '" + source + "'") {}
 
-  Program read(const json& doc) {
+  /// Reads the program in two passes over its text: the first checks the document and counts
+  /// the moves, the second reads them one by one, so that neither the document nor the growing
+  /// list of moves is held twice.
+  Program read(std::string_view text) {
+    std::size_t count = 0;
+    const json doc = parseJsonDocument(text, "program", source_, "moves",
+                                       [&count](std::size_t, const json&) { ++count; });
+    Program program = readTop(doc, count);
+    program.moves.reserve(count);
+    program.labels.reserve(count);
+    parseJsonDocument(text, "program", source_, "moves", [&](std::size_t i, const json& move) {
+      program.moves.push_back(readMove(move, i));
+      program.labels.push_back(readLabels(move, i));
+    });
+    return program;
+  }
+
+ private:
+  /// Everything but the moves, of the document without them; `count` moves were left out.
+  Program readTop(const json& doc, std::size_t count) {
     if (!doc.is_object())
       throw InputError("program file '" + source_ + "': the document must be a JSON object");
     top_.checkKeys(doc, "", {"arm", "start", "tools", "workObjects", "options", "moves"});
@@ -59,16 +78,11 @@ class ProgramReader {
     const json& moves = top_.member(doc, "", "moves");
     if (!moves.is_array())
       top_.fail("moves", "must be an array of moves");
-    if (moves.empty())
+    if (count == 0)
       top_.fail("moves", "is empty: a program needs at least one move");
-    for (std::size_t i = 0; i < moves.size(); ++i) {
-      program.moves.push_back(readMove(moves[i], i));
-      program.labels.push_back(readLabels(moves[i], i));
-    }
     return program;
   }
 
- private:
   Arm readArm(const json& doc) const {
     const auto it = doc.find("arm");
     if (it == doc.end())
@@ -390,7 +404,7 @@ class ProgramReader {
 
 Program ProgramFromText(std::string_view text, const std::string& source,
                         const ArmLoader& loadArmFile) {
-  return ProgramReader(source, loadArmFile).read(parseJsonDocument(text, "program", source));
+  return ProgramReader(source, loadArmFile).read(text);
 }
 
 Program LoadProgram(const std::string& path) {

@@ -243,6 +243,10 @@ Report runAudit(Program program, const AuditRequest& request) {
   }
   if (request.htmlPath)
     writeProgramPage(*request.htmlPath, program, report);
+  // Past the audit and the page the moves are not needed: for a million moves they take as much
+  // memory as the report's text, which is formed next.
+  program.moves = std::vector<ProgramMove>();
+  program.labels = std::vector<MoveLabels>();
 
   Report out;
   out.status = report.clean() ? 0 : kExitEvents;

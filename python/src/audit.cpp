@@ -242,10 +242,12 @@ void bindAudit(py::module_& m) {
         "checks them: ValueError naming the field, e.g. \"move 1: 'zone.tcp' must not be "
         "negative\" (see AuditProgram in zor/rob/audit.hpp). Runs without the GIL. progress: a "
         "callable "
-        "given the fraction of the moves audited (0 first, in order, 1 last), called with the "
+        "given the fraction of the moves audited (0 first, in order, 1 last; fractions inside a "
+        "long move too), called with the "
         "GIL; returning False cancels the audit, which returns the moves audited so far with "
         "partial set; an exception it raises leaves the audit, and so does Ctrl-C "
-        "(KeyboardInterrupt), both checked before each move. With tqdm: "
+        "(KeyboardInterrupt), both checked before each move and inside long moves. "
+        "With tqdm: "
         "bar = tqdm(total=1.0); progress=lambda f: bar.update(f - bar.n).");
 }
 

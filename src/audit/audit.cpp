@@ -55,23 +55,27 @@ bool isCartesian(const ProgramMove& move) {
 void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
   joints_ = start;
   report_.moves.resize(moves.size());
-  Progress progress(options_.progress, moves.size());
+  Progress progress(options_.progress, moves.size() * kProgressPerMove);
+  progress_ = &progress;
   for (std::size_t k = 0; k < moves.size(); ++k) {
-    if (!progress.advance(k)) {
-      report_.moves.resize(k);
-      report_.partial = true;
+    if (!progress.advance(k * kProgressPerMove)) {
+      cancelled_ = true;
+      dropMovesFrom(k);
       break;
     }
     auditMove(k, moves);
-    // A stop point (or the end of a path that cannot go on) ends the path being timed.
-    if (!blendedStart_) {
-      finishRun();
-      handOverSamples();
+    if (cancelled_) {
+      dropMovesFrom(k);
+      break;
     }
+    // A stop point (or the end of a path that cannot go on) ends the path being timed.
+    if (!blendedStart_)
+      finishRun();
+    if (cancelled_)
+      break;
   }
   // A cancelled audit may leave a path open: it is timed to rest where its sampling stopped.
   finishRun();
-  handOverSamples();
   for (MoveAudit& m : report_.moves) {
     // In path order: the move's own path first, then the corner after it.
     std::stable_sort(m.events.begin(), m.events.end(),
@@ -81,6 +85,44 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
     report_.duration += m.duration;
   }
   progress.finish();
+}
+
+bool Auditor::countSample(std::size_t index, double fraction) {
+  if (++samplesSinceCheck_ < kSamplesPerCheck)
+    return true;
+  samplesSinceCheck_ = 0;
+  return reportWithin(index, 0, fraction);
+}
+
+bool Auditor::reportWithin(std::size_t index, std::size_t half, double share) {
+  constexpr std::size_t kHalf = kProgressPerMove / 2;
+  // A move's corner (fraction 1) counts as the last step of its sampling.
+  const double within = std::clamp(share, 0.0, 1.0) * static_cast<double>(kHalf - 1);
+  cancelled_ = !progress_->advance(index * kProgressPerMove + half * kHalf +
+                                   static_cast<std::size_t>(within));
+  return !cancelled_;
+}
+
+void Auditor::dropMovesFrom(std::size_t index) {
+  report_.partial = true;
+  report_.moves.resize(index);
+  blendedStart_.reset();
+  // The path being timed ends with the last part of the moves kept: it is sampled again without
+  // the parts after it (their samples may lie in windows already dropped).
+  std::size_t kept = runParts_.size();
+  while (kept > 0 && runParts_[kept - 1].part.moveIndex >= index)
+    --kept;
+  if (kept < runParts_.size()) {
+    const std::vector<RunPart> parts(runParts_.begin(),
+                                     runParts_.begin() + static_cast<std::ptrdiff_t>(kept));
+    timer_ = PathTimer(limits_, options_.timingWindow);
+    runParts_.clear();
+    checkpoints_.clear();
+    window_.clear();
+    runPoints_ = 0;
+    for (const RunPart& part : parts)
+      resampleIntoRun(part);
+  }
 }
 
 void Auditor::auditMove(std::size_t k, std::span<const ProgramMove> moves) {
@@ -136,32 +178,25 @@ void Auditor::jointMove(std::size_t index, const MoveRecord& move, const RobJoin
   const Pose end = tcpOf(target, robot_, move);
   const double maxStep = largestStep(from, target).first;
   const std::size_t n = intervals(index, false, (end.pos - start.pos).norm(), maxStep);
-  const std::size_t firstSample = report_.samples.size();
+  // The path length first; the samples, each timed as it is made, only once the move is
+  // audited whole, so that a cancel leaves none of it behind.
   double length = 0.0;
   Pose previous = start;
-  for (std::size_t i = 0; i <= n; ++i) {
+  for (std::size_t i = 1; i <= n; ++i) {
     const double f = static_cast<double>(i) / static_cast<double>(n);
-    const RobJoint j = RobJoint::Intermediate(from, target, f);
-    const Pose tcp = i == 0 ? start : (i == n ? end : tcpOf(j, robot_, move));
+    if (!countSample(index, f))
+      return;
+    const Pose tcp = i == n ? end : tcpOf(RobJoint::Intermediate(from, target, f), robot_, move);
     length += (tcp.pos - previous.pos).norm();
     previous = tcp;
-    if (options_.keepSamples) {
-      AuditSample s;
-      s.moveIndex = index;
-      s.fraction = f;
-      s.arcLength = length;
-      s.tcp = tcp;
-      s.joints = j;
-      s.conf = ConfData::FromRobJoint(j, robot_);
-      const Pose flange = robot_.getWristPoseInBase(j).toPose();
-      const unsigned c = singularities(j, flange);
-      s.singularity = singularityOf(c);
-      report_.samples.push_back(s);
-    }
   }
   audit.pathLength = length;
   audit.orientationChange = Rotation::AngularDistance(start.orient, end.orient) * kDegPerRad;
-  timeJointMove(index, from, target, firstSample);
+  const JointMoveProfile profile = ProfileOfJointMove(travelOf(from, target), limits_);
+  if (options_.keepSamples)
+    sampleJointMove(index, move, from, target, n, profile);
+  audit.duration = profile.duration;
+  programTime_ += profile.duration;
   audit.reached = true;
   audit.endJoints = target;
   audit.endConf = ConfData::FromRobJoint(target, robot_);
@@ -246,6 +281,8 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
   const std::size_t n = intervals(index, false, length * (f1 - f0), turn * (f1 - f0));
   part.sampleStep = (f1 - f0) / static_cast<double>(n);
   RobJoint joints = samplePart(part, f0, f1, n, joints_, audit);
+  if (cancelled_)
+    return;
 
   // The joints at the target: followed from the path's end, and then in the configuration the
   // path arrives in, which must be the programmed one. A path that cannot be followed to its
@@ -277,19 +314,13 @@ void Auditor::cartesianMove(std::size_t index, std::span<const ProgramMove> move
     const std::size_t m = intervals(index, true, cornerLength, OrientationChange(corner));
     cornerPart.sampleStep = 1.0 / static_cast<double>(m);
     joints = samplePart(cornerPart, 0.0, 1.0, m, joints, audit);
+    if (cancelled_)
+      return;
     blendedStart_ = std::move(next);
     joints_ = joints;
   } else {
     joints_ = audit.endJoints;
   }
-}
-
-void Auditor::handOverSamples() {
-  if (!options_.sampleSink)
-    return;
-  for (const AuditSample& s : report_.samples)
-    options_.sampleSink(s);
-  report_.samples.clear();
 }
 
 std::size_t Auditor::intervals(std::size_t index, bool corner, double length,

@@ -22,6 +22,13 @@ namespace zor::rob::audit {
 /// The most intervals one path part is sampled in (a bound on the work, not on precision).
 inline constexpr double kMaxIntervals = 1e7;
 
+/// Steps of progress per move: the callback sees fractions within a move too, the first half
+/// while the move is sampled, the second while the path that ends with it is timed. A power of
+/// two, so that the fraction at a move's start is k / moves exactly.
+inline constexpr std::size_t kProgressPerMove = 1024;
+/// Samples between two checks of the progress callback inside a move.
+inline constexpr std::size_t kSamplesPerCheck = 4096;
+
 /// Every position given to the audit (targets, tool and work-object frames) lies within this
 /// distance (mm) of its frame's origin.
 inline constexpr double kMaxPositionMm = 1e7;
@@ -57,6 +64,9 @@ inline std::pair<double, std::size_t> largestStep(const RobJoint& a, const RobJo
   }
   return {step, joint};
 }
+
+/// \returns the travel of each joint from `from` to `target` (degrees).
+std::array<double, 6> travelOf(const RobJoint& from, const RobJoint& target);
 
 /// \returns the first joint (1-based) of `j` outside the limits of `robot`, or 0.
 int jointOutsideLimits(const RobotConfig& robot, const RobJoint& j);
@@ -113,18 +123,103 @@ struct PathPart {
   double vOri{0.0};
 };
 
-/// Where a point of the path being timed lies in the program.
-struct RunTag {
-  std::size_t moveIndex{0};
-  bool corner{false};
-  double fraction{0.0};
-  double arcLength{0.0};
+/// The fractions at which a path part is sampled, in order: its start, then a grid of
+/// `intervals` steps to its end, with the kink that only rest passes (RestFraction) sampled where
+/// it falls between two grid samples, or marking the grid sample it falls on.
+class PartWalk {
+ public:
+  struct Step {
+    double fraction{0.0};
+    bool atRest{false};
+  };
+
+  PartWalk(const PathShape& shape, double f0, double f1, std::size_t intervals)
+      : f0_(f0), f1_(f1), intervals_(intervals) {
+    const std::optional<double> rest = RestFraction(shape);
+    resting_ = rest && *rest > f0 && *rest < f1;
+    rest_ = resting_ ? *rest : 0.0;
+  }
+  bool done() const { return next_ > intervals_; }
+  /// The share of the grid sampled.
+  double progress() const { return static_cast<double>(next_) / static_cast<double>(intervals_); }
+  Step next() {
+    if (next_ == 0) {
+      next_ = 1;
+      return {f0_, false};
+    }
+    const double f = next_ == intervals_ ? f1_
+                                         : f0_ + (f1_ - f0_) * static_cast<double>(next_) /
+                                                     static_cast<double>(intervals_);
+    if (resting_ && rest_ <= f + kSameFraction) {
+      resting_ = false;
+      if (rest_ < f - kSameFraction)
+        return {rest_, true};  // the grid sample follows
+      ++next_;
+      return {f, true};
+    }
+    ++next_;
+    return {f, false};
+  }
+
+ private:
+  double f0_;
+  double f1_;
+  std::size_t intervals_;
+  /// The grid sample to come (0: the start).
+  std::size_t next_{0};
+  /// The kink that only rest passes, while it is still to come.
+  bool resting_{false};
+  double rest_{0.0};
+};
+
+/// A part of the path being timed, kept so that its samples can be computed again: its shape,
+/// where it lies, its sampling and the joints its first sample is solved from.
+struct RunPart {
+  PathShape shape;
+  PathPart part{};
+  double f0{0.0};
+  double f1{1.0};
+  std::size_t intervals{1};
+  RobJoint seed{};
+
+  /// \returns the part with its shape.
+  PathPart view() const {
+    PathPart p = part;
+    p.shape = &shape;
+    return p;
+  }
+};
+
+/// A sample of the path being timed, and the part (index in the run) it lies on.
+struct RunPoint {
+  PathPoint point{};
+  std::size_t part{0};
+  bool atRest{false};
+};
+
+/// Where the samples of a window of the path being timed are computed again from.
+struct RunCheckpoint {
+  std::size_t part{0};
+  PartWalk walk;
+  RobJoint seed{};
+  std::size_t firstPoint{0};
+};
+
+/// A stretch of samples where the limits keep the tool below its programmed speed, as it grows.
+struct ReducedStretch {
+  AuditEvent event{};
+  double lowestAllowed{1.0};
+  std::size_t samples{0};
 };
 
 class Auditor {
  public:
   Auditor(const RobotConfig& robot, const AuditOptions& options, AuditReport& report)
-      : robot_(robot), relaxed_(robot), options_(options), report_(report) {
+      : robot_(robot),
+        relaxed_(robot),
+        options_(options),
+        report_(report),
+        timer_(TimingLimits{}, options.timingWindow) {
     for (std::size_t i = 0; i < 7; ++i) {
       relaxed_.jointMin[i] -= kRelaxedLimitWidening;
       relaxed_.jointMax[i] += kRelaxedLimitWidening;
@@ -132,11 +227,21 @@ class Auditor {
     relaxed_.jointCoupling = 0;
     limits_ = {options.maxJointSpeedDeg, options.maxJointAccelerationDeg,
                options.maxTcpAcceleration};
+    timer_ = PathTimer(limits_, options.timingWindow);
   }
 
   void run(const RobJoint& start, std::span<const ProgramMove> moves);
 
  private:
+  /// Counts a sample of move `index` at `fraction` of its path; every kSamplesPerCheck samples
+  /// tells the progress callback. \returns false once the audit is cancelled.
+  bool countSample(std::size_t index, double fraction);
+  /// Tells the progress callback that `share` of step `half` (0 sampling, 1 timing) of move
+  /// `index` is done. \returns false once the audit is cancelled.
+  bool reportWithin(std::size_t index, std::size_t half, double share);
+  /// Drops what was audited of move `index` and after it (a cancel came while it was audited).
+  void dropMovesFrom(std::size_t index);
+
   // Moves.
   void auditMove(std::size_t index, std::span<const ProgramMove> moves);
   void jointMove(std::size_t index, const MoveRecord& move, const RobJoint& target);
@@ -166,17 +271,26 @@ class Auditor {
                                                    PathPoint b) const;
   AuditEvent eventAt(const PathPart& part, AuditEventKind kind, const PathPoint& from,
                      const PathPoint& to) const;
-  /// Keeps the sample when asked and adds it to the path being timed.
-  void keepSample(const PathPart& part, const PathPoint& p, bool atRest = false);
+  /// Adds a sample of the last part of the run to the path being timed; `walk` and `seed` are
+  /// where it was computed from.
+  void keepSample(const PathPoint& p, bool atRest, const PartWalk& walk, const RobJoint& seed);
+  /// Samples the whole part anew (without looking for events) into the path being timed.
+  void resampleIntoRun(const RunPart& part);
+  /// Computes the samples of the path being timed again from the start of window `window`.
+  void replayRun(std::size_t window, const PathTimer::Take& take);
 
   // Timing.
   /// Times the path sampled since the last stop point and closes it.
   void finishRun();
-  /// Hands the kept samples, all timed, to the sample sink when there is one.
-  void handOverSamples();
-  void timeJointMove(std::size_t index, const RobJoint& from, const RobJoint& target,
-                     std::size_t firstSample);
-  void addSpeedReduced(const std::vector<PointTiming>& timing);
+  /// Hands a timed sample to the sample sink, or keeps it in the report.
+  void keepTimedSample(const AuditSample& s);
+  /// Makes the samples of a joint move of `n` intervals, each timed by the move's profile.
+  void sampleJointMove(std::size_t index, const MoveRecord& move, const RobJoint& from,
+                       const RobJoint& target, std::size_t n, const JointMoveProfile& profile);
+  /// Takes the timing of sample `index` of the path being timed: the move's duration, the
+  /// sample, the stretches of reduced speed.
+  void takeTiming(std::size_t index, const PointTiming& t);
+  void addReducedStretch();
 
   static Pose tcpOf(const RobJoint& j, const RobotConfig& robot, const MoveRecord& move) {
     return TargetOfFlangePose(robot.getWristPoseInBase(j).toPose(), move.tool, move.wobj);
@@ -192,13 +306,27 @@ class Auditor {
   /// into it is blended.
   std::optional<std::pair<PathShape, double>> blendedStart_{};
   TimingLimits limits_{};
-  /// The path from the last stop point: its points, where they lie, and the index of its first
-  /// kept sample.
-  std::vector<TimingPoint> run_{};
-  std::vector<RunTag> runTags_{};
-  std::size_t runFirstSample_{0};
+  /// The path from the last stop point: its parts, where its windows start, and the samples of
+  /// its last window (or of the window computed again, from `replayFirst_`).
+  PathTimer timer_;
+  std::vector<RunPart> runParts_{};
+  std::vector<RunCheckpoint> checkpoints_{};
+  std::vector<RunPoint> window_{};
+  std::vector<RunPoint> replayed_{};
+  std::size_t replayFirst_{0};
+  std::size_t runPoints_{0};
+  /// While the path is timed: the start time of the move under way, the sample before, and the
+  /// stretch of reduced speed open.
+  double moveStart_{0.0};
+  double lastTime_{0.0};
+  std::size_t lastMove_{0};
+  Pose lastTcp_{};
+  std::optional<ReducedStretch> reduced_{};
   /// The time (s) at the last stop point.
   double programTime_{0.0};
+  Progress* progress_{nullptr};
+  std::size_t samplesSinceCheck_{0};
+  bool cancelled_{false};
 };
 
 }  // namespace zor::rob::audit

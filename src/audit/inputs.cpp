@@ -47,6 +47,8 @@ void checkOptions(const AuditOptions& o) {
     checkOption(o.maxJointAccelerationDeg[i], item("options.maxJointAccelerationDeg", i), false);
   }
   checkOption(o.maxTcpAcceleration, "options.maxTcpAcceleration", false);
+  if (o.timingWindow < AuditOptions::kMinTimingWindow)
+    fail("", "options.timingWindow", "must be at least 16");
 }
 
 void checkArm(const RobotConfig& robot) {

@@ -102,25 +102,53 @@ AuditEvent Auditor::eventAt(const PathPart& part, AuditEventKind kind, const Pat
   return e;
 }
 
-void Auditor::keepSample(const PathPart& part, const PathPoint& p, bool atRest) {
-  if (run_.empty())
-    runFirstSample_ = report_.samples.size();
-  run_.push_back({p.joints, p.tcp, part.vTcp, part.vOri, atRest});
-  runTags_.push_back(
-      {part.moveIndex, part.corner, p.fraction, p.fraction * part.lengthPerFraction});
-  if (!options_.keepSamples)
-    return;
-  AuditSample s;
-  s.moveIndex = part.moveIndex;
-  s.corner = part.corner;
-  s.fraction = p.fraction;
-  s.arcLength = p.fraction * part.lengthPerFraction;
-  s.tcp = p.tcp;
-  s.joints = p.joints;
-  s.conf = p.conf;
-  s.reachable = p.solved;
-  s.singularity = singularityOf(p.conditions);
-  report_.samples.push_back(s);
+void Auditor::keepSample(const PathPoint& p, bool atRest, const PartWalk& walk,
+                         const RobJoint& seed) {
+  const std::size_t part = runParts_.size() - 1;
+  const PathPart& view = runParts_[part].part;
+  if (timer_.add({p.joints, p.tcp, view.vTcp, view.vOri, atRest})) {
+    checkpoints_.push_back({part, walk, seed, runPoints_});
+    window_.clear();
+  }
+  window_.push_back({p, part, atRest});
+  ++runPoints_;
+}
+
+void Auditor::resampleIntoRun(const RunPart& part) {
+  runParts_.push_back(part);
+  const PathPart view = runParts_.back().view();
+  PartWalk walk(part.shape, part.f0, part.f1, part.intervals);
+  RobJoint seed = part.seed;
+  while (!walk.done()) {
+    const PartWalk before = walk;
+    const PartWalk::Step step = walk.next();
+    const PathPoint p = solve(view, step.fraction, seed, options_.jumpDeg);
+    keepSample(p, step.atRest, before, seed);
+    seed = p.joints;
+  }
+}
+
+void Auditor::replayRun(std::size_t window, const PathTimer::Take& take) {
+  const RunCheckpoint& from = checkpoints_[window];
+  replayed_.clear();
+  replayFirst_ = from.firstPoint;
+  RobJoint seed = from.seed;
+  for (std::size_t k = from.part; k < runParts_.size(); ++k) {
+    const RunPart& part = runParts_[k];
+    const PathPart view = part.view();
+    PartWalk walk =
+        k == from.part ? from.walk : PartWalk(part.shape, part.f0, part.f1, part.intervals);
+    if (k != from.part)
+      seed = part.seed;
+    while (!walk.done()) {
+      const PartWalk::Step step = walk.next();
+      const PathPoint p = solve(view, step.fraction, seed, options_.jumpDeg);
+      seed = p.joints;
+      replayed_.push_back({p, k, step.atRest});
+      if (!take({p.joints, p.tcp, view.vTcp, view.vOri, step.atRest}))
+        return;
+    }
+  }
 }
 
 RobJoint Auditor::samplePart(const PathPart& part, double f0, double f1, std::size_t intervals,
@@ -144,15 +172,18 @@ RobJoint Auditor::samplePart(const PathPart& part, double f0, double f1, std::si
   std::optional<AuditEvent> openJump;
   double openJumpStep = 0.0;
 
-  PathPoint previous = solve(part, f0, start, options_.jumpDeg);
-  keepSample(part, previous);
+  runParts_.push_back({*part.shape, part, f0, f1, intervals, start});
+  PartWalk walk(*part.shape, f0, f1, intervals);
+  const PartWalk atStart = walk;
+  PathPoint previous = solve(part, walk.next().fraction, start, options_.jumpDeg);
+  keepSample(previous, false, atStart, start);
   for (std::size_t c = 0; c < kConditionKinds.size(); ++c)
     if ((previous.conditions & kConditionKinds[c].first) != 0)
       openEvent(c, previous);
 
-  const auto advance = [&](double f, bool atRest) {
-    const PathPoint current = solve(part, f, previous.joints, options_.jumpDeg);
-    keepSample(part, current, atRest);
+  const auto advance = [&](const PartWalk& before, PartWalk::Step at) {
+    const PathPoint current = solve(part, at.fraction, previous.joints, options_.jumpDeg);
+    keepSample(current, at.atRest, before, previous.joints);
 
     bool jumped = false;
     if (jumps(previous, current, options_.jumpDeg) ||
@@ -195,23 +226,11 @@ RobJoint Auditor::samplePart(const PathPart& part, double f0, double f1, std::si
     }
     previous = current;
   };
-  // A kink that only rest passes gets a sample of its own, where the timing stops, unless a
-  // sample of the grid falls on it.
-  std::optional<double> rest = RestFraction(*part.shape);
-  if (rest && !(*rest > f0 && *rest < f1))
-    rest.reset();
-  for (std::size_t i = 1; i <= intervals; ++i) {
-    const double f = i == intervals
-                         ? f1
-                         : f0 + (f1 - f0) * static_cast<double>(i) / static_cast<double>(intervals);
-    bool restsHere = false;
-    if (rest && *rest <= f + kSameFraction) {
-      restsHere = *rest >= f - kSameFraction;
-      if (!restsHere)
-        advance(*rest, true);
-      rest.reset();
-    }
-    advance(f, restsHere);
+  while (!walk.done()) {
+    if (!countSample(part.moveIndex, part.corner ? 1.0 : walk.progress()))
+      return previous.joints;
+    const PartWalk before = walk;
+    advance(before, walk.next());
   }
   for (std::size_t c = 0; c < kConditionKinds.size(); ++c)
     if (open[c])

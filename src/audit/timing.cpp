@@ -47,8 +47,7 @@ constexpr int kMaxNewtonSteps = 64;
 constexpr int kMaxBisections = 80;
 constexpr double kDegPerRad = 180.0 / kPi;
 
-/// The channels differentiated along the path: six joints, the arc length, the orientation.
-constexpr std::size_t kChannels = 8;
+/// The channels of the arc length and the orientation.
 constexpr std::size_t kLength = 6;
 constexpr std::size_t kAngle = 7;
 
@@ -66,23 +65,6 @@ struct Reach {
   double b{0.0};
   int lower{-1};
   int upper{-1};
-};
-
-/// One unique point of the path with its derivatives along σ.
-struct Node {
-  double sigma{0.0};
-  std::array<double, kChannels> value{};
-  std::array<double, kChannels> d1{};
-  std::array<double, kChannels> d2{};
-  double vTcp{0.0};
-  double vOri{0.0};
-  /// The speed bound on b and what sets it; the programmed part of it.
-  double speedCap{kInf};
-  TimingLimit speedLimit{TimingLimit::none};
-  int speedJoint{0};
-  double programmedCap{kInf};
-  /// A kink: the path is followed through it at rest.
-  bool atRest{false};
 };
 
 /// The overlap of the bounds on a at speed² b: the smallest upper bound less the largest lower
@@ -214,7 +196,8 @@ double entryBound(const Row* rows, std::size_t count, double reach, double feasi
 
 /// Appends the two rows |c a + d b| ≤ e of each limit at `node`; at the step's far end
 /// (`reach` = 2Δσ) the acceleration there is c a + d (b + 2Δσ a).
-std::size_t addLimitRows(const Node& node, const TimingLimits& limits, double reach, Row* out) {
+std::size_t addLimitRows(const TimingNode& node, const TimingLimits& limits, double reach,
+                         Row* out) {
   std::size_t n = 0;
   for (std::size_t j = 0; j < 7; ++j) {
     const std::size_t channel = j < 6 ? j : kLength;
@@ -232,8 +215,8 @@ std::size_t addLimitRows(const Node& node, const TimingLimits& limits, double re
 constexpr std::size_t kMaxRows = 30;
 
 /// The rows of the step from `a` to `b` (Δσ apart) into the controllable bound `hi`.
-std::size_t stepRows(const Node& a, const Node& b, const TimingLimits& limits, double hi,
-                     Row* rows) {
+std::size_t stepRows(const TimingNode& a, const TimingNode& b, const TimingLimits& limits,
+                     double hi, Row* rows) {
   const double reach = 2.0 * (b.sigma - a.sigma);
   std::size_t n = addLimitRows(a, limits, 0.0, rows);
   n += addLimitRows(b, limits, reach, rows + n);
@@ -242,20 +225,26 @@ std::size_t stepRows(const Node& a, const Node& b, const TimingLimits& limits, d
   return n;
 }
 
-/// Derivatives by finite differences on the uneven grid.
-void differentiate(std::vector<Node>& nodes) {
-  const std::size_t n = nodes.size();
-  for (std::size_t k = 0; k < n; ++k) {
-    Node& p = nodes[k];
-    for (std::size_t c = 0; c < kChannels; ++c) {
-      if (k == 0 || k + 1 == n) {
-        const Node& a = nodes[k == 0 ? 0 : k - 1];
-        const Node& b = nodes[k == 0 ? 1 : k];
+/// Derivatives by finite differences on the uneven grid, for the nodes of a window of the path:
+/// `nodes[0]` is node `first` of `n`. A node at an end of the window that is not an end of the path
+/// lacks a neighbour and is left without (it only serves as the neighbour of the next).
+void differentiate(std::vector<TimingNode>& nodes, std::size_t first, std::size_t n) {
+  const std::size_t m = nodes.size();
+  for (std::size_t k = 0; k < m; ++k) {
+    const std::size_t node = first + k;
+    TimingNode& p = nodes[k];
+    const bool pathEnd = node == 0 || node + 1 == n;
+    if (!pathEnd && (k == 0 || k + 1 == m))
+      continue;
+    for (std::size_t c = 0; c < kTimingChannels; ++c) {
+      if (pathEnd) {
+        const TimingNode& a = nodes[node == 0 ? 0 : k - 1];
+        const TimingNode& b = nodes[node == 0 ? 1 : k];
         p.d1[c] = (b.value[c] - a.value[c]) / (b.sigma - a.sigma);
         continue;
       }
-      const Node& a = nodes[k - 1];
-      const Node& b = nodes[k + 1];
+      const TimingNode& a = nodes[k - 1];
+      const TimingNode& b = nodes[k + 1];
       const double h0 = p.sigma - a.sigma;
       const double h1 = b.sigma - p.sigma;
       const double s0 = (p.value[c] - a.value[c]) / h0;
@@ -265,13 +254,15 @@ void differentiate(std::vector<Node>& nodes) {
     }
   }
   if (n >= 3) {
-    nodes[0].d2 = nodes[1].d2;
-    nodes[n - 1].d2 = nodes[n - 2].d2;
+    if (first == 0)
+      nodes[0].d2 = nodes[1].d2;
+    if (first + m == n)
+      nodes[m - 1].d2 = nodes[m - 2].d2;
   }
 }
 
 /// The speed caps of a node: the programmed speeds and the joints' speed limits.
-void capSpeed(Node& p, const TimingLimits& limits) {
+void capSpeed(TimingNode& p, const TimingLimits& limits) {
   const auto cap = [&p](double limit, double rate, TimingLimit kind, int joint) {
     if (rate == 0.0)
       return;
@@ -290,50 +281,9 @@ void capSpeed(Node& p, const TimingLimits& limits) {
     cap(limits.jointSpeed[j], std::abs(p.d1[j]), TimingLimit::jointSpeed, static_cast<int>(j) + 1);
 }
 
-/// The unique points of the path, and for each input point the index of its node.
-std::vector<Node> nodesOf(std::span<const TimingPoint> points, std::vector<std::size_t>& nodeOf) {
-  std::vector<Node> nodes;
-  nodes.reserve(points.size() + 1);
-  nodeOf.resize(points.size());
-  double length = 0.0, angle = 0.0, sigma = 0.0;
-  for (std::size_t i = 0; i < points.size(); ++i) {
-    const TimingPoint& p = points[i];
-    if (i > 0) {
-      const TimingPoint& q = points[i - 1];
-      const double dl = (p.tcp.pos - q.tcp.pos).norm();
-      const double dt = Rotation::AngularDistance(q.tcp.orient, p.tcp.orient) * kDegPerRad;
-      const double ds = std::hypot(dl, dt * kMmPerDeg);
-      if (ds <= kSamePoint) {
-        // Where two parts meet, the slower programmed speeds hold.
-        Node& same = nodes.back();
-        same.vTcp = std::min(same.vTcp, p.vTcp);
-        same.vOri = std::min(same.vOri, p.vOri);
-        same.atRest = same.atRest || p.atRest;
-        nodeOf[i] = nodes.size() - 1;
-        continue;
-      }
-      length += dl;
-      angle += dt;
-      sigma += ds;
-    }
-    Node n;
-    n.sigma = sigma;
-    for (std::size_t j = 0; j < 6; ++j)
-      n.value[j] = p.joints.values[j];
-    n.value[kLength] = length;
-    n.value[kAngle] = angle;
-    n.vTcp = p.vTcp;
-    n.vOri = p.vOri;
-    n.atRest = p.atRest;
-    nodeOf[i] = nodes.size();
-    nodes.push_back(n);
-  }
-  return nodes;
-}
-
 /// The joint (1-based, 0 for the tool) of the pair of rows that caps a speed: of the two
 /// acceleration limits that meet there, the one whose curvature term takes the larger share.
-int reducingJointOf(const Row* rows, const Reach& r, const Node& p) {
+int reducingJointOf(const Row* rows, const Reach& r, const TimingNode& p) {
   if (r.lower < 0)
     return p.speedJoint;
   const Row& l = rows[r.lower];
@@ -342,14 +292,10 @@ int reducingJointOf(const Row* rows, const Reach& r, const Node& p) {
   return w.source < 6 ? w.source + 1 : 0;
 }
 
-/// The joint (1-based) whose speed along the path jumps most at the kink `nodes[k]`, in units
-/// of its acceleration limit; 0 when none does.
-int kinkedJointOf(const std::vector<Node>& nodes, std::size_t k, const TimingLimits& limits) {
-  if (k == 0 || k + 1 == nodes.size())
-    return 0;
-  const Node& a = nodes[k - 1];
-  const Node& p = nodes[k];
-  const Node& b = nodes[k + 1];
+/// The joint (1-based) whose speed along the path jumps most at the kink `p` between `a` and `b`,
+/// in units of its acceleration limit; 0 when none does.
+int kinkedJointOf(const TimingNode& a, const TimingNode& p, const TimingNode& b,
+                  const TimingLimits& limits) {
   int joint = 0;
   double largest = 0.0;
   for (std::size_t j = 0; j < 6; ++j) {
@@ -365,7 +311,7 @@ int kinkedJointOf(const std::vector<Node>& nodes, std::size_t k, const TimingLim
 }
 
 /// The limit at its bound where the step from `p` takes acceleration `a` at speed² `b`.
-void bindingLimit(const Row* rows, std::size_t count, const Node& p, double a, double b,
+void bindingLimit(const Row* rows, std::size_t count, const TimingNode& p, double a, double b,
                   PointTiming& out) {
   if (b >= p.speedCap * (1.0 - kAtBound)) {
     out.limit = p.speedLimit;
@@ -388,68 +334,68 @@ void bindingLimit(const Row* rows, std::size_t count, const Node& p, double a, d
 
 }  // namespace
 
-std::vector<PointTiming> TimePath(std::span<const TimingPoint> points, const TimingLimits& limits) {
-  std::vector<PointTiming> out(points.size());
-  std::vector<std::size_t> nodeOf;
-  std::vector<Node> nodes = nodesOf(points, nodeOf);
-  if (nodes.size() < 2)
-    return out;
-  if (nodes.size() == 2) {
-    // One step cannot both start and end at rest: its middle is added.
-    Node m = nodes[1];
-    for (std::size_t c = 0; c < kChannels; ++c)
-      m.value[c] = 0.5 * (nodes[0].value[c] + nodes[1].value[c]);
-    m.sigma = 0.5 * nodes[1].sigma;
-    nodes.insert(nodes.begin() + 1, m);
-    for (std::size_t& k : nodeOf)
-      k = k == 1 ? 2 : k;
-  }
-  differentiate(nodes);
-  for (Node& p : nodes)
-    capSpeed(p, limits);
-
-  const std::size_t n = nodes.size();
+std::vector<double> ControllableBounds(const std::vector<TimingNode>& nodes, std::size_t first,
+                                       std::size_t from, std::size_t top, double hiTop,
+                                       const TimingLimits& limits) {
+  std::vector<double> hi(top - from + 1, 0.0);
+  hi[top - from] = hiTop;
   std::array<Row, kMaxRows> rows{};
-  // Backward: the controllable sets, the last one being rest.
-  std::vector<double> hi(n, 0.0);
-  for (std::size_t k = n - 1; k-- > 0;) {
-    const std::size_t count = stepRows(nodes[k], nodes[k + 1], limits, hi[k + 1], rows.data());
-    if (nodes[k].atRest)
+  for (std::size_t k = top; k-- > from;) {
+    const TimingNode& p = nodes[k - first];
+    const TimingNode& q = nodes[k + 1 - first];
+    if (p.atRest)
       continue;
-    const double feasible = largestFeasible(rows.data(), count, nodes[k].speedCap).b;
-    hi[k] = entryBound(rows.data(), count, 2.0 * (nodes[k + 1].sigma - nodes[k].sigma), feasible);
+    const std::size_t count = stepRows(p, q, limits, hi[k + 1 - from], rows.data());
+    const double feasible = largestFeasible(rows.data(), count, p.speedCap).b;
+    hi[k - from] = entryBound(rows.data(), count, 2.0 * (q.sigma - p.sigma), feasible);
   }
-  // Forward: from rest, the largest acceleration that keeps the path controllable.
-  std::vector<PointTiming> timed(n);
-  std::vector<double> b(n, 0.0), acc(n, 0.0);
-  for (std::size_t k = 0; k + 1 < n; ++k) {
-    const Node& p = nodes[k];
-    const double reach = 2.0 * (nodes[k + 1].sigma - p.sigma);
-    const std::size_t count = stepRows(p, nodes[k + 1], limits, hi[k + 1], rows.data());
-    const Overlap o = overlapAt(rows.data(), count, b[k]);
-    b[k + 1] = std::clamp(b[k] + reach * o.amax, 0.0, hi[k + 1]);
-    acc[k] = (b[k + 1] - b[k]) / reach;
-    bindingLimit(rows.data(), count, p, acc[k], b[k], timed[k]);
-    const double speeds = std::sqrt(b[k]) + std::sqrt(b[k + 1]);
-    timed[k + 1].time = timed[k].time + (speeds > 0.0 ? reach / speeds : 0.0);
-  }
-  acc[n - 1] = acc[n - 2];
-  timed[n - 1].limit = timed[n - 2].limit;
-  timed[n - 1].limitJoint = timed[n - 2].limitJoint;
+  return hi;
+}
 
-  for (std::size_t k = 0; k < n; ++k) {
-    const Node& p = nodes[k];
-    PointTiming& t = timed[k];
-    const double v = std::sqrt(b[k]);
+std::vector<PointTiming> TimeNodes(const std::vector<TimingNode>& nodes, std::size_t first,
+                                   std::size_t from, std::size_t to, std::size_t n,
+                                   const std::vector<double>& hi, const TimingLimits& limits,
+                                   TimingCarry& carry) {
+  const auto node = [&](std::size_t k) -> const TimingNode& { return nodes[k - first]; };
+  std::vector<PointTiming> timed(to - from);
+  std::vector<double> b(to - from, 0.0), acc(to - from, 0.0);
+  std::array<Row, kMaxRows> rows{};
+  for (std::size_t k = from; k < to; ++k) {
+    const std::size_t i = k - from;
+    b[i] = carry.b;
+    timed[i].time = carry.time;
+    if (k + 1 == n) {
+      acc[i] = carry.acceleration;
+      timed[i].limit = carry.limit;
+      timed[i].limitJoint = carry.limitJoint;
+      break;
+    }
+    const TimingNode& p = node(k);
+    const double reach = 2.0 * (node(k + 1).sigma - p.sigma);
+    const std::size_t count = stepRows(p, node(k + 1), limits, hi[i + 1], rows.data());
+    const Overlap o = overlapAt(rows.data(), count, b[i]);
+    const double next = std::clamp(b[i] + reach * o.amax, 0.0, hi[i + 1]);
+    acc[i] = (next - b[i]) / reach;
+    bindingLimit(rows.data(), count, p, acc[i], b[i], timed[i]);
+    const double speeds = std::sqrt(b[i]) + std::sqrt(next);
+    carry = {next, timed[i].time + (speeds > 0.0 ? reach / speeds : 0.0), acc[i], timed[i].limit,
+             timed[i].limitJoint};
+  }
+  for (std::size_t k = from; k < to; ++k) {
+    const std::size_t i = k - from;
+    const TimingNode& p = node(k);
+    PointTiming& t = timed[i];
+    const double v = std::sqrt(b[i]);
     for (std::size_t j = 0; j < 6; ++j) {
       t.jointSpeeds[j] = p.d1[j] * v;
-      t.jointAccelerations[j] = p.d1[j] * acc[k] + p.d2[j] * b[k];
+      t.jointAccelerations[j] = p.d1[j] * acc[i] + p.d2[j] * b[i];
     }
     t.tcpSpeed = std::abs(p.d1[kLength]) * v;
-    t.speedShare = std::isfinite(p.programmedCap) ? std::sqrt(b[k] / p.programmedCap) : 0.0;
+    t.speedShare = std::isfinite(p.programmedCap) ? std::sqrt(b[i] / p.programmedCap) : 0.0;
     if (p.atRest) {
       t.allowedShare = 0.0;
-      t.reducingJoint = kinkedJointOf(nodes, k, limits);
+      t.reducingJoint =
+          k == 0 || k + 1 == n ? 0 : kinkedJointOf(node(k - 1), p, node(k + 1), limits);
       continue;
     }
     // The highest speed the limits allow here, whatever comes before or after.
@@ -460,97 +406,50 @@ std::vector<PointTiming> TimePath(std::span<const TimingPoint> points, const Tim
       t.reducingJoint = reducingJointOf(rows.data(), allowed, p);
     }
   }
-  for (std::size_t i = 0; i < points.size(); ++i)
-    out[i] = timed[nodeOf[i]];
-  return out;
+  return timed;
 }
 
-JointMoveProfile ProfileOfJointMove(const std::array<double, 6>& travel,
-                                    const TimingLimits& limits) {
-  JointMoveProfile p;
-  p.travel = travel;
-  p.speed = kInf;
-  p.acceleration = kInf;
-  for (std::size_t j = 0; j < 6; ++j) {
-    const double d = std::abs(travel[j]);
-    if (d == 0.0)
-      continue;
-    if (limits.jointSpeed[j] / d < p.speed) {
-      p.speed = limits.jointSpeed[j] / d;
-      p.speedJoint = static_cast<int>(j) + 1;
+void PrepareNodes(std::vector<TimingNode>& nodes, std::size_t first, std::size_t n,
+                  const TimingLimits& limits) {
+  differentiate(nodes, first, n);
+  for (TimingNode& p : nodes)
+    capSpeed(p, limits);
+}
+
+bool NodeBuilder::add(const TimingPoint& p, std::vector<TimingNode>& out) {
+  if (points > 0) {
+    const double dl = (p.tcp.pos - previous.pos).norm();
+    const double dt = Rotation::AngularDistance(previous.orient, p.tcp.orient) * kDegPerRad;
+    const double ds = std::hypot(dl, dt * kMmPerDeg);
+    previous = p.tcp;
+    ++points;
+    if (ds <= kSamePoint) {
+      // Where two parts meet, the slower programmed speeds hold.
+      TimingNode& same = out.back();
+      same.vTcp = std::min(same.vTcp, p.vTcp);
+      same.vOri = std::min(same.vOri, p.vOri);
+      same.atRest = same.atRest || p.atRest;
+      return false;
     }
-    if (limits.jointAcceleration[j] / d < p.acceleration) {
-      p.acceleration = limits.jointAcceleration[j] / d;
-      p.accelerationJoint = static_cast<int>(j) + 1;
-    }
-  }
-  if (p.speedJoint == 0) {
-    p.speed = p.acceleration = 0.0;
-    return p;
-  }
-  // A trapezoid when the top speed is reached within the move, else a triangle.
-  if (p.speed * p.speed / p.acceleration <= 1.0) {
-    p.peakSpeed = p.speed;
-    p.duration = 1.0 / p.speed + p.speed / p.acceleration;
+    length += dl;
+    angle += dt;
+    sigma += ds;
   } else {
-    p.peakSpeed = std::sqrt(p.acceleration);
-    p.duration = 2.0 / p.peakSpeed;
+    previous = p.tcp;
+    ++points;
   }
-  return p;
-}
-
-namespace {
-
-/// The fraction at which a joint move's acceleration ends (and, mirrored, its braking begins).
-double rampFraction(const JointMoveProfile& p) {
-  return p.peakSpeed * p.peakSpeed / (2.0 * p.acceleration);
-}
-
-}  // namespace
-
-double JointMoveProfile::timeAt(double f) const {
-  if (duration == 0.0)
-    return 0.0;
-  const double ramp = rampFraction(*this);
-  if (f <= ramp)
-    return std::sqrt(2.0 * f / acceleration);
-  if (f <= 1.0 - ramp)
-    return peakSpeed / acceleration + (f - ramp) / peakSpeed;
-  return duration - std::sqrt(2.0 * std::max(0.0, 1.0 - f) / acceleration);
-}
-
-double JointMoveProfile::speedAt(double f) const {
-  if (duration == 0.0)
-    return 0.0;
-  const double ramp = rampFraction(*this);
-  if (f <= ramp)
-    return std::sqrt(2.0 * f * acceleration);
-  if (f <= 1.0 - ramp)
-    return peakSpeed;
-  return std::sqrt(2.0 * std::max(0.0, 1.0 - f) * acceleration);
-}
-
-double JointMoveProfile::accelerationAt(double f) const {
-  if (duration == 0.0)
-    return 0.0;
-  const double ramp = rampFraction(*this);
-  if (f < ramp)
-    return acceleration;
-  if (f < 1.0 - ramp)
-    return 0.0;
-  return -acceleration;
-}
-
-TimingLimit JointMoveProfile::limitAt(double f) const {
-  if (duration == 0.0)
-    return TimingLimit::none;
-  return accelerationAt(f) == 0.0 ? TimingLimit::jointSpeed : TimingLimit::jointAcceleration;
-}
-
-int JointMoveProfile::limitJointAt(double f) const {
-  if (duration == 0.0)
-    return 0;
-  return accelerationAt(f) == 0.0 ? speedJoint : accelerationJoint;
+  TimingNode n;
+  n.sigma = sigma;
+  for (std::size_t j = 0; j < 6; ++j)
+    n.value[j] = p.joints.values[j];
+  n.value[kLength] = length;
+  n.value[kAngle] = angle;
+  n.vTcp = p.vTcp;
+  n.vOri = p.vOri;
+  n.atRest = p.atRest;
+  out.push_back(n);
+  ++nodes;
+  return true;
 }
 
 }  // namespace zor::rob::audit

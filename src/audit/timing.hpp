@@ -5,7 +5,8 @@
 
 #include <array>
 #include <cstddef>
-#include <span>
+#include <functional>
+#include <limits>
 #include <vector>
 
 #include "zor/rob/audit.hpp"
@@ -73,9 +74,136 @@ struct PointTiming {
   int reducingJoint{0};
 };
 
-/// \returns the time-optimal timing of the path through `points`, from rest at the first to
-/// rest at the last and at every point marked atRest (with an allowedShare of 0 there). A point
-/// that repeats its predecessor (no motion) gets its timing.
-std::vector<PointTiming> TimePath(std::span<const TimingPoint> points, const TimingLimits& limits);
+/// The channels differentiated along a timed path: six joints, the arc length, the orientation.
+inline constexpr std::size_t kTimingChannels = 8;
+
+/// One unique point of a timed path with its derivatives along its parameter σ.
+struct TimingNode {
+  double sigma{0.0};
+  std::array<double, kTimingChannels> value{};
+  std::array<double, kTimingChannels> d1{};
+  std::array<double, kTimingChannels> d2{};
+  double vTcp{0.0};
+  double vOri{0.0};
+  /// The speed bound on the squared path speed and what sets it; the programmed part of it.
+  double speedCap{std::numeric_limits<double>::infinity()};
+  TimingLimit speedLimit{TimingLimit::none};
+  int speedJoint{0};
+  double programmedCap{std::numeric_limits<double>::infinity()};
+  /// A kink: the path is followed through it at rest.
+  bool atRest{false};
+};
+
+/// Turns the points of a path into its nodes, one point at a time: a point that repeats the one
+/// before (no motion) joins its node.
+struct NodeBuilder {
+  /// Arc length, orientation change and σ up to the last point.
+  double length{0.0};
+  double angle{0.0};
+  double sigma{0.0};
+  Pose previous{};
+  std::size_t points{0};
+  std::size_t nodes{0};
+
+  /// Adds `p` to `out`, whose last element is the node of the point before. \returns true when
+  /// `p` begins a node of its own.
+  bool add(const TimingPoint& p, std::vector<TimingNode>& out);
+};
+
+/// Derivatives and speed caps of the nodes of a window of a path: `nodes[0]` is node `first` of
+/// `n`. A node at an end of the window that is not an end of the path lacks a neighbour and is
+/// left without (it only serves as the neighbour of the next).
+void PrepareNodes(std::vector<TimingNode>& nodes, std::size_t first, std::size_t n,
+                  const TimingLimits& limits);
+
+/// \returns the controllable bounds (the largest squared path speeds from which the rest of the
+/// path can still be followed to rest) of the nodes `from` to `top` of a window (`nodes[0]` is
+/// node `first`), from `hiTop` at `top` backward; indexed from `from`.
+std::vector<double> ControllableBounds(const std::vector<TimingNode>& nodes, std::size_t first,
+                                       std::size_t from, std::size_t top, double hiTop,
+                                       const TimingLimits& limits);
+
+/// What the forward pass carries from one window into the next: the squared path speed and the
+/// time at the next node, and the last step's acceleration and limit (the path's last node
+/// takes them).
+struct TimingCarry {
+  double b{0.0};
+  double time{0.0};
+  double acceleration{0.0};
+  TimingLimit limit{TimingLimit::none};
+  int limitJoint{0};
+};
+
+/// \returns the timing of the nodes `from` to `to` (exclusive) of a window of a path of `n`
+/// nodes, from the carried state (rest at the path's start), taking the largest acceleration
+/// that keeps the path controllable (`hi`, indexed from `from`).
+std::vector<PointTiming> TimeNodes(const std::vector<TimingNode>& nodes, std::size_t first,
+                                   std::size_t from, std::size_t to, std::size_t n,
+                                   const std::vector<double>& hi, const TimingLimits& limits,
+                                   TimingCarry& carry);
+
+/// The time-optimal timing of a path from rest at its first point to rest at its last and at
+/// every point marked atRest (with an allowedShare of 0 there); a point that repeats its
+/// predecessor gets its timing.
+///
+/// The points are added one by one as the path is sampled. The timing needs all of them twice,
+/// backward and then forward, so a long path would be held whole; instead the nodes are held in
+/// windows of `windowNodes`: when a path outgrows its window, the window's start is kept (a few
+/// numbers) and its nodes are dropped, and finish() asks for the points of each earlier window
+/// again, twice. Every number is computed by the same operations in the same order either way,
+/// so the timing does not depend on the window.
+class PathTimer {
+ public:
+  /// Takes the points of the path from the start of a window on, in order, until it returns false.
+  using Take = std::function<bool(const TimingPoint&)>;
+  /// Hands the points from the start of window `window` (as add() numbered them) to `take`.
+  using Replay = std::function<void(std::size_t window, const Take& take)>;
+  /// Receives the timing of point `index` (from 0), in order.
+  using Emit = std::function<void(std::size_t index, const PointTiming& timing)>;
+
+  PathTimer(const TimingLimits& limits, std::size_t windowNodes);
+
+  /// Adds the next point of the path. \returns true when it opens a window: the first point, and
+  /// each that begins a node after windowNodes nodes of the window before.
+  bool add(const TimingPoint& point);
+  /// Told the share of the backward pass done before each window is read again; false cancels.
+  using GoOn = std::function<bool(double share)>;
+
+  /// Times the path and emits every point's timing; `replay` is asked only for windows before the
+  /// last. The timer is then empty. \returns false, having emitted nothing, when `goOn` cancels.
+  bool finish(const Replay& replay, const Emit& emit, const GoOn& goOn);
+  bool empty() const { return builder_.points == 0; }
+
+ private:
+  /// Where a window starts: the builder before its first point, the two nodes before its first
+  /// node (for the derivatives there), and the controllable bound at its first node.
+  struct Window {
+    NodeBuilder start{};
+    std::array<TimingNode, 2> before{};
+    std::size_t firstNode{0};
+    std::size_t firstPoint{0};
+    double hiStart{0.0};
+  };
+  /// The nodes of a window with their neighbours, and the node of each of its points.
+  struct Span {
+    std::vector<TimingNode> nodes{};
+    /// The index in the path of nodes[0].
+    std::size_t first{0};
+    std::vector<std::size_t> nodeOf{};
+  };
+
+  Span replayWindow(std::size_t w, const Replay& replay) const;
+  std::size_t endNode(std::size_t w) const;
+  std::size_t endPoint(std::size_t w) const;
+  void finishWhole(const Emit& emit);
+  void clear();
+
+  TimingLimits limits_;
+  std::size_t windowNodes_;
+  NodeBuilder builder_{};
+  std::vector<Window> windows_{};
+  /// The last window: its nodes (from two before its first) and its points' nodes.
+  Span last_{};
+};
 
 }  // namespace zor::rob::audit

@@ -236,8 +236,10 @@ struct Joint1Branches {
 };
 
 /// Joint 1 for the wrist centre at `u` from the shoulder point: the turns about k1 that bring it
-/// into reach of the plane normal to k2 through the wrist's offset along k2.
-[[gnu::always_inline]] inline Joint1Branches solveJoint1(const ClosedFormArm& arm, const Vec3& u,
+/// into reach of the plane normal to k2 through the wrist's offset along k2. `Arm` is
+/// ClosedFormArm, or ThreeParallelArm with C for the wrist centre.
+template <typename Arm>
+[[gnu::always_inline]] inline Joint1Branches solveJoint1(const Arm& arm, const Vec3& u,
                                                          const FreeJoints& free,
                                                          double seedSpread) {
   const Vec3& k1 = arm.axes[0];

@@ -592,22 +592,33 @@ TEST(Audit, SampleSinkReceivesTheSamplesTheReportWouldHold) {
   const AuditReport held = Audit(moves, options);
   std::vector<AuditSample> streamed;
   options.sampleSink = [&streamed](const AuditSample& s) { streamed.push_back(s); };
-  const AuditReport r = Audit(moves, options);
-  EXPECT_TRUE(r.samples.empty());
-  EXPECT_EQ(r.duration, held.duration);
-  ASSERT_EQ(streamed.size(), held.samples.size());
-  ASSERT_GT(streamed.size(), 300u);
-  for (std::size_t i = 0; i < streamed.size(); ++i) {
-    const AuditSample& a = streamed[i];
-    const AuditSample& b = held.samples[i];
-    ASSERT_EQ(a.moveIndex, b.moveIndex) << i;
-    EXPECT_EQ(a.corner, b.corner) << i;
-    EXPECT_EQ(a.fraction, b.fraction) << i;
-    EXPECT_EQ(a.joints, b.joints) << i;
-    EXPECT_EQ(a.time, b.time) << i;
-    EXPECT_EQ(a.tcpSpeed, b.tcpSpeed) << i;
-    EXPECT_EQ(a.jointAccelerations, b.jointAccelerations) << i;
-    EXPECT_EQ(a.limit, b.limit) << i;
+  // Also with the smallest timing window, whose paths' samples are computed again.
+  for (const std::size_t window : {options.timingWindow, AuditOptions::kMinTimingWindow}) {
+    SCOPED_TRACE("window " + std::to_string(window));
+    options.timingWindow = window;
+    streamed.clear();
+    const AuditReport r = Audit(moves, options);
+    EXPECT_TRUE(r.samples.empty());
+    EXPECT_EQ(r.duration, held.duration);
+    ASSERT_EQ(streamed.size(), held.samples.size());
+    ASSERT_GT(streamed.size(), 300u);
+    for (std::size_t i = 0; i < streamed.size(); ++i) {
+      const AuditSample& a = streamed[i];
+      const AuditSample& b = held.samples[i];
+      ASSERT_EQ(a.moveIndex, b.moveIndex) << i;
+      EXPECT_EQ(a.corner, b.corner) << i;
+      EXPECT_EQ(a.fraction, b.fraction) << i;
+      EXPECT_EQ(a.tcp, b.tcp) << i;
+      EXPECT_EQ(a.joints, b.joints) << i;
+      EXPECT_EQ(a.conf, b.conf) << i;
+      EXPECT_EQ(a.reachable, b.reachable) << i;
+      EXPECT_EQ(a.time, b.time) << i;
+      EXPECT_EQ(a.tcpSpeed, b.tcpSpeed) << i;
+      EXPECT_EQ(a.allowedShare, b.allowedShare) << i;
+      EXPECT_EQ(a.jointSpeeds, b.jointSpeeds) << i;
+      EXPECT_EQ(a.jointAccelerations, b.jointAccelerations) << i;
+      EXPECT_EQ(a.limit, b.limit) << i;
+    }
   }
   // Without keepSamples there is nothing to hand over.
   options.keepSamples = false;

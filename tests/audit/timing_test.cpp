@@ -506,6 +506,114 @@ TEST(AuditTiming, RandomProgramsKeepEveryLimit) {
   }
 }
 
+/// Every sample, event and duration of `b` is that of `a`, bit for bit.
+void ExpectSameAudit(const AuditReport& a, const AuditReport& b) {
+  ASSERT_EQ(a.moves.size(), b.moves.size());
+  EXPECT_EQ(a.duration, b.duration);
+  for (std::size_t m = 0; m < a.moves.size(); ++m) {
+    SCOPED_TRACE("move " + std::to_string(m));
+    EXPECT_EQ(a.moves[m].duration, b.moves[m].duration);
+    EXPECT_EQ(a.moves[m].lowestSpeedShare, b.moves[m].lowestSpeedShare);
+    ASSERT_EQ(a.moves[m].events.size(), b.moves[m].events.size());
+    for (std::size_t e = 0; e < a.moves[m].events.size(); ++e) {
+      const AuditEvent& x = a.moves[m].events[e];
+      const AuditEvent& y = b.moves[m].events[e];
+      EXPECT_EQ(x.kind, y.kind) << e;
+      EXPECT_EQ(x.corner, y.corner) << e;
+      EXPECT_EQ(x.startFraction, y.startFraction) << e;
+      EXPECT_EQ(x.endFraction, y.endFraction) << e;
+      EXPECT_EQ(x.endArcLength, y.endArcLength) << e;
+      EXPECT_EQ(x.startJoints, y.startJoints) << e;
+      EXPECT_EQ(x.endJoints, y.endJoints) << e;
+      EXPECT_EQ(x.joint, y.joint) << e;
+      EXPECT_EQ(x.speedShare, y.speedShare) << e;
+    }
+  }
+  ASSERT_EQ(a.samples.size(), b.samples.size());
+  for (std::size_t i = 0; i < a.samples.size(); ++i) {
+    const AuditSample& x = a.samples[i];
+    const AuditSample& y = b.samples[i];
+    ASSERT_EQ(x.moveIndex, y.moveIndex) << i;
+    ASSERT_EQ(x.fraction, y.fraction) << i;
+    ASSERT_EQ(x.joints, y.joints) << i;
+    ASSERT_EQ(x.tcp, y.tcp) << i;
+    ASSERT_EQ(x.singularity, y.singularity) << i;
+    ASSERT_EQ(x.time, y.time) << i;
+    ASSERT_EQ(x.tcpSpeed, y.tcpSpeed) << i;
+    ASSERT_EQ(x.speedShare, y.speedShare) << i;
+    ASSERT_EQ(x.allowedShare, y.allowedShare) << i;
+    ASSERT_EQ(x.jointSpeeds, y.jointSpeeds) << i;
+    ASSERT_EQ(x.jointAccelerations, y.jointAccelerations) << i;
+    ASSERT_EQ(x.limit, y.limit) << i;
+    ASSERT_EQ(x.limitJoint, y.limitJoint) << i;
+  }
+}
+
+TEST(AuditTiming, TimingInWindowsIsTheTimingOfTheWholePath) {
+  // Paths longer than the window are timed window by window, their samples computed again: the
+  // smallest windows cut every path of these programs (kinks, zones and meeting points
+  // included) many times, at every place relative to them, and change no bit.
+  Random rnd;
+  AuditOptions whole;
+  whole.keepSamples = true;
+  std::size_t cut = 0;
+  for (int k = 0; k < 40; ++k) {
+    const Program p = RandomProgram(rnd);
+    const AuditReport reference = Audit(p.moves, whole, p.start);
+    for (const std::size_t window : {AuditOptions::kMinTimingWindow, std::size_t{37}}) {
+      SCOPED_TRACE("program " + std::to_string(k) + ", window " + std::to_string(window));
+      AuditOptions o = whole;
+      o.timingWindow = window;
+      ExpectSameAudit(reference, Audit(p.moves, o, p.start));
+    }
+    if (reference.samples.size() > 2 * AuditOptions::kMinTimingWindow)
+      ++cut;
+  }
+  EXPECT_GT(cut, 30u);
+  // Below the smallest window, the audit refuses.
+  AuditOptions tiny;
+  tiny.timingWindow = AuditOptions::kMinTimingWindow - 1;
+  EXPECT_THROW(
+      {
+        try {
+          Audit({Line({900, 0, 850}, SpeedData::v1000)}, tiny);
+        } catch (const std::invalid_argument& e) {
+          EXPECT_STREQ(e.what(), "'options.timingWindow' must be at least 16");
+          throw;
+        }
+      },
+      std::invalid_argument);
+}
+
+TEST(AuditTiming, CancelInsideABlendedMoveTimesThePathBeforeIt) {
+  // Cancelled inside move 2, into which move 1 is blended: the report is the one cancelled
+  // before move 2 (move 1 and its corner timed to rest), whatever the window of the timing.
+  const std::vector<ProgramMove> moves{
+      Joint({900, 0, 700}), Line({900, 0, 800}, SpeedData::v200, ZoneData::z10),
+      Line({900, 100, 800}, SpeedData::v200), Line({900, 100, 700}, SpeedData::v200)};
+  AuditOptions o;
+  o.keepSamples = true;
+  o.stepMm = 0.01;
+  AuditOptions before = o;
+  before.progress = [](double fraction) { return fraction < 0.5; };
+  const AuditReport reference = Audit(moves, before);
+  ASSERT_EQ(reference.moves.size(), 2u);
+  for (const std::size_t window : {o.timingWindow, AuditOptions::kMinTimingWindow}) {
+    SCOPED_TRACE("window " + std::to_string(window));
+    AuditOptions inside = o;
+    inside.timingWindow = window;
+    bool cancelled = false;
+    inside.progress = [&cancelled](double fraction) {
+      cancelled = fraction > 0.5 && fraction < 0.75;
+      return !cancelled;
+    };
+    const AuditReport r = Audit(moves, inside);
+    EXPECT_TRUE(cancelled);
+    EXPECT_TRUE(r.partial);
+    ExpectSameAudit(reference, r);
+  }
+}
+
 TEST(AuditTiming, BelowTheSpeedLimitTheAccelerationIsAtABound) {
   // Time-optimal: wherever the tool runs below the speed it may have there, some acceleration
   // limit is at its bound, except within one sample of a switch between limits.

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 #include <kdl/chain.hpp>
@@ -18,6 +19,7 @@
 #include <vector>
 
 #include "ik/ik_test_support.hpp"
+#include "ik/three_parallel.hpp"
 #include "zor/rob/angles.hpp"
 #include "zor/rob/arm_import.hpp"
 #include "zor/rob/robot_config.hpp"
@@ -28,13 +30,14 @@ namespace {
 using test::allSolutionsValid;
 using test::findSolution;
 
-/// Poses per arm of the recall test and of the witness; the sanitizer build runs a fiftieth.
+/// Poses per arm of the recall test and of the witness (about 0.14 s of CPU per pose, nearly all
+/// of it KDL's); the sanitizer build runs a fiftieth and a sixteenth.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr int kRecallPoses = 200;
 constexpr int kWitnessPoses = 4;
 #else
 constexpr int kRecallPoses = 10000;
-constexpr int kWitnessPoses = 40;
+constexpr int kWitnessPoses = 64;
 #endif
 /// Random seeds of the witness per pose.
 constexpr int kWitnessSeeds = 64;
@@ -425,6 +428,113 @@ TEST(ThreeParallelEdges, TurnsLimitsAndCouplingAsForTheSphericalWrist) {
     EXPECT_EQ(limited.size(), expectedCoupled) << j.toString();
     EXPECT_GE(findSolution(limited, j), 0) << j.toString();
   }
+}
+
+// ---- The two builds of the closed form ----
+
+/// Poses per arm of the comparison of the two builds.
+constexpr int kBuildPoses = 2000;
+/// The two builds round differently; clear of the singularities their angles agree within this
+/// (radians).
+constexpr double kBuildRounding = 1e-10;
+
+using SolveThreeParallel = void (*)(const detail::ThreeParallelArm&, const detail::Mat3&,
+                                    const Vec3&, const detail::FreeJoints&, detail::BaseSolutions&);
+
+/// Runs `solve` (one build of the closed form) on the flange pose of `joints`.
+detail::BaseSolutions solveWith(const RobotConfig& arm, const detail::ThreeParallelArm& solver,
+                                const RobJoint& joints, SolveThreeParallel solve) {
+  const Transform t = arm.getWristPoseInBase(joints);
+  const Rotation& q = t.rotation;
+  detail::BaseSolutions out;
+  solve(solver, detail::rotationMatrix(q.w, q.x, q.y, q.z), t.translation, detail::FreeJoints{},
+        out);
+  return out;
+}
+
+/// \returns the solutions of `s` in degrees.
+std::vector<RobJoint> inDegrees(const detail::BaseSolutions& s) {
+  std::vector<RobJoint> joints(s.count);
+  for (std::size_t k = 0; k < s.count; ++k)
+    for (std::size_t i = 0; i < 6; ++i)
+      joints[k].values[i] = RadToDeg(s.solutions[k][i]);
+  return joints;
+}
+
+/// The closed-form arms of familyArms() with the poses of random joints: each build's solutions
+/// reproduce the pose and lie within a half turn, include the original joints, and the two
+/// builds list the same solutions within rounding.
+TEST(ThreeParallelBuilds, BothBuildsReproduceEveryPoseAndAgree) {
+  const bool avx2 = detail::processorHasAvx2();
+  test::Random random;
+  for (const DhArm& named : familyArms()) {
+    if (named.searched)
+      continue;
+    const ImportedArm imported = ArmFromDh(named.table, halfTurnLimits());
+    const RobotConfig& arm = imported.robot;
+    const detail::ThreeParallelArm solver = detail::MakeThreeParallelArm(arm);
+    ASSERT_TRUE(solver.solvable) << named.name;
+    for (int n = 0; n < kBuildPoses; ++n) {
+      const RobJoint j = test::randomAllowedJoints(random, arm);
+      const Transform t = arm.getWristPoseInBase(j);
+      const Pose pose{t.translation.toPos(), t.rotation.toOrient()};
+      const std::vector<RobJoint> baseline =
+          inDegrees(solveWith(arm, solver, j, detail::solveThreeParallelBaseline));
+      const std::vector<RobJoint> fast = inDegrees(
+          solveWith(arm, solver, j,
+                    avx2 ? detail::solveThreeParallelAvx2 : detail::solveThreeParallelBaseline));
+      for (const std::vector<RobJoint>* build : {&baseline, &fast})
+        for (const RobJoint& s : *build) {
+          ASSERT_TRUE(test::reproduces(arm, s, pose)) << named.name << " " << j.toString();
+          for (std::size_t i = 0; i < 6; ++i)
+            ASSERT_LE(std::abs(s.values[i]), 180.0) << s.toString();
+        }
+      if (!test::clearOfSingularities(arm, j))
+        continue;
+      ASSERT_EQ(fast.size(), baseline.size()) << named.name << " " << j.toString();
+      TargetConfiguration listed;
+      for (const RobJoint& s : baseline)
+        listed.add(s, ConfData{});
+      EXPECT_GE(findSolution(listed, j), 0) << named.name << " " << j.toString();
+      for (const RobJoint& s : fast)
+        EXPECT_GE(findSolution(listed, s, RadToDeg(kBuildRounding)), 0)
+            << named.name << " " << j.toString() << ": " << s.toString();
+    }
+  }
+}
+
+TEST(ThreeParallelBuilds, TheProcessorsBuildRuns) {
+  const RobotConfig arm = armOf("collaborative5");
+  const detail::ThreeParallelArm solver = detail::MakeThreeParallelArm(arm);
+  const bool avx2 = detail::processorHasAvx2();
+  const auto identical = [](const detail::BaseSolutions& a, const detail::BaseSolutions& b) {
+    return a.count == b.count &&
+           std::equal(a.solutions.begin(), a.solutions.begin() + static_cast<long>(a.count),
+                      b.solutions.begin());
+  };
+  // Where both builds can run, a pose on which they round differently, so that the output shows
+  // which one ran.
+  RobJoint j(10, -60, 80, 30, 50, 40);
+  if (avx2) {
+    test::Random random;
+    for (int n = 0;
+         n < kBuildPoses && identical(solveWith(arm, solver, j, detail::solveThreeParallelBaseline),
+                                      solveWith(arm, solver, j, detail::solveThreeParallelAvx2));
+         ++n)
+      j = test::randomAllowedJoints(random, arm);
+    const bool differ = !identical(solveWith(arm, solver, j, detail::solveThreeParallelBaseline),
+                                   solveWith(arm, solver, j, detail::solveThreeParallelAvx2));
+#ifdef ZORROB_SANITIZED_BUILD
+    // Built without optimisation the two may round alike on every pose tried.
+    if (!differ)
+      GTEST_SKIP() << "the two builds round alike here: the output cannot show which one ran";
+#endif
+    ASSERT_TRUE(differ);
+  }
+  EXPECT_TRUE(identical(
+      solveWith(arm, solver, j, detail::solveThreeParallel),
+      solveWith(arm, solver, j,
+                avx2 ? detail::solveThreeParallelAvx2 : detail::solveThreeParallelBaseline)));
 }
 
 }  // namespace

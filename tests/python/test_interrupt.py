@@ -55,6 +55,23 @@ def test_audit_stops_between_moves():
     assert seen[-1] < 0.5
 
 
+def test_audit_stops_inside_one_long_move():
+    # One line of 100 mm sampled every 0.1 µm: 10^6 samples, checked every few thousand.
+    forward = z.Orient(2 ** -0.5, 0, 2 ** -0.5, 0)
+    to_line, line = z.MoveJ(), z.MoveL()
+    to_line.toPoint = z.RobTarget(z.Pose(z.Pos(890, 0, 840), forward), z.ConfData(0, 0, 0, 1))
+    line.toPoint = z.RobTarget(z.Pose(z.Pos(890, 0, 940), forward), z.ConfData(0, 0, 0, 1))
+    to_line.speed = line.speed = z.v500
+    options = z.AuditOptions()
+    options.stepMm = 1e-4
+    seen = []
+    with pytest.raises(KeyboardInterrupt):
+        z.audit_program(z.default_arm(), z.RobJoint(0, 0, 0, 0, 30, 0), [to_line, line],
+                        options, progress=interrupting(seen))
+    # Stopped inside a move (not at 0 or 0.5, where the moves start), long before the end.
+    assert seen[-1] not in (0.0, 0.5) and seen[-1] < 0.9
+
+
 def test_reach_map_stops_at_its_next_check(arm):
     seen = []
     with pytest.raises(KeyboardInterrupt):

@@ -109,16 +109,26 @@ struct ZORROB_API AuditOptions {
   /// The largest acceleration of the tool centre point along its path (mm per second squared)
   /// on linear and circular moves and their corners: 1000 mm/s is reached in 0.2 s.
   double maxTcpAcceleration{5000.0};
+  /// The samples (about) that the timing of a path between two stop points holds at a time. A
+  /// longer path is timed in windows of this many samples, each computed again twice (once for
+  /// each pass of the timing), so that memory stays bounded by the window whatever the path's
+  /// length, at three times the cost of sampling on such paths. The results do not depend on it.
+  /// At least kMinTimingWindow.
+  std::size_t timingWindow{std::size_t{1} << 15};
+  static constexpr std::size_t kMinTimingWindow = 16;
   /// Keep every sample in the report (for plotting).
   bool keepSamples{false};
   /// With keepSamples, receives every sample in program order, with its timing, instead of
   /// AuditReport::samples (which then stays empty): a program's samples can be streamed to a
-  /// file without being held. A sample is handed over once the path it lies on is timed, at
-  /// the latest at the next stop point, so only the samples since the last stop point are held.
-  /// An exception it throws leaves the audit.
+  /// file without being held. A sample is handed over once the path it lies on is timed (at the
+  /// next stop point; a joint move's once the move is audited), and none is held for it beyond
+  /// the timing's window, so memory does not grow with the samples. An exception it throws
+  /// leaves the audit.
   std::function<void(const AuditSample&)> sampleSink{};
-  /// Told the fraction of the moves audited before each move; returning false cancels the
-  /// audit, which then returns the moves audited so far in a report marked partial.
+  /// Told the fraction of the moves audited before each move, and inside a move every few
+  /// thousand samples (so that one long move can be stopped too); returning false cancels the
+  /// audit, which then returns the moves audited before the one under way in a report marked
+  /// partial.
   ProgressCallback progress{};
 };
 
@@ -286,9 +296,9 @@ struct ZORROB_API AuditReport {
 /// Inputs are checked before anything runs; each error is a std::invalid_argument that names the
 /// field as the tool's program file does, with "move N: " in front for a move's own fields:
 /// - options: "'options.stepMm' must be a finite number", "... must be positive" (margins:
-///   "... must not be negative"; arrays by element, "'options.maxJointSpeedDeg[3]'"), and
+///   "... must not be negative"; arrays by element, "'options.maxJointSpeedDeg[3]'"),
 ///   "'options.stepMm' must be at most 10 mm: coarser steps cannot locate events" ("'options.
-///   stepDeg' must be at most 5 degrees: ...");
+///   stepDeg' must be at most 5 degrees: ..."), and "'options.timingWindow' must be at least 16";
 /// - the arm: "arm: 'jointMin[6]' must not be NaN" (likewise jointMax): a NaN limit would admit
 ///   or reject every value;
 /// - the start joints: "'start[4]' must be a finite number", and "'start[0]' is outside the
