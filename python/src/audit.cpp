@@ -145,11 +145,8 @@ void bindAuditTypes(py::module_& m) {
       .def_readwrite("keepSamples", &AuditOptions::keepSamples);
 }
 
-}  // namespace
-
-void bindAudit(py::module_& m) {
-  bindAuditTypes(m);
-
+/// The records of an audit: its events, samples and moves.
+void bindAuditRecords(py::module_& m) {
   py::class_<AuditEvent> event(m, "AuditEvent",
                                "One event of a move, placed by path fractions and arc lengths "
                                "(mm) from the move's start.");
@@ -199,6 +196,13 @@ void bindAudit(py::module_& m) {
       .def_readwrite("lowestSpeedShare", &MoveAudit::lowestSpeedShare)
       .def_readwrite("zoneDistance", &MoveAudit::zoneDistance)
       .def_readwrite("events", &MoveAudit::events, "The move's events (a copy as a list).");
+}
+
+}  // namespace
+
+void bindAudit(py::module_& m) {
+  bindAuditTypes(m);
+  bindAuditRecords(m);
 
   py::class_<AuditReport> report(m, "AuditReport", "The audit of a program.");
   report.def(py::init<>())
@@ -241,14 +245,11 @@ void bindAudit(py::module_& m) {
         "the start joints; returns an AuditReport. Its inputs are checked first, as the tool "
         "checks them: ValueError naming the field, e.g. \"move 1: 'zone.tcp' must not be "
         "negative\" (see AuditProgram in zor/rob/audit.hpp). Runs without the GIL. progress: a "
-        "callable "
-        "given the fraction of the moves audited (0 first, in order, 1 last; fractions inside a "
-        "long move too), called with the "
-        "GIL; returning False cancels the audit, which returns the moves audited so far with "
-        "partial set; an exception it raises leaves the audit, and so does Ctrl-C "
-        "(KeyboardInterrupt), both checked before each move and inside long moves. "
-        "With tqdm: "
-        "bar = tqdm(total=1.0); progress=lambda f: bar.update(f - bar.n).");
+        "callable given the fraction of the moves audited (0 first, in order, 1 last; fractions "
+        "inside a long move too), called with the GIL; returning False cancels the audit, which "
+        "returns the moves audited so far with partial set; an exception it raises leaves the "
+        "audit, and so does Ctrl-C (KeyboardInterrupt), both checked before each move and inside "
+        "long moves. With tqdm: bar = tqdm(total=1.0); progress=lambda f: bar.update(f - bar.n).");
 }
 
 }  // namespace zor::rob::python

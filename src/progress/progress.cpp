@@ -15,8 +15,10 @@ bool Progress::advance(std::size_t done) {
   const double fraction =
       total_ == 0 ? 0.0 : static_cast<double>(std::min(done, total_)) / static_cast<double>(total_);
   // 1 is left for finish(): the last call says the work is complete.
-  if (reported_ < 0.0 || (fraction >= reported_ + kStep && fraction < 1.0))
-    report(fraction);
+  const bool due = fraction >= reported_ + kStep || ++quietChecks_ >= kQuietChecks;
+  // A caller may report less done than before; the callback never sees the fraction fall.
+  if (reported_ < 0.0 || (due && fraction < 1.0))
+    report(std::max(fraction, reported_));
   return !cancelled_;
 }
 
@@ -27,6 +29,7 @@ void Progress::finish() {
 
 void Progress::report(double fraction) {
   reported_ = fraction;
+  quietChecks_ = 0;
   if (!callback_(fraction))
     cancelled_ = true;
 }

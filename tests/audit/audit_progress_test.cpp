@@ -192,5 +192,43 @@ TEST(AuditProgress, CancelWhileALongPathIsTimedDropsItsMoves) {
     ASSERT_EQ(s.moveIndex, 0u);
 }
 
+TEST(AuditProgress, CancelInsideALongMoveAmongThousands) {
+#ifdef ZORROB_SANITIZED_BUILD
+  GTEST_SKIP() << "a million samples: run in the Release build";
+#endif
+  // A line of 10^6 samples, then joint 6 to and fro by a degree 2500 times: the line's steps
+  // are far under Progress::kStep of the whole, so only the quiet checks ask inside it.
+  const Orient forward{std::sqrt(0.5), 0.0, std::sqrt(0.5), 0.0};
+  MoveJ to;
+  to.toPoint = RobTarget(Pose(Pos(890, 0, 840), forward));
+  to.toPoint.robConf = ConfData(0, 0, 0, 1);
+  to.speed = SpeedData::v500;
+  MoveL line;
+  line.toPoint = RobTarget(Pose(Pos(890, 0, 940), forward));
+  line.toPoint.robConf = ConfData(0, 0, 0, 1);
+  line.speed = SpeedData::v500;
+  std::vector<ProgramMove> moves{to, line};
+  for (std::size_t k = 0; k < 2500; ++k) {
+    MoveAbsJ m;
+    m.toJointPos = JointTarget(RobJoint(0, 0, 0, 0, 30, k % 2 == 0 ? 1.0 : 0.0));
+    m.speed = SpeedData::v500;
+    moves.push_back(m);
+  }
+  std::vector<double> seen;
+  AuditOptions options;
+  options.stepMm = 1e-4;
+  options.progress = [&](double f) {
+    seen.push_back(f);
+    return f == 0.0;
+  };
+  const AuditReport r = AuditProgram(DefaultArm(), RobJoint(0, 0, 0, 0, 30, 0), moves, options);
+  EXPECT_TRUE(r.partial);
+  // The second call came from inside the line, and the cancel dropped it.
+  ASSERT_EQ(seen.size(), 2u);
+  EXPECT_GT(seen[1], 1.0 / 2502.0);
+  EXPECT_LT(seen[1], 2.0 / 2502.0);
+  EXPECT_EQ(r.moves.size(), 1u);
+}
+
 }  // namespace
 }  // namespace zor::rob

@@ -51,6 +51,34 @@ TEST(Progress, CallsAtMostOncePerStepOfTheFraction) {
   EXPECT_LE(1.0 - r.seen[r.seen.size() - 2], Progress::kStep + 1.0 / kTotal + 1e-12);
 }
 
+TEST(Progress, CallsAfterQuietChecksEvenWhenTheFractionCreeps) {
+  // A million steps: checks of one step each grow the fraction by 1e-6, far under kStep, yet the
+  // callback must hear of them every kQuietChecks checks.
+  Recorder r;
+  Progress p(r.callback(), 1000000);
+  for (std::size_t k = 0; k <= Progress::kQuietChecks; ++k)
+    p.advance(k);
+  // The first check reports 0; the callback is called again on the 128th check after it.
+  EXPECT_EQ(r.seen, (std::vector<double>{0.0, 128e-6}));
+  // Checks that report the same step again are quiet checks too, and may cancel.
+  r.cancelAt = 0.0;
+  for (std::size_t n = 0; n + 1 < Progress::kQuietChecks; ++n)
+    EXPECT_TRUE(p.advance(128));
+  EXPECT_EQ(r.seen.size(), 2u);
+  EXPECT_FALSE(p.advance(128));
+  EXPECT_EQ(r.seen, (std::vector<double>{0.0, 128e-6, 128e-6}));
+  EXPECT_TRUE(p.cancelled());
+}
+
+TEST(Progress, AQuietCallNeverShowsTheFractionFalling) {
+  Recorder r;
+  Progress p(r.callback(), 1000);
+  p.advance(500);
+  for (std::size_t n = 0; n < Progress::kQuietChecks; ++n)
+    p.advance(100);
+  EXPECT_EQ(r.seen, (std::vector<double>{0.5, 0.5}));
+}
+
 TEST(Progress, DoneBeyondTheTotalCountsAsTheTotalAndLeavesOneToFinish) {
   Recorder r;
   Progress p(r.callback(), 2);

@@ -17,13 +17,18 @@ namespace zor::rob {
 using ProgressCallback = std::function<bool(double fraction)>;
 
 /// Drives a ProgressCallback through work of `total` steps. The callback sees 0 at the first
-/// check, then fractions in increasing order, at least kStep apart (so a million steps make at
-/// most about a thousand calls), and 1 when finish() is reached without a cancel. Without a
-/// callback every call is a no-op that goes on.
+/// check, then fractions in non-decreasing order, and 1 when finish() is reached without a
+/// cancel. A fraction is passed on once it has grown by kStep since the last call (so a million
+/// steps evenly checked make at most about a thousand calls), or after kQuietChecks checks
+/// without a call: work whose fraction creeps (one long move among thousands) still lets its
+/// caller cancel, or see a signal, every few tenths of a second. Without a callback every call is
+/// a no-op that goes on.
 class ZORROB_API Progress {
  public:
   /// The smallest fraction between two calls of the callback, besides the last.
   static constexpr double kStep = 1e-3;
+  /// The most checks (calls of advance) in a row that do not call the callback.
+  static constexpr std::size_t kQuietChecks = 128;
 
   Progress(ProgressCallback callback, std::size_t total);
 
@@ -42,6 +47,8 @@ class ZORROB_API Progress {
   std::size_t total_{0};
   /// The last fraction reported; negative before the first.
   double reported_{-1.0};
+  /// Checks since the callback was last called.
+  std::size_t quietChecks_{0};
   bool cancelled_{false};
 };
 
