@@ -125,15 +125,23 @@ ArmLimits limitsOf(const CommonPart& common) {
   return limits;
 }
 
-/// Keeps the imported model and the described flange; the library's rejections name the file.
-void takeImported(Arm& arm, const std::function<ImportedArm()>& import) {
+/// Runs `build`, which makes the arm of `source`; the library's rejections (each builder and
+/// importer checks every assumption of the model) name the file.
+void building(const std::string& source, const std::function<void()>& build) {
   try {
+    build();
+  } catch (const std::invalid_argument& e) {
+    throw InputError("arm file '" + source + "': " + e.what());
+  }
+}
+
+/// Keeps the imported model and the described flange.
+void takeImported(Arm& arm, const std::function<ImportedArm()>& import) {
+  building(arm.source, [&] {
     const ImportedArm imported = import();
     arm.config = imported.robot;
     arm.userFlange = imported.userFlange;
-  } catch (const std::invalid_argument& e) {
-    throw InputError("arm file '" + arm.source + "': " + e.what());
-  }
+  });
 }
 
 RobotConfig readGeneral(const Reader& in, const json& doc, const CommonPart& common) {
@@ -175,15 +183,6 @@ RobotConfig readGeneral(const Reader& in, const json& doc, const CommonPart& com
   const double elbowOffset = in.number(in.member(doc, "", "elbowOffsetRad"), "elbowOffsetRad");
   return MakeRobotConfig(axes, points, flangeHome, common.jointMin, common.jointMax, common.home,
                          elbowOffset, common.coupling);
-}
-
-/// Runs the model's own check on an arm read from a JSON document; its message names the file.
-void checkModel(const Arm& arm) {
-  try {
-    CheckArmModel(arm.config);
-  } catch (const std::invalid_argument& e) {
-    throw InputError("arm file '" + arm.source + "': " + e.what());
-  }
 }
 
 std::string defaultName(const std::string& source) {
@@ -234,8 +233,10 @@ Arm armFromJson(const json& doc, const std::string& source) {
     const Arm plain;
     if (arm.offsets == plain.offsets && arm.signs == plain.signs) {
       // Without offsets and signs the arm is the library's own ortho-parallel arm.
-      arm.config = MakeOrthoParallelArm(*arm.lengths, common.jointMin, common.jointMax, common.home,
-                                        common.coupling);
+      building(source, [&] {
+        arm.config = MakeOrthoParallelArm(*arm.lengths, common.jointMin, common.jointMax,
+                                          common.home, common.coupling);
+      });
     } else {
       const OrthoParallelParameters parameters{*arm.lengths, arm.offsets, arm.signs};
       takeImported(arm, [&] { return ArmFromOrthoParallel(parameters, limitsOf(common)); });
@@ -244,9 +245,8 @@ Arm armFromJson(const json& doc, const std::string& source) {
     arm.dh = readDh(in, doc.at("dh"));
     takeImported(arm, [&] { return ArmFromDh(*arm.dh, limitsOf(common)); });
   } else {
-    arm.config = readGeneral(in, doc, common);
+    building(source, [&] { arm.config = readGeneral(in, doc, common); });
   }
-  checkModel(arm);
   return arm;
 }
 

@@ -317,10 +317,12 @@ void bindRobot(py::module_& m) {
         py::arg("elbow_offset"), py::arg("joint_coupling"),
         "A RobotConfig ready for use from six unit axes, six axis points (mm), the flange home "
         "transform, seven lower and upper limits (degrees), the home joints, the elbow offset "
-        "(radians) and the coupling flag.");
+        "(radians) and the coupling flag. Raises ValueError with check_arm_model's message for "
+        "an arm that breaks an assumption of the model.");
   m.def("make_ortho_parallel_arm", &MakeOrthoParallelArm, py::arg("geometry"), py::arg("joint_min"),
         py::arg("joint_max"), py::arg("home_joint"), py::arg("joint_coupling"),
-        "The RobotConfig of an ortho-parallel arm.");
+        "The RobotConfig of an ortho-parallel arm. Raises ValueError with check_arm_model's "
+        "message for lengths, limits or home joints that break an assumption of the model.");
   m.def("default_arm_geometry", &DefaultArmGeometry, "The lengths of the default arm (mm).");
   m.def("default_arm", &DefaultArm, "The library's default arm.");
 }

@@ -44,7 +44,7 @@ inline constexpr const char* kFlangeUnit = "the flange orientation must be a uni
 inline constexpr const char* kShoulderAxes =
     "the axes of joints 1 and 2 must not be parallel (the shoulder)";
 inline constexpr const char* kWristAxes =
-    "the axis of joint 5 must be perpendicular to the axes of joints 4 and 6 (the wrist)";
+    "the axis of joint 5 must not be parallel to the axes of joints 4 and 6 (the wrist)";
 inline constexpr const char* kFlangeAxes =
     "the wrist centre must lie on the flange's z axis, as far behind the flange as the flange "
     "lies beyond the point of joint 5 along base x (the wrist centre of a flange pose)";

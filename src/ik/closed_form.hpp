@@ -226,22 +226,17 @@ inline CosSin2 directionOf(double angle) {
   return {splat(std::cos(angle)), splat(std::sin(angle))};
 }
 
-/// Joint 1's branches: its (cos, sin) per branch, and on the shoulder singularity the angles
-/// themselves.
-struct Joint1Branches {
-  std::array<CosSin, 2> directions{};
-  std::array<double, 2> freeAngles{};
-  std::size_t count = 0;
-  bool shoulderSingular = false;
-};
-
 /// Joint 1 for the wrist centre at `u` from the shoulder point: the turns about k1 that bring it
-/// into reach of the plane normal to k2 through the wrist's offset along k2. `Arm` is
-/// ClosedFormArm, or ThreeParallelArm with C for the wrist centre.
+/// into reach of the plane normal to k2 through the wrist's offset along k2, as (cos, sin) in
+/// `directions`; on the shoulder singularity (`shoulderSingular` set), those of `freeAngles`.
+/// \returns how many there are. (Outputs by reference: a returned struct costs the closed form
+/// about 4 % here, as it is not kept in registers.)
 template <typename Arm>
-[[gnu::always_inline]] inline Joint1Branches solveJoint1(const Arm& arm, const Vec3& u,
-                                                         const FreeJoints& free,
-                                                         double seedSpread) {
+[[gnu::always_inline]] inline std::size_t solveJoint1(const Arm& arm, const Vec3& u,
+                                                      double seedSpread,
+                                                      const std::array<double, 2>& freeAngles,
+                                                      std::array<CosSin, 2>& directions,
+                                                      bool& shoulderSingular) {
   const Vec3& k1 = arm.axes[0];
   const Vec3& k2 = arm.axes[1];
   const double along1 = k1.dot(u);
@@ -249,21 +244,21 @@ template <typename Arm>
   const double b1 = u.dot(arm.axis12Normal);
   const double c1 = arm.wristAlongAxis2 - arm.axis12Cosine * along1;
   const double rho1 = std::sqrt(a1 * a1 + b1 * b1);
-  Joint1Branches joint1;
-  joint1.shoulderSingular = rho1 < kAxisDistanceTolerance * arm.axis2Sine &&
-                            std::abs(c1) < kAxisDistanceTolerance * arm.axis2Sine;
-  // On the shoulder singularity any joint 1 keeps the wrist centre; the seed's value and the half
-  // turn from it give the two shoulder branches.
-  joint1.freeAngles = {free.joint1, halfTurnFrom(free.joint1)};
-  if (joint1.shoulderSingular) {
+  shoulderSingular = rho1 < kAxisDistanceTolerance * arm.axis2Sine &&
+                     std::abs(c1) < kAxisDistanceTolerance * arm.axis2Sine;
+  if (shoulderSingular) {
     for (std::size_t i1 = 0; i1 < 2; ++i1)
-      joint1.directions[i1] = {std::cos(joint1.freeAngles[i1]), std::sin(joint1.freeAngles[i1])};
-    joint1.count = 2;
-  } else {
-    CosSin unused;
-    joint1.count = solveCosSin(a1, b1, c1, rho1, joint1.directions, unused, seedSpread);
+      directions[i1] = {std::cos(freeAngles[i1]), std::sin(freeAngles[i1])};
+    return 2;
   }
-  return joint1;
+  CosSin unused;
+  return solveCosSin(a1, b1, c1, rho1, directions, unused, seedSpread);
+}
+
+/// The seed's joint 1 and the half turn from it: on the shoulder singularity any joint 1 keeps
+/// the wrist centre, and these give the two shoulder branches.
+inline std::array<double, 2> freeJoint1Of(const FreeJoints& free) {
+  return {free.joint1, halfTurnFrom(free.joint1)};
 }
 
 /// What the wrist of each joint-1 branch (one per lane) starts from: the wrist centre turned back
@@ -367,8 +362,9 @@ struct WristBranch {
 /// ClosedFormAngles: two wrist branches each, one where the wrist is singular.
 [[gnu::always_inline]] inline void collectSolutions(
     const ClosedFormArm& arm, const std::array<double, ClosedFormAngles::kCount>& theta,
-    const Joint1Branches& joint1, const std::array<std::size_t, 2>& n3, Mask2 onAxis2,
-    const std::array<WristBranch, 2>& wrists, const FreeJoints& free, BaseSolutions& out) {
+    bool shoulderSingular, const std::array<double, 2>& freeJoint1, std::size_t n1,
+    const std::array<std::size_t, 2>& n3, Mask2 onAxis2, const std::array<WristBranch, 2>& wrists,
+    const FreeJoints& free, BaseSolutions& out) {
   using Slot = ClosedFormAngles;
   // Joint 3 per arm branch: ± (β + γ) and ± (β − γ), wrapped into (−π, π].
   std::array<Double2, 2> joint3;
@@ -379,9 +375,8 @@ struct WristBranch {
         select(phi > kPi, phi - 2.0 * kPi, select(phi <= -kPi, phi + 2.0 * kPi, phi));
     joint3[i3] = arm.axis3Sign * wrapped;
   }
-  for (std::size_t i1 = 0; i1 < joint1.count; ++i1) {
-    const double theta1 =
-        joint1.shoulderSingular ? joint1.freeAngles[i1] : theta[Slot::kJoint1 + i1];
+  for (std::size_t i1 = 0; i1 < n1; ++i1) {
+    const double theta1 = shoulderSingular ? freeJoint1[i1] : theta[Slot::kJoint1 + i1];
     for (std::size_t i3 = 0; i3 < n3[i1]; ++i3) {
       const std::size_t b = 2 * i3 + i1;
       const double theta2 = onAxis2[i1] != 0 ? free.joint2 : theta[Slot::kJoint2 + b];
@@ -427,12 +422,14 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const Vec3&
   out.count = 0;
   const Vec3 wrist = p + r * arm.wristInFlange;
   const Vec3 u = wrist - arm.shoulderPoint;
-  const Joint1Branches joint1 = solveJoint1(arm, u, free, seedSpread);
-  if (joint1.count == 0)
+  const std::array<double, 2> freeJoint1 = freeJoint1Of(free);
+  std::array<CosSin, 2> dir{};
+  bool shoulderSingular = false;
+  const std::size_t n1 = solveJoint1(arm, u, seedSpread, freeJoint1, dir, shoulderSingular);
+  if (n1 == 0)
     return;
   ClosedFormAngles angles;
-  const std::array<CosSin, 2>& dir = joint1.directions;
-  const Mask2 joint1Valid{-1, joint1.count > 1 ? -1 : 0};
+  const Mask2 joint1Valid{-1, n1 > 1 ? -1 : 0};
   const CosSin2 dir1{Double2{dir[0].c, dir[1].c}, Double2{dir[0].s, dir[1].s}};
   angles.set(Slot::kJoint1, dir1, joint1Valid);
 
@@ -450,7 +447,7 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const Vec3&
   std::array<std::array<CosSin, 2>, 2> elbow{};
   std::array<CosSin, 2> elbowOffset{};
   std::array<std::size_t, 2> n3{};
-  for (std::size_t i1 = 0; i1 < joint1.count; ++i1)
+  for (std::size_t i1 = 0; i1 < n1; ++i1)
     n3[i1] = solveCosSin(arm.linkCosine, arm.linkSine, 0.5 * (tt[i1] - arm.linkSquares),
                          arm.linkProduct, elbow[i1], elbowOffset[i1], seedSpread);
   // The elbow angles are β ± γ for the constant β = arm.linkAngle: one atan2 per joint-1 branch.
@@ -479,7 +476,8 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const Vec3&
 
   std::array<double, Slot::kCount> theta;
   atan2s<AtanWidth>(angles.y, angles.x, theta);
-  collectSolutions(arm, theta, joint1, n3, back.onAxis2, wrists, free, out);
+  collectSolutions(arm, theta, shoulderSingular, freeJoint1, n1, n3, back.onAxis2, wrists, free,
+                   out);
 }
 
 /// solveClosedForm (no seeding) compiled for the processor's baseline instruction set, and for

@@ -307,27 +307,44 @@ JointSolution nearest(const RobotConfig& robot, const Pose& pose, const RobJoint
     result.conf = conf;
     result.status = IkStatus::found;
   };
-  // Branches of many turns are measured first; only those as near as the nearest so far choose
-  // their solution, their turns worked out again.
-  std::array<double, kMaxNumericalSolutions> wideWorst;
-  double bound = std::numeric_limits<double>::infinity();
+  // Branch b in bit b: those of many turns, left for the second pass.
+  unsigned wide = 0;
   for (std::size_t b = 0; b < branches.count; ++b) {
-    wideWorst[b] = -1.0;
     const TurnTests tests = turnTestsOf(windows, branches.joints[b]);
-    if (fewTurns(windows, branches.joints[b], tests)) {
+    if (fewTurns(windows, branches.joints[b], tests))
       forEachTurn(robot, windows, branches.joints[b], tests,
                   [&](const RobJoint& j, std::size_t) { consider(j); });
-      continue;
-    }
-    wideWorst[b] = nearestWorst(branchTurnsOf(robot, windows, branches.joints[b]), seed, bound);
-    bound = std::min(bound, wideWorst[b]);
+    else
+      wide |= 1U << b;
   }
-  if (result.found())
-    bound = std::min(bound, best);
+  if (wide == 0)
+    return result;
+  // Branches of many turns are measured first; only those as near as the nearest so far choose
+  // their solution.
+  std::array<BranchTurns, kMaxNumericalSolutions> turns;
+  std::array<double, kMaxNumericalSolutions> worst;
+  double bound = result.found() ? best : std::numeric_limits<double>::infinity();
   for (std::size_t b = 0; b < branches.count; ++b)
-    if (wideWorst[b] >= 0.0 && wideWorst[b] <= bound && std::isfinite(wideWorst[b]))
-      consider(nearestTurns(target, branchTurnsOf(robot, windows, branches.joints[b]), seed,
-                            wideWorst[b]));
+    if (((wide >> b) & 1U) != 0) {
+      if (windows.coupled) {
+        turns[b] = branchTurnsOf(robot, windows, branches.joints[b]);
+        worst[b] = nearestWorst(turns[b], seed, bound);
+      } else {
+        worst[b] = nearestWorst(windows, branches.joints[b], seed, bound);
+      }
+      bound = std::min(bound, worst[b]);
+    }
+  for (std::size_t b = 0; b < branches.count; ++b)
+    if (((wide >> b) & 1U) != 0 && worst[b] <= bound && std::isfinite(worst[b])) {
+      RobJoint j;
+      if (nearestFreeJoints(windows, branches.joints[b], seed, worst[b], j)) {
+        consider(j);
+        continue;
+      }
+      if (!windows.coupled)
+        turns[b] = branchTurnsOf(robot, windows, branches.joints[b]);
+      consider(nearestTurns(target, turns[b], seed, worst[b]));
+    }
   return result;
 }
 
@@ -341,6 +358,8 @@ JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
   if (branches.count == 0)
     return result;
   bool anyInsideLimits = false;
+  // Branch b in bit b: those of many turns.
+  unsigned wide = 0;
   const JointWindows windows = windowsOf(robot);
   const auto consider = [&](const RobJoint& j) {
     const ConfData conf = labelOf(robot, solved, j);
@@ -360,15 +379,19 @@ JointSolution matching(const RobotConfig& robot, const RobTarget& target) {
       });
       continue;
     }
-    const BranchTurns turns = branchTurnsOf(robot, windows, branches.joints[b]);
-    anyInsideLimits = anyInsideLimits || !turns.empty;
+    wide |= 1U << b;
     RobJoint j;
-    if (matchingTurns(robot, solved, turns, target.robConf, j))
+    if (matchingTurns(robot, solved, windows, branches.joints[b], target.robConf, j))
       consider(j);
   }
-  if (!result.found())
-    result.status =
-        anyInsideLimits ? IkStatus::noSolutionInConfiguration : IkStatus::outsideJointLimits;
+  if (result.found())
+    return result;
+  // Which verdict: branches of many turns were only counted as far as the match needed.
+  for (std::size_t b = 0; b < branches.count && !anyInsideLimits; ++b)
+    anyInsideLimits =
+        ((wide >> b) & 1U) != 0 && !branchTurnsOf(robot, windows, branches.joints[b]).empty;
+  result.status =
+      anyInsideLimits ? IkStatus::noSolutionInConfiguration : IkStatus::outsideJointLimits;
   return result;
 }
 

@@ -210,11 +210,9 @@ struct ThreeParallelBranches {
 [[gnu::always_inline]] inline bool solveJoint1Lanes(const ThreeParallelArm& arm, const Vec3& u,
                                                     const FreeJoints& free,
                                                     ThreeParallelBranches& b) {
-  const Joint1Branches joint1 = solveJoint1(arm, u, free, 0.0);
-  b.joint1Count = joint1.count;
-  b.shoulderSingular = joint1.shoulderSingular;
-  b.freeJoint1 = joint1.freeAngles;
-  const std::array<CosSin, 2>& d = joint1.directions;
+  b.freeJoint1 = freeJoint1Of(free);
+  std::array<CosSin, 2> d{};
+  b.joint1Count = solveJoint1(arm, u, 0.0, b.freeJoint1, d, b.shoulderSingular);
   b.valid = Mask2{-1, b.joint1Count > 1 ? -1 : 0};
   b.joint1 = {Double2{d[0].c, d[1].c}, Double2{d[0].s, d[1].s}};
   b.angles.set(ThreeParallelAngles::kJoint1, b.joint1, b.valid);

@@ -90,19 +90,56 @@ std::size_t cappedProduct(std::size_t a, std::size_t b, std::size_t cap) {
   return b != 0 && a > cap / b ? cap + 1 : a * b;
 }
 
-/// The turn of joint `i` within the non-empty `range` nearest to `s`, the lower on a tie, and
-/// its distance.
-std::pair<long, double> nearestTurn(const BranchTurns& b, std::size_t i, TurnRange range,
-                                    double s) {
-  const double lowest = b.at(i, range.first);
-  const double x = std::clamp(s, lowest, b.at(i, range.last));
-  const long k = range.first + static_cast<long>((x - lowest) * kTurnsPerDegree);
+/// The turn of `value` nearest to `s` among `first` − 1 .. `last` + 1 cut to `range` (a
+/// guess that is at most one turn off), the lower on a tie, and its distance.
+std::pair<long, double> nearestAmong(double value, long first, long last, TurnRange range,
+                                     double s) {
   std::pair<long, double> best{range.first, std::numeric_limits<double>::infinity()};
-  for (long c = std::max(range.first, k - 1); c <= std::min(range.last, k + 2); ++c) {
-    const double d = std::abs(b.at(i, c) - s);
+  for (long c = std::max(range.first, first - 1); c <= std::min(range.last, last + 1); ++c) {
+    const double d = std::abs(turnedBy(value, c) - s);
     if (d < best.second)
       best = {c, d};
   }
+  return best;
+}
+
+/// The turn of `value` within the non-empty `range` nearest to `s`, the lower on a tie, and its
+/// distance.
+std::pair<long, double> nearestInRange(double value, TurnRange range, double s) {
+  const double lowest = turnedBy(value, range.first);
+  const double x = std::clamp(s, lowest, turnedBy(value, range.last));
+  const long k = range.first + static_cast<long>((x - lowest) * kTurnsPerDegree);
+  return nearestAmong(value, k, k + 1, range, s);
+}
+
+/// nearestInRange for joint `i` of `b`.
+std::pair<long, double> nearestTurn(const BranchTurns& b, std::size_t i, TurnRange range,
+                                    double s) {
+  return nearestInRange(b.values[i], range, s);
+}
+
+/// \returns whether the turn of `value` nearest to `s` on the whole line lies inside the window
+/// of joint `i`, and so does every turn as near: `s` lies more than a turn inside it.
+bool deepInside(const JointWindows& w, std::size_t i, double value, double s) {
+  return s > w.lo[i] + kTurn && s < w.hi[i] - kTurn && std::abs(value) < kWidestLimit;
+}
+
+/// \returns the turn of `value` nearest to `s`, the lower on a tie, and its distance, for a
+/// `value` and `s` that pass deepInside: nearestInRange's, bit for bit, without the turns of the
+/// joint.
+std::pair<long, double> nearestFreeTurn(double value, double s) {
+  const double q = (s - value) * kTurnsPerDegree;
+  // The nearest integer to q, at most one off after the rounding of q, and its neighbours, each
+  // turned value computed as turnedBy computes it (at k = 0, value + 0 has value's distance).
+  const long k = static_cast<long>(q < 0.0 ? q - 0.5 : q + 0.5);
+  const auto turned = static_cast<double>(k);
+  std::pair<long, double> best{k - 1, std::abs(value + kTurn * (turned - 1.0) - s)};
+  const double at = std::abs(value + kTurn * turned - s);
+  if (at < best.second)
+    best = {k, at};
+  const double above = std::abs(value + kTurn * (turned + 1.0) - s);
+  if (above < best.second)
+    best = {k + 1, above};
   return best;
 }
 
@@ -149,19 +186,29 @@ TurnRange sideOf(const BranchTurns& b, std::size_t i, TurnRange range, double t,
   return upper ? TurnRange{split, range.last} : TurnRange{range.first, split - 1};
 }
 
-/// The turns of joint `i` within `range` whose quadrant `conf` may match (joint quadrant
-/// `quadrant`; near zero both 0 and −1), at most four, into `out`; \returns how many.
-std::size_t quadrantTurns(const BranchTurns& b, std::size_t i, TurnRange range, int quadrant,
-                          std::array<long, 4>& out) {
+/// The turns of joint `i` at `value` inside its window whose quadrant `conf` may match (joint
+/// quadrant `quadrant`; near zero both 0 and −1), at most two, into `out`; \returns how many.
+std::size_t quadrantTurns(const JointWindows& w, std::size_t i, double value, int quadrant,
+                          std::array<long, 2>& out) {
   std::size_t n = 0;
-  if (range.empty())
-    return 0;
   const bool nearZero = quadrant == 0 || quadrant == -1;
+  TurnRange range;
+  bool counted = false;
   for (const int q : {quadrant, nearZero ? -1 - quadrant : quadrant}) {
     // The middle of the quadrant, then the turns next to it: quadrants are a quarter turn wide.
     const double middle = 90.0 * (static_cast<double>(q) + 0.5);
-    const long k = nearestTurn(b, i, range, middle).first;
-    if (AngleToQuadrant(b.at(i, k)) == q && (n == 0 || out[n - 1] != k))
+    long k = 0;
+    if (deepInside(w, i, value, middle)) {
+      k = nearestFreeTurn(value, middle).first;
+    } else {
+      if (!counted)
+        range = turnsOf(w.lo[i], w.hi[i], value);
+      counted = true;
+      if (range.empty())
+        return 0;
+      k = nearestInRange(value, range, middle).first;
+    }
+    if (AngleToQuadrant(turnedBy(value, k)) == q && (n == 0 || out[n - 1] != k))
       out[n++] = k;
     if (!nearZero)
       break;
@@ -234,6 +281,12 @@ bool fewTurns(const JointWindows& windows, const std::array<double, 6>& branch,
   // once): the usual cases, told from the tests alone.
   if (tests.near == kAllJoints || (~(tests.near | tests.below | tests.above) & kAllJoints) != 0)
     return true;
+  // Now every joint has a turn inside, so one whose window holds more than kFewTurns turns of
+  // any value makes too many: an open window longer than n + 1 turns holds at least n.
+  constexpr double wideWindow = static_cast<double>(kFewTurns + 2) * kTurn;
+  for (std::size_t i = 0; i < 6; ++i)
+    if (windows.hi[i] - windows.lo[i] > wideWindow)
+      return false;
   long count = 1;
   for (std::size_t i = 0; i < 6; ++i)
     count *= std::min(turnsOf(windows.lo[i], windows.hi[i], branch[i]).count(), kFewTurns + 1);
@@ -300,6 +353,41 @@ double nearestWorst(const BranchTurns& b, const RobJoint& seed, double bound) {
   return std::max(worst, bestPair);
 }
 
+double nearestWorst(const JointWindows& windows, const std::array<double, 6>& branch,
+                    const RobJoint& seed, double bound) {
+  const std::array<double, 6>& s = seed.values;
+  double worst = 0.0;
+  for (std::size_t i = 0; i < 6; ++i) {
+    double d = 0.0;
+    if (deepInside(windows, i, branch[i], s[i])) {
+      d = nearestFreeTurn(branch[i], s[i]).second;
+    } else {
+      const TurnRange range = turnsOf(windows.lo[i], windows.hi[i], branch[i]);
+      if (range.empty())
+        return std::numeric_limits<double>::infinity();
+      d = nearestInRange(branch[i], range, s[i]).second;
+    }
+    worst = std::max(worst, d);
+    if (worst > bound)
+      return worst;
+  }
+  return worst;
+}
+
+bool nearestFreeJoints(const JointWindows& windows, const std::array<double, 6>& branch,
+                       const RobJoint& seed, double worst, RobJoint& joints) {
+  // Two turns of a joint lie a turn apart, so within less than a quarter turn of the seed there
+  // is one at most: the nearest of each joint, whatever the order of the list prefers.
+  if (windows.coupled || !(worst < kTurn / 4.0))
+    return false;
+  for (std::size_t i = 0; i < 6; ++i)
+    if (!deepInside(windows, i, branch[i], seed.values[i]))
+      return false;
+  for (std::size_t i = 0; i < 6; ++i)
+    joints.values[i] = turnedBy(branch[i], nearestFreeTurn(branch[i], seed.values[i]).first);
+  return true;
+}
+
 RobJoint nearestTurns(const QueryPose& target, const BranchTurns& b, const RobJoint& seed,
                       double worst) {
   const std::array<double, 6>& s = seed.values;
@@ -327,22 +415,24 @@ RobJoint nearestTurns(const QueryPose& target, const BranchTurns& b, const RobJo
   return b.jointsAt(k);
 }
 
-bool matchingTurns(const RobotConfig& robot, const QueryPose& target, const BranchTurns& b,
-                   const ConfData& conf, RobJoint& joints) {
-  if (b.empty)
-    return false;
-  std::array<long, 4> first{};
-  std::array<long, 4> fourth{};
-  std::array<long, 4> sixth{};
-  // The quadrants name the turns of joints 1, 4 and 6: most branches have none of them.
-  const std::size_t n1 = quadrantTurns(b, 0, b.turns[0], conf.cf1, first);
+bool matchingTurns(const RobotConfig& robot, const QueryPose& target, const JointWindows& windows,
+                   const std::array<double, 6>& branch, const ConfData& conf, RobJoint& joints) {
+  std::array<long, 2> first{};
+  std::array<long, 2> fourth{};
+  std::array<long, 2> sixth{};
+  // The quadrants name the turns of joints 1, 4 and 6: most branches have none of them, found
+  // before the turns of the other joints are counted.
+  const std::size_t n1 = quadrantTurns(windows, 0, branch[0], conf.cf1, first);
   if (n1 == 0)
     return false;
-  const std::size_t n4 = quadrantTurns(b, 3, b.turns[3], conf.cf4, fourth);
+  const std::size_t n4 = quadrantTurns(windows, 3, branch[3], conf.cf4, fourth);
   if (n4 == 0)
     return false;
-  const std::size_t n6 = quadrantTurns(b, 5, b.turns[5], conf.cf6, sixth);
+  const std::size_t n6 = quadrantTurns(windows, 5, branch[5], conf.cf6, sixth);
   if (n6 == 0)
+    return false;
+  const BranchTurns b = branchTurnsOf(robot, windows, branch);
+  if (b.empty)
     return false;
   // The elbow and wrist bits of the configuration name the side of joints 3 and 5; the smallest
   // value on that side comes first in list order.

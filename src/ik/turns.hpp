@@ -310,14 +310,26 @@ void forEachWideTurn(const BranchTurns& b, Use&& use) {
 /// larger.
 double nearestWorst(const BranchTurns& b, const RobJoint& seed, double bound);
 
+/// nearestWorst(branchTurnsOf(robot, windows, branch), seed, bound) for windows without the
+/// coupled limit, in fewer steps: a joint whose seed lies more than a turn inside its window
+/// needs no count of its turns.
+double nearestWorst(const JointWindows& windows, const std::array<double, 6>& branch,
+                    const RobJoint& seed, double bound);
+
+/// nearestTurns(target, branchTurnsOf(robot, windows, branch), seed, worst) into `joints` for
+/// windows without the coupled limit, seeds more than a turn inside them and `worst` below a
+/// quarter turn, without counting any turns; \returns false, and leaves `joints`, otherwise.
+bool nearestFreeJoints(const JointWindows& windows, const std::array<double, 6>& branch,
+                       const RobJoint& seed, double worst, RobJoint& joints);
+
 /// \returns the solution of the non-empty turns `b` whose largest joint difference to `seed` is
 /// `worst` (nearestWorst's), the first in list order among those.
 RobJoint nearestTurns(const QueryPose& target, const BranchTurns& b, const RobJoint& seed,
                       double worst);
 
-/// The first solution in list order of the turns `b` that `conf` matches
-/// (ConfData::isCriticalEqual); \returns false when there is none.
-bool matchingTurns(const RobotConfig& robot, const QueryPose& target, const BranchTurns& b,
-                   const ConfData& conf, RobJoint& joints);
+/// The first solution in list order of the turns of `branch` inside `windows` that `conf`
+/// matches (ConfData::isCriticalEqual); \returns false when there is none.
+bool matchingTurns(const RobotConfig& robot, const QueryPose& target, const JointWindows& windows,
+                   const std::array<double, 6>& branch, const ConfData& conf, RobJoint& joints);
 
 }  // namespace zor::rob::detail

@@ -19,15 +19,13 @@ namespace zor::rob {
 
 namespace {
 
-/// Largest difference from 1 of an axis length, and largest sine (or cosine) between two axes
-/// that still counts as parallel (or perpendicular).
+/// Largest difference from 1 of an axis length, and largest sine between two axes that still
+/// counts as parallel.
 constexpr double kDirectionTolerance = 1e-6;
 /// Largest distance (mm) between two lines or points that still counts as meeting.
 constexpr double kMeetTolerance = 1e-6;
 /// Largest difference (radians) between the elbow offset and the stretching joint-3 angle.
 constexpr double kElbowTolerance = 1e-9;
-/// Coordinates beyond this (mm) square to numbers the kinematics cannot keep exact.
-constexpr double kLargestCoordinate = 1e7;
 
 bool finite(const Vec3& v) {
   return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
@@ -39,8 +37,8 @@ bool within(double value, double tolerance) {
 }
 
 bool small(const Vec3& v) {
-  return within(v.x, kLargestCoordinate) && within(v.y, kLargestCoordinate) &&
-         within(v.z, kLargestCoordinate);
+  return within(v.x, detail::kLargestCoordinate) && within(v.y, detail::kLargestCoordinate) &&
+         within(v.z, detail::kLargestCoordinate);
 }
 
 void checkNumbers(const RobotConfig& robot) {
@@ -48,15 +46,11 @@ void checkNumbers(const RobotConfig& robot) {
   bool allFinite = finite(robot.flangeHome.translation) && std::isfinite(r.w) &&
                    std::isfinite(r.x) && std::isfinite(r.y) && std::isfinite(r.z) &&
                    std::isfinite(robot.elbowOffset);
-  bool allSmall = small(robot.flangeHome.translation);
-  for (std::size_t i = 0; i < 6; ++i) {
+  for (std::size_t i = 0; i < 6; ++i)
     allFinite = allFinite && finite(robot.jointAxes[i]) && finite(robot.jointPoints[i].toVec3());
-    allSmall = allSmall && small(robot.jointPoints[i].toVec3());
-  }
   if (!allFinite)
     detail::throwInvalidArgument(detail::msg::kNotFinite);
-  if (!allSmall)
-    detail::throwInvalidArgument(detail::msg::kArmTooLarge);
+  detail::CheckArmSize(robot.jointPoints, robot.flangeHome.translation);
   for (std::size_t i = 0; i < 6; ++i)
     if (!within(robot.jointAxes[i].norm() - 1.0, kDirectionTolerance))
       detail::throwInvalidArgument(detail::msg::kAxisOfJoint + std::to_string(i + 1) +
@@ -93,6 +87,32 @@ void checkLimits(const RobotConfig& robot) {
 
 }  // namespace
 
+namespace detail {
+
+void CheckArmSize(const std::array<Pos, 6>& points, const Vec3& flange) {
+  bool allSmall = small(flange);
+  for (const Pos& p : points)
+    allSmall = allSmall && small(p.toVec3());
+  if (!allSmall)
+    throwInvalidArgument(msg::kArmTooLarge);
+}
+
+void CheckJointAxes(const std::array<Vec3, 6>& k, double parallelTolerance) {
+  if (within(k[0].cross(k[1]).norm(), kDirectionTolerance))
+    throwInvalidArgument(msg::kShoulderAxes);
+  if (!within(k[1].cross(k[2]).norm(), parallelTolerance))
+    throwInvalidArgument(msg::kElbowAxes);
+  if (!within(k[3].cross(k[5]).norm(), parallelTolerance))
+    throwInvalidArgument(msg::kWristSingularity);
+  // Joint 5 need not be perpendicular to joint 6, and on some wrists it is not: the wrist
+  // singularity and the wrist bit of the configuration only need it to turn joint 6 away from
+  // joint 4.
+  if (within(k[4].cross(k[5]).norm(), kDirectionTolerance))
+    throwInvalidArgument(msg::kWristAxes);
+}
+
+}  // namespace detail
+
 void CheckArmModel(const RobotConfig& robot) {
   using detail::throwInvalidArgument;
   namespace msg = detail::msg;
@@ -105,14 +125,7 @@ void CheckArmModel(const RobotConfig& robot) {
   if (!within((k[0] - Vec3{0.0, 0.0, 1.0}).norm(), kDirectionTolerance) ||
       !within(p0.norm(), kMeetTolerance))
     throwInvalidArgument(msg::kJointOneAxis);
-  if (within(k[0].cross(k[1]).norm(), kDirectionTolerance))
-    throwInvalidArgument(msg::kShoulderAxes);
-  if (!within(k[1].cross(k[2]).norm(), kDirectionTolerance))
-    throwInvalidArgument(msg::kElbowAxes);
-  if (!within(k[3].cross(k[5]).norm(), kDirectionTolerance))
-    throwInvalidArgument(msg::kWristSingularity);
-  if (!within(k[4].dot(k[5]), kDirectionTolerance))
-    throwInvalidArgument(msg::kWristAxes);
+  detail::CheckJointAxes(k, kDirectionTolerance);
 
   const Pos wrist =
       detail::WristCentre(k[4], p[4], k[5], p[5], kDirectionTolerance, kMeetTolerance);

@@ -52,10 +52,6 @@ bool within(double distance, double tolerance) {
   return distance <= tolerance;
 }
 
-bool parallel(const Vec3& a, const Vec3& b) {
-  return within(a.cross(b).norm(), kDirectionTolerance);
-}
-
 }  // namespace
 
 Pos WristCentre(const Vec3& axis5, const Pos& point5, const Vec3& axis6, const Pos& point6,
@@ -90,7 +86,10 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
     allFinite = allFinite && finite(arm.axes[i]) && finite(arm.points[i].toVec3());
   if (!allFinite)
     throwInvalidArgument(msg::kNotFinite);
+  CheckArmSize(arm.points, arm.flange.translation);
 
+  // The assumptions are checked in CheckArmModel's order, so that an arm breaking several gets
+  // the same message from every reader.
   std::array<Vec3, 6> axes{};
   for (std::size_t i = 0; i < 6; ++i)
     axes[i] = unitAxis(arm.axes[i]);
@@ -101,12 +100,9 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
   if (!within((axes[0] - Vec3{0.0, 0.0, 1.0}).norm(), kDirectionTolerance) ||
       !within(p0.toVec3().norm(), kMeetTolerance))
     throwInvalidArgument(msg::kJointOneAxis);
-
+  CheckJointAxes(axes, kDirectionTolerance);
   const Pos wrist =
       WristCentre(axes[4], given[4], axes[5], given[5], kDirectionTolerance, kMeetTolerance);
-
-  if (!parallel(axes[3], axes[5]))
-    throwInvalidArgument(msg::kWristSingularity);
 
   std::array<Pos, 6> points{};
   points[0] = cleanPoint(p0);
@@ -117,8 +113,6 @@ ImportedArm ToLibraryForm(const ArmAtZero& arm, const ArmLimits& limits) {
 
   // The elbow: the joint-3 value that turns the forearm (axis of joint 3 to the wrist centre)
   // onto the upper arm's direction (axis of joint 2 to axis of joint 3) stretches the arm.
-  if (!parallel(axes[1], axes[2]))
-    throwInvalidArgument(msg::kElbowAxes);
   const double stretch = ElbowStretch(axes[2], points[1], points[2], wrist, kMeetTolerance);
 
   ImportedArm result;

@@ -18,6 +18,20 @@ struct ArmAtZero {
   Transform flange{};
 };
 
+/// Joint points and flange positions (mm) must lie within this of the base: the squares of
+/// larger coordinates are numbers the kinematics cannot keep exact.
+inline constexpr double kLargestCoordinate = 1e7;
+
+/// Throws std::invalid_argument "the arm's joint points and flange must lie within 1e7 mm of the
+/// base" when a coordinate of `points` or `flange` lies farther (or is NaN).
+void CheckArmSize(const std::array<Pos, 6>& points, const Vec3& flange);
+
+/// Checks the directions of the unit joint axes `k` in the order CheckArmModel does: joints 1
+/// and 2 not parallel, 2 and 3 parallel, 4 and 6 parallel, 5 not parallel to 6; each with its
+/// message. Parallel means within `parallelTolerance` (sine of the angle), the others within
+/// CheckArmModel's tolerance.
+void CheckJointAxes(const std::array<Vec3, 6>& k, double parallelTolerance);
+
 /// \returns the wrist centre: the point where the axis of joint 5 (unit `axis5` through
 /// `point5`) meets the axis of joint 6, taken on the latter. Throws std::invalid_argument "the
 /// axes of joints 5 and 6 must meet (the wrist centre)" for axes parallel within

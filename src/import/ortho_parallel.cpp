@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 
+#include "detail/builders.hpp"
 #include "detail/messages.hpp"
 #include "detail/throwers.hpp"
 #include "import/library_form.hpp"
@@ -40,9 +41,10 @@ void checkParameters(const OrthoParallelParameters& p) {
 ImportedArm ArmFromOrthoParallel(const OrthoParallelParameters& parameters,
                                  const ArmLimits& limits) {
   checkParameters(parameters);
+  // The geometry alone, at the lengths' own zero: the arm in the library form is checked.
   const RobotConfig geometry =
-      MakeOrthoParallelArm(parameters.lengths, limits.jointMin, limits.jointMax,
-                           RobJoint(0.0, 0.0, 0.0, 0.0, 0.0, 0.0), 0);
+      detail::BuildOrthoParallelArm(parameters.lengths, limits.jointMin, limits.jointMax,
+                                    RobJoint(0.0, 0.0, 0.0, 0.0, 0.0, 0.0), 0);
   const std::array<double, 6>& o = parameters.offsets;
   const RobJoint zero(o[0], o[1], o[2], o[3], o[4], o[5]);
   detail::ArmAtZero arm;

@@ -229,6 +229,8 @@ ImportedArm ArmFromUrdf(std::string_view urdfText, const std::string& base,
       limits.jointMin[i] = -kContinuousRange;
       limits.jointMax[i] = kContinuousRange;
     }
+    // The description has no home: zero, or the end of a range that leaves zero out.
+    limits.homeJoint.values[i] = std::clamp(0.0, limits.jointMin[i], limits.jointMax[i]);
     ++i;
   }
   limits.jointMin[6] = limits.jointMin[1] + limits.jointMin[2];

@@ -1,16 +1,23 @@
 #include <cmath>
 #include <cstddef>
 
+#include "detail/builders.hpp"
 #include "robot/arm_kinematics.hpp"
+#include "zor/rob/arm_import.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob {
 
-RobotConfig MakeRobotConfig(const std::array<Vec3, 6>& jointAxes,
-                            const std::array<Pos, 6>& jointPoints, const Transform& flangeHome,
-                            const std::array<double, 7>& jointMin,
-                            const std::array<double, 7>& jointMax, const RobJoint& homeJoint,
-                            double elbowOffset, std::int32_t jointCoupling) {
+namespace detail {
+
+namespace {
+
+/// MakeRobotConfig without CheckArmModel.
+RobotConfig BuildRobotConfig(const std::array<Vec3, 6>& jointAxes,
+                             const std::array<Pos, 6>& jointPoints, const Transform& flangeHome,
+                             const std::array<double, 7>& jointMin,
+                             const std::array<double, 7>& jointMax, const RobJoint& homeJoint,
+                             double elbowOffset, std::int32_t jointCoupling) {
   RobotConfig robot;
   for (std::size_t i = 0; i < 6; ++i)
     robot.spaceScrewAxes[i] = ScrewAxis(jointAxes[i], jointPoints[i]);
@@ -27,10 +34,12 @@ RobotConfig MakeRobotConfig(const std::array<Vec3, 6>& jointAxes,
   return robot;
 }
 
-RobotConfig MakeOrthoParallelArm(const OrthoParallelGeometry& g,
-                                 const std::array<double, 7>& jointMin,
-                                 const std::array<double, 7>& jointMax, const RobJoint& homeJoint,
-                                 std::int32_t jointCoupling) {
+}  // namespace
+
+RobotConfig BuildOrthoParallelArm(const OrthoParallelGeometry& g,
+                                  const std::array<double, 7>& jointMin,
+                                  const std::array<double, 7>& jointMax, const RobJoint& homeJoint,
+                                  std::int32_t jointCoupling) {
   const Vec3 x{1.0, 0.0, 0.0};
   const Vec3 y{0.0, 1.0, 0.0};
   const Vec3 z{0.0, 0.0, 1.0};
@@ -42,8 +51,31 @@ RobotConfig MakeOrthoParallelArm(const OrthoParallelGeometry& g,
   // The forearm vector (c3, 0, a2) turned by theta about +y points up along the upper arm, and
   // the wrist centre is then farthest from the axis of joint 2, at theta = atan2(a2, c3) - pi/2.
   const double elbowOffset = kPi / 2.0 - std::atan2(g.a2, g.c3);
-  return MakeRobotConfig({z, y, y, x, y, x}, {Pos{}, shoulder, elbow, wrist, wrist, wrist}, flange,
-                         jointMin, jointMax, homeJoint, elbowOffset, jointCoupling);
+  return BuildRobotConfig({z, y, y, x, y, x}, {Pos{}, shoulder, elbow, wrist, wrist, wrist}, flange,
+                          jointMin, jointMax, homeJoint, elbowOffset, jointCoupling);
+}
+
+}  // namespace detail
+
+RobotConfig MakeRobotConfig(const std::array<Vec3, 6>& jointAxes,
+                            const std::array<Pos, 6>& jointPoints, const Transform& flangeHome,
+                            const std::array<double, 7>& jointMin,
+                            const std::array<double, 7>& jointMax, const RobJoint& homeJoint,
+                            double elbowOffset, std::int32_t jointCoupling) {
+  RobotConfig robot = detail::BuildRobotConfig(jointAxes, jointPoints, flangeHome, jointMin,
+                                               jointMax, homeJoint, elbowOffset, jointCoupling);
+  CheckArmModel(robot);
+  return robot;
+}
+
+RobotConfig MakeOrthoParallelArm(const OrthoParallelGeometry& g,
+                                 const std::array<double, 7>& jointMin,
+                                 const std::array<double, 7>& jointMax, const RobJoint& homeJoint,
+                                 std::int32_t jointCoupling) {
+  RobotConfig robot =
+      detail::BuildOrthoParallelArm(g, jointMin, jointMax, homeJoint, jointCoupling);
+  CheckArmModel(robot);
+  return robot;
 }
 
 OrthoParallelGeometry DefaultArmGeometry() {

@@ -106,6 +106,41 @@ TEST(ZorrobImport, UrdfRejectionsNameTheFileAndTheLink) {
   EXPECT_EQ(r.err, "zorrob arm: arm file '" + missing + "' cannot be read\n");
 }
 
+TEST(ZorrobImport, UrdfArmsGetTheChecksAndMessagesOfEveryArmFile) {
+  // The small arm with joint 5 along joint 4, as a URDF file and in the general form of the
+  // JSON arm file: the same message.
+  const TempDir dir;
+  const std::string joint5 = R"(<origin xyz="0.302 0 0"/><axis xyz="0 1 0"/>)";
+  std::string along = kSmallArmUrdf;
+  along.replace(along.find(joint5), joint5.size(),
+                R"(<origin xyz="0.302 0 0"/><axis xyz="1 0 0"/>)");
+  const std::string urdf = dir.write("along.urdf", along);
+  const std::string general = dir.write(
+      "along.json",
+      R"({"joints": [{"axis": [0, 0, 1], "point": [0, 0, 0]}, {"axis": [0, 1, 0], "point": [0, 0, 290]},)"
+      R"( {"axis": [0, 1, 0], "point": [0, 0, 560]}, {"axis": [1, 0, 0], "point": [302, 0, 630]},)"
+      R"( {"axis": [1, 0, 0], "point": [302, 0, 630]}, {"axis": [1, 0, 0], "point": [302, 0, 630]}],)"
+      R"( "flangeHome": {"position": [374, 0, 630], "orientation": [0.7071067811865476, 0,)"
+      R"( 0.7071067811865476, 0]}, "elbowOffsetRad": 0, )" +
+          kLimits + "}");
+  const std::string message =
+      "the axis of joint 5 must not be parallel to the axes of joints 4 and 6 (the wrist)\n";
+  for (const std::string& path : {urdf, general}) {
+    const ToolResult r = RunTool({"arm", "--arm", path});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "zorrob arm: arm file '" + path + "': " + message);
+  }
+  // Lengths of 1e200 m in the URDF file.
+  std::string huge = kSmallArmUrdf;
+  huge.replace(huge.find(joint5), joint5.size(), R"(<origin xyz="1e200 0 0"/><axis xyz="0 1 0"/>)");
+  const std::string hugePath = dir.write("huge.urdf", huge);
+  const ToolResult r = RunTool({"fk", "0", "0", "0", "0", "0", "0", "--arm", hugePath});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "zorrob fk: arm file '" + hugePath +
+                       "': the arm's joint points and flange must lie within 1e7 mm of the base\n");
+}
+
 TEST(ZorrobImport, BaseAndTipNeedAUrdfFile) {
   const ToolResult r = RunTool({"arm", "--base", "world"});
   EXPECT_EQ(r.status, 2);

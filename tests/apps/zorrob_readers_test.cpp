@@ -195,7 +195,7 @@ TEST(ZorrobReaders, ArmFilesAreCheckedForEveryAssumptionOfTheModel) {
   arm["joints"][4]["axis"] = {1, 0, 0};
   ExpectArmRejected(
       dir, arm,
-      "the axis of joint 5 must be perpendicular to the axes of joints 4 and 6 (the wrist)");
+      "the axis of joint 5 must not be parallel to the axes of joints 4 and 6 (the wrist)");
   arm = GeneralArm();
   for (json& joint : arm["joints"])
     joint = {{"axis", {0, 0, 1}}, {"point", {0, 0, 0}}};

@@ -579,7 +579,7 @@ TEST(ZorrobArm, BadDhAndOrthoParallelFilesAreRejectedWithOneLine) {
       {R"({"dh": {"convention": "classic", "rows": [[0, 0, 0, 0], [0, 0, 0, 0], [0, 0, 0, 0],)"
        R"( [0, 0, 0, 0], [0, 0, 0, 0], [0, 0, 0, 0]]}, )" +
            kDhLimits + "}",
-       ": the axes of joints 5 and 6 must meet (the wrist centre)"},
+       ": the axes of joints 1 and 2 must not be parallel (the shoulder)"},
       {R"({"dh": 1, "joints": [], )" + kDhLimits + "}",
        ": give one of 'ortho-parallel' (the seven lengths, offsets and signs), 'dh' (a "
        "Denavit-Hartenberg table) or 'joints' (the general form), not several"},

@@ -110,6 +110,29 @@ const Expected* matchingOf(const std::vector<Expected>& all, const ConfData& con
   return nullptr;
 }
 
+/// Checks the nearest solution to `seed` of `pose` on `arm` against the list `all`.
+void expectNearest(const RobotConfig& arm, const Pose& pose, const std::vector<Expected>& all,
+                   const RobJoint& seed) {
+  const Expected* want = nearestOf(all, seed);
+  const JointSolution got = arm.findNearestJointSolution(pose, seed);
+  ASSERT_TRUE(got.found());
+  EXPECT_LT(jointDistance(got.joints, want->joints), 1e-9)
+      << seed.toString() << " " << got.joints.toString() << " " << want->joints.toString();
+  EXPECT_EQ(got.conf, want->conf);
+}
+
+/// Checks the solution of `pose` on `arm` in the configuration `conf` against the list `all`.
+void expectInConfiguration(const RobotConfig& arm, const Pose& pose,
+                           const std::vector<Expected>& all, const ConfData& conf) {
+  RobTarget target(pose);
+  target.robConf = conf;
+  const Expected* match = matchingOf(all, conf);
+  const JointSolution inConf = arm.findJointSolution(target);
+  ASSERT_TRUE(inConf.found());
+  EXPECT_LT(jointDistance(inConf.joints, match->joints), 1e-9)
+      << conf.toString() << " " << inConf.joints.toString() << " " << match->joints.toString();
+}
+
 const RobJoint kJoints(10, 20, 30, 30, 40, 50);
 
 TEST(IkWideLimits, JointSixNearEighteenThousandListsEveryTurn) {
@@ -195,26 +218,75 @@ TEST_P(WideQueries, NearestAndInConfigurationMatchEveryTurnListed) {
       RobJoint seed;
       for (std::size_t i = 0; i < 6; ++i)
         seed.values[i] = random.uniform(-1500, 1500);
-      const Expected* want = nearestOf(all, seed);
-      const JointSolution got = arm.findNearestJointSolution(pose, seed);
-      ASSERT_TRUE(got.found());
-      EXPECT_LT(jointDistance(got.joints, want->joints), 1e-9)
-          << seed.toString() << " " << got.joints.toString() << " " << want->joints.toString();
-      EXPECT_EQ(got.conf, want->conf);
-      RobTarget target(pose);
-      target.robConf =
-          all[static_cast<std::size_t>(random.integer(0, static_cast<int>(all.size()) - 1))].conf;
-      const Expected* match = matchingOf(all, target.robConf);
-      const JointSolution inConf = arm.findJointSolution(target);
-      ASSERT_TRUE(inConf.found());
-      EXPECT_LT(jointDistance(inConf.joints, match->joints), 1e-9)
-          << target.robConf.toString() << " " << inConf.joints.toString() << " "
-          << match->joints.toString();
+      expectNearest(arm, pose, all, seed);
+      expectInConfiguration(
+          arm, pose, all,
+          all[static_cast<std::size_t>(random.integer(0, static_cast<int>(all.size()) - 1))].conf);
+    }
+    // Seeds within a quarter turn of a listed solution, where each joint's nearest turn is the
+    // only one that near.
+    for (int s = 0; s < 6; ++s) {
+      const Expected& near =
+          all[static_cast<std::size_t>(random.integer(0, static_cast<int>(all.size()) - 1))];
+      RobJoint seed;
+      for (std::size_t i = 0; i < 6; ++i)
+        seed.values[i] = near.joints.values[i] + random.uniform(-80, 80);
+      expectNearest(arm, pose, all, seed);
     }
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Arms, WideQueries, ::testing::Values(0, 1));
+
+TEST(IkWideLimits, OneJointOfManyTurnsBesideJointsOfFew) {
+  // Joint 6 over 67 turns, joint 4 over six, the others within one: the queries against the
+  // brute-force list, with seeds near and far, inside and beyond the limits.
+  const RobotConfig arm =
+      withLimits(DefaultArm(), test::limits(-170, -90, -175, -1100, -125, -12000, -170),
+                 test::limits(170, 150, 70, 1100, 125, 12000, 170));
+  test::Random random;
+  for (int p = 0; p < 2; ++p) {
+    RobJoint j;
+    for (std::size_t i = 0; i < 6; ++i)
+      j.values[i] = random.uniform(arm.jointMin[i] / 8.0, arm.jointMax[i] / 8.0);
+    j.values[4] = random.uniform(10, 120) * (random.uniform(0, 1) < 0.5 ? -1 : 1);
+    const Pose pose = arm.getRobTarget(j).pose;
+    const std::vector<Expected> all = bruteForce(arm, pose, 34);
+    ASSERT_GT(all.size(), 400U);
+    for (int s = 0; s < 12; ++s) {
+      const Expected& near =
+          all[static_cast<std::size_t>(random.integer(0, static_cast<int>(all.size()) - 1))];
+      RobJoint seed;
+      const double spread = s < 6 ? 80.0 : 13000.0;
+      for (std::size_t i = 0; i < 6; ++i)
+        seed.values[i] = near.joints.values[i] + random.uniform(-spread, spread);
+      expectNearest(arm, pose, all, seed);
+      expectInConfiguration(arm, pose, all, near.conf);
+    }
+  }
+}
+
+TEST(IkWideLimits, VerdictsOfTheInConfigurationQueryOnWideLimits) {
+  // Every joint but joint 2 at ±10^6 degrees. Joint 2 of the pose's joints is 60: with joint 2
+  // within ±1 no branch lies inside the limits; within ±170 one does, and joint 1's quadrant
+  // chooses the turn, so any configuration of the pose's own is found and a shoulder flipped
+  // against joint 1's quadrant is not.
+  const RobJoint j(10, 60, 30, 40, 30, 50);
+  RobotConfig arm = withLimits(DefaultArm(), everyJoint(-1e6, -1e9), everyJoint(1e6, 1e9));
+  const RobTarget target = arm.getRobTarget(j);
+  arm.jointMin[1] = -1;
+  arm.jointMax[1] = 1;
+  EXPECT_EQ(arm.findJointSolution(target).status, IkStatus::outsideJointLimits);
+  EXPECT_EQ(arm.findNearestJointSolution(target.pose, j).status, IkStatus::outsideJointLimits);
+  arm.jointMin[1] = -170;
+  arm.jointMax[1] = 170;
+  const JointSolution own = arm.findJointSolution(target);
+  ASSERT_TRUE(own.found());
+  EXPECT_LT(jointDistance(own.joints, j), 1e-9);
+  RobTarget flipped = target;
+  flipped.robConf.cfx ^= 4;
+  EXPECT_EQ(arm.findJointSolution(flipped).status, IkStatus::noSolutionInConfiguration);
+}
 
 TEST(IkWideLimits, ListsWithinTheCapAreSortedAndComplete) {
   // Four turns of joints 4 and 6, three of joint 1: 8 · 3 · 4 · 4 · ... solutions, sorted.

@@ -264,14 +264,6 @@ INSTANTIATE_TEST_SUITE_P(Queries, HostileInputs, ::testing::Values(0, 1, 2));
 /// inside the limits always has a solution, whatever the query, and one in the configuration of
 /// those joints.
 TEST(IkProperty, PosesFromJointsInsideTheLimitsAreNeverCalledUnreachable) {
-  DhTable madeUp;
-  madeUp.convention = DhConvention::classic;
-  madeUp.rows = {{{30, 80, 300, 0},
-                  {400, 0, 40, 10},
-                  {50, 70, 20, 0},
-                  {10, 60, 350, 0},
-                  {0, -60, 60, 0},
-                  {0, 0, 80, 0}}};
   DhTable orthoOffsetWrist;
   orthoOffsetWrist.convention = DhConvention::classic;
   orthoOffsetWrist.rows = {{{150, -90, 450, 0},
@@ -281,7 +273,7 @@ TEST(IkProperty, PosesFromJointsInsideTheLimitsAreNeverCalledUnreachable) {
                             {0, -90, 0, 0},
                             {0, 0, 100, 0}}};
   test::Random random;
-  for (const DhTable& table : {madeUp, orthoOffsetWrist, test::collaborativeDh()}) {
+  for (const DhTable& table : {test::madeUpDh(), orthoOffsetWrist, test::collaborativeDh()}) {
     const RobotConfig arm = ArmFromDh(table, test::halfTurnLimits()).robot;
     for (int n = 0; n < kReasonPoses; ++n) {
       RobJoint j;

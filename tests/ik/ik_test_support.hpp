@@ -14,6 +14,7 @@
 
 #include "robot/arm_reference.hpp"
 #include "support/test_support.hpp"
+#include "support/unchecked_arm.hpp"
 #include "zor/rob/arm_import.hpp"
 #include "zor/rob/robot_config.hpp"
 
@@ -21,6 +22,20 @@ namespace zor::rob::test {
 
 /// The nominal DH rows (classic convention) of a 5 kg collaborative arm: joints 2, 3 and 4
 /// parallel, the wrist offset.
+/// A made-up arm for the search: no axes parallel or perpendicular beyond what the model needs,
+/// joint 5 at 60 degrees to joints 4 and 6.
+inline DhTable madeUpDh() {
+  DhTable madeUp;
+  madeUp.convention = DhConvention::classic;
+  madeUp.rows = {{{30, 80, 300, 0},
+                  {400, 0, 40, 10},
+                  {50, 70, 20, 0},
+                  {10, 60, 350, 0},
+                  {0, -60, 60, 0},
+                  {0, 0, 80, 0}}};
+  return madeUp;
+}
+
 inline DhTable collaborativeDh() {
   DhTable table;
   table.convention = DhConvention::classic;
@@ -60,16 +75,22 @@ inline std::array<double, 7> limits(double j1, double j2, double j3, double j4, 
   return {j1, j2, j3, j4, j5, j6, sum};
 }
 
+/// An ortho-parallel arm whose home joints are zero, or the end of limits that leave zero out.
 inline RobotConfig orthoArm(double a1, double a2, double b, double c1, double c2, double c3,
                             double c4, const std::array<double, 7>& lo,
                             const std::array<double, 7>& hi, int coupling) {
-  return MakeOrthoParallelArm({a1, a2, b, c1, c2, c3, c4}, lo, hi, RobJoint(0, 0, 0, 0, 0, 0),
-                              coupling);
+  RobJoint home(0, 0, 0, 0, 0, 0);
+  for (std::size_t i = 0; i < 6; ++i)
+    home.values[i] = std::clamp(0.0, lo[i], hi[i]);
+  return MakeOrthoParallelArm({a1, a2, b, c1, c2, c3, c4}, lo, hi, home, coupling);
 }
 
 /// The same arm with its home moved to the joints `home` and the axes listed in `flipped`
 /// (0-based) reversed: joint i of the new arm at θ stands where the old one stands at
-/// home[i] + θ (or home[i] − θ when reversed). The limits are moved alike.
+/// home[i] + θ (or home[i] − θ when reversed). The limits are moved alike. Such an arm breaks
+/// the model's assumptions that the configuration and the singularities rely on (joint 5 at zero
+/// no longer lines up joints 4 and 6, joint 1 may point down), which MakeRobotConfig rejects;
+/// the inverse kinematics still solves it, and the round trips check that.
 inline RobotConfig rehomedArm(const RobotConfig& arm, const RobJoint& home,
                               const std::array<bool, 6>& flipped) {
   std::array<Vec3, 6> axes;
@@ -86,8 +107,8 @@ inline RobotConfig rehomedArm(const RobotConfig& arm, const RobJoint& home,
     lo[i] = std::min(a, b);
     hi[i] = std::max(a, b);
   }
-  return MakeRobotConfig(axes, points, arm.getWristPoseInBase(home), lo, hi,
-                         RobJoint(0, 0, 0, 0, 0, 0), arm.elbowOffset, arm.jointCoupling);
+  return uncheckedArm(axes, points, arm.getWristPoseInBase(home), lo, hi,
+                      RobJoint(0, 0, 0, 0, 0, 0), arm.elbowOffset, arm.jointCoupling);
 }
 
 struct NamedArm {

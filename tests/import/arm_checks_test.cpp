@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <stdexcept>
 #include <string>
 
+#include "ik/ik_test_support.hpp"
 #include "import/test_arms.hpp"
 #include "support/test_support.hpp"
 #include "zor/rob/arm_import.hpp"
@@ -25,6 +27,18 @@ std::string verdict(const RobotConfig& robot) {
   } catch (const std::invalid_argument& e) {
     return e.what();
   }
+}
+
+/// The message `build` throws (the builders check the arm they make), or the verdict on the arm
+/// it returns.
+std::string verdict(const std::function<RobotConfig()>& build) {
+  RobotConfig robot;
+  try {
+    robot = build();
+  } catch (const std::invalid_argument& e) {
+    return e.what();
+  }
+  return verdict(robot);
 }
 
 OrthoParallelGeometry lengths(double a1, double a2, double b, double c1, double c2, double c3,
@@ -76,6 +90,8 @@ TEST(CheckArmModel, AcceptsEveryImportedTestArm) {
             kAccepted);
   EXPECT_EQ(verdict(ArmFromDh(test::collaborativeArmDh(), test::collaborativeArmLimits()).robot),
             kAccepted);
+  // The made-up arm of the inverse-kinematics tests, joint 5 at 60 degrees to joints 4 and 6.
+  EXPECT_EQ(verdict(ArmFromDh(test::madeUpDh(), ArmLimits{}).robot), kAccepted);
 }
 
 TEST(CheckArmModel, AcceptsRandomOrthoParallelLengths) {
@@ -85,41 +101,60 @@ TEST(CheckArmModel, AcceptsRandomOrthoParallelLengths) {
         lengths(random.uniform(-500, 500), random.uniform(-500, 500), random.uniform(-500, 500),
                 random.uniform(-500, 500), random.uniform(50, 1000), random.uniform(50, 1000),
                 random.uniform(0, 300));
-    ASSERT_EQ(verdict(orthoParallel(g)), kAccepted) << n;
+    ASSERT_EQ(verdict([&] { return orthoParallel(g); }), kAccepted) << n;
   }
 }
 
 TEST(CheckArmModel, AcceptsValidButUnusualGeometry) {
   // Forearm straight up from the elbow, flange on the wrist centre, negative shoulder height.
-  EXPECT_EQ(verdict(orthoParallel(lengths(-150, 300, 77, -450, 0.5, 0, 0))), kAccepted);
+  EXPECT_EQ(verdict([&] { return orthoParallel(lengths(-150, 300, 77, -450, 0.5, 0, 0)); }),
+            kAccepted);
   // Microscopic, and nearly as large as allowed.
-  EXPECT_EQ(verdict(orthoParallel(lengths(0, 0, 0, 0, 1e-3, 1e-3, 1e-3))), kAccepted);
-  EXPECT_EQ(verdict(orthoParallel(lengths(0, 0, 0, 0, 4e6, 4e6, 1e6))), kAccepted);
+  EXPECT_EQ(verdict([&] { return orthoParallel(lengths(0, 0, 0, 0, 1e-3, 1e-3, 1e-3)); }),
+            kAccepted);
+  EXPECT_EQ(verdict([&] { return orthoParallel(lengths(0, 0, 0, 0, 4e6, 4e6, 1e6)); }), kAccepted);
   // The wrist axes pointing the other way.
-  EXPECT_EQ(verdict(byHand({kZ, kY, kY, -kX, -kY, -kX},
-                           {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
-                           flangeAt({890, 0, 940}), kElbowOffset)),
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kY, -kX, -kY, -kX},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
+                            flangeAt({890, 0, 940}), kElbowOffset);
+            }),
             kAccepted);
   // Joints 2 and 3 the other way: the stretching angle changes sign with the axis.
-  EXPECT_EQ(
-      verdict(byHand({kZ, -kY, -kY, kX, kY, kX}, {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
-                     flangeAt({890, 0, 940}), -kElbowOffset)),
-      kAccepted);
-  // Points elsewhere on their axes, and an offset wrist (axis 4 misses the wrist centre).
-  EXPECT_EQ(verdict(byHand({kZ, kY, kY, kX, kY, kX},
-                           {Pos{0, 0, 300}, Pos{150, -40, 450}, Pos{150, 25, 1050},
-                            Pos{500, 0, 940}, kWrist, Pos{0, 0, 940}},
-                           flangeAt({890, 0, 940}), kElbowOffset)),
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, -kY, -kY, kX, kY, kX},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
+                            flangeAt({890, 0, 940}), -kElbowOffset);
+            }),
             kAccepted);
-  EXPECT_EQ(verdict(byHand({kZ, kY, kY, kX, kY, kX},
-                           {Pos{}, kShoulder, kElbow, kWrist, kWrist, Pos{790, 10, 940}},
-                           flangeAt({890, 10, 940}), kElbowOffset)),
+  // Points elsewhere on their axes, and an offset wrist (axis 4 misses the wrist centre).
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kY, kX, kY, kX},
+                            {Pos{0, 0, 300}, Pos{150, -40, 450}, Pos{150, 25, 1050},
+                             Pos{500, 0, 940}, kWrist, Pos{0, 0, 940}},
+                            flangeAt({890, 0, 940}), kElbowOffset);
+            }),
+            kAccepted);
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kY, kX, kY, kX},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, Pos{790, 10, 940}},
+                            flangeAt({890, 10, 940}), kElbowOffset);
+            }),
+            kAccepted);
+  // Joint 5 at 60 degrees to joints 4 and 6 instead of 90.
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kY, kX, Vec3{0.5, std::sqrt(0.75), 0}, kX},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
+                            flangeAt({890, 0, 940}), kElbowOffset);
+            }),
             kAccepted);
   // The flange farther out along its own axis.
-  EXPECT_EQ(
-      verdict(byHand({kZ, kY, kY, kX, kY, kX}, {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
-                     flangeAt({1790, 0, 940}), kElbowOffset)),
-      kAccepted);
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kY, kX, kY, kX},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
+                            flangeAt({1790, 0, 940}), kElbowOffset);
+            }),
+            kAccepted);
 }
 
 // ---- One message per broken assumption ----
@@ -138,10 +173,12 @@ TEST(CheckArmModel, RejectsNumbersThatAreNotFiniteOrTooLarge) {
 
   const std::string tooLarge =
       "the arm's joint points and flange must lie within 1e7 mm of the base";
-  EXPECT_EQ(verdict(orthoParallel(lengths(1e200, 1e200, 1e200, 1e200, 1e200, 1e200, 1e200))),
+  EXPECT_EQ(verdict([&] {
+              return orthoParallel(lengths(1e200, 1e200, 1e200, 1e200, 1e200, 1e200, 1e200));
+            }),
             tooLarge);
-  EXPECT_EQ(verdict(orthoParallel(lengths(0, 0, 0, 0, 100, 1.1e7, 0))), tooLarge);
-  EXPECT_EQ(verdict(orthoParallel(lengths(0, 0, 0, 0, 100, 9e6, 2e6))), tooLarge);
+  EXPECT_EQ(verdict([&] { return orthoParallel(lengths(0, 0, 0, 0, 100, 1.1e7, 0)); }), tooLarge);
+  EXPECT_EQ(verdict([&] { return orthoParallel(lengths(0, 0, 0, 0, 100, 9e6, 2e6)); }), tooLarge);
 }
 
 TEST(CheckArmModel, RejectsAxesAndFlangesThatAreNotUnit) {
@@ -159,47 +196,61 @@ TEST(CheckArmModel, RejectsAxesAndFlangesThatAreNotUnit) {
 TEST(CheckArmModel, RejectsJointOneThatIsNotTheUpwardBaseZAxis) {
   const std::string message =
       "joint 1 must turn about the base z axis, upwards (shoulder configuration and singularity)";
-  EXPECT_EQ(
-      verdict(byHand({-kZ, kY, kY, kX, kY, kX}, {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
-                     flangeAt({890, 0, 940}), kElbowOffset)),
-      message);
-  EXPECT_EQ(verdict(byHand({kZ, kY, kY, kX, kY, kX},
-                           {Pos{10, 0, 0}, kShoulder, kElbow, kWrist, kWrist, kWrist},
-                           flangeAt({890, 0, 940}), kElbowOffset)),
+  EXPECT_EQ(verdict([&] {
+              return byHand({-kZ, kY, kY, kX, kY, kX},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
+                            flangeAt({890, 0, 940}), kElbowOffset);
+            }),
+            message);
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kY, kX, kY, kX},
+                            {Pos{10, 0, 0}, kShoulder, kElbow, kWrist, kWrist, kWrist},
+                            flangeAt({890, 0, 940}), kElbowOffset);
+            }),
             message);
 }
 
 TEST(CheckArmModel, RejectsCoincidentOrMisalignedAxes) {
   // Six coincident axes: joint 2 along joint 1.
-  EXPECT_EQ(verdict(byHand({kZ, kZ, kZ, kZ, kZ, kZ}, {}, Transform{}, 0.0)),
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kZ, kZ, kZ, kZ, kZ}, {}, Transform{}, 0.0);
+            }),
             "the axes of joints 1 and 2 must not be parallel (the shoulder)");
   // Joint 3 across joint 2, and on the same line as joint 2.
   const std::string elbow =
       "the axes of joints 2 and 3 must be parallel and apart (the elbow offset)";
-  EXPECT_EQ(
-      verdict(byHand({kZ, kY, kX, kX, kY, kX}, {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
-                     flangeAt({890, 0, 940}), kElbowOffset)),
-      elbow);
-  EXPECT_EQ(verdict(orthoParallel(lengths(0, 0, 0, 0, 0, 0, 0))), elbow);
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kX, kX, kY, kX},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
+                            flangeAt({890, 0, 940}), kElbowOffset);
+            }),
+            elbow);
+  EXPECT_EQ(verdict([&] { return orthoParallel(lengths(0, 0, 0, 0, 0, 0, 0)); }), elbow);
   // Joint 6 across joint 4 at zero.
-  EXPECT_EQ(
-      verdict(byHand({kZ, kY, kY, kX, kY, kZ}, {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
-                     flangeAt({890, 0, 940}), kElbowOffset)),
-      "joint 5 at zero must line up the axes of joints 4 and 6 (the wrist singularity)");
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kY, kX, kY, kZ},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
+                            flangeAt({890, 0, 940}), kElbowOffset);
+            }),
+            "joint 5 at zero must line up the axes of joints 4 and 6 (the wrist singularity)");
   // Joint 5 along joint 4.
-  EXPECT_EQ(
-      verdict(byHand({kZ, kY, kY, kX, kX, kX}, {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
-                     flangeAt({890, 0, 940}), kElbowOffset)),
-      "the axis of joint 5 must be perpendicular to the axes of joints 4 and 6 (the wrist)");
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kY, kX, kX, kX},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
+                            flangeAt({890, 0, 940}), kElbowOffset);
+            }),
+            "the axis of joint 5 must not be parallel to the axes of joints 4 and 6 (the wrist)");
   // Axes 5 and 6 skew, 10 mm apart.
-  EXPECT_EQ(verdict(byHand({kZ, kY, kY, kX, kY, kX},
-                           {Pos{}, kShoulder, kElbow, kWrist, kWrist, Pos{790, 0, 950}},
-                           flangeAt({890, 0, 950}), kElbowOffset)),
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kY, kX, kY, kX},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, Pos{790, 0, 950}},
+                            flangeAt({890, 0, 950}), kElbowOffset);
+            }),
             "the axes of joints 5 and 6 must meet (the wrist centre)");
 }
 
 TEST(CheckArmModel, RejectsAWristCentreOnTheElbowAxis) {
-  EXPECT_EQ(verdict(orthoParallel(lengths(150, 0, 0, 450, 600, 0, 100))),
+  EXPECT_EQ(verdict([&] { return orthoParallel(lengths(150, 0, 0, 450, 600, 0, 100)); }),
             "the wrist centre must lie off the axis of joint 3 (the elbow offset)");
 }
 
@@ -223,20 +274,26 @@ TEST(CheckArmModel, RejectsAFlangeWhoseZAxisMissesTheWristCentre) {
   const std::string message =
       "the wrist centre must lie on the flange's z axis, as far behind the flange as the flange "
       "lies beyond the point of joint 5 along base x (the wrist centre of a flange pose)";
-  EXPECT_EQ(
-      verdict(byHand({kZ, kY, kY, kX, kY, kX}, {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
-                     Transform(RotationTemplate<double>(), {890, 0, 940}), kElbowOffset)),
-      message);
-  EXPECT_EQ(
-      verdict(byHand({kZ, kY, kY, kX, kY, kX}, {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
-                     flangeAt({890, 10, 940}), kElbowOffset)),
-      message);
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kY, kX, kY, kX},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
+                            Transform(RotationTemplate<double>(), {890, 0, 940}), kElbowOffset);
+            }),
+            message);
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kY, kX, kY, kX},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
+                            flangeAt({890, 10, 940}), kElbowOffset);
+            }),
+            message);
   // Turned half a turn: the wrist centre in front of the flange.
-  EXPECT_EQ(
-      verdict(byHand({kZ, kY, kY, kX, kY, kX}, {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
-                     Transform(RotationTemplate<double>(-kHalfTurn / 2, kY), {890, 0, 940}),
-                     kElbowOffset)),
-      message);
+  EXPECT_EQ(verdict([&] {
+              return byHand({kZ, kY, kY, kX, kY, kX},
+                            {Pos{}, kShoulder, kElbow, kWrist, kWrist, kWrist},
+                            Transform(RotationTemplate<double>(-kHalfTurn / 2, kY), {890, 0, 940}),
+                            kElbowOffset);
+            }),
+            message);
 }
 
 TEST(CheckArmModel, RejectsBadLimitsAndHomeJoints) {

@@ -141,8 +141,9 @@ TEST(LargeOrthoParallelArm, ControllerValuesMapOntoTheGeometryBySignAndOffset) {
 TEST(LargeOrthoParallelArm, UrdfGivesTheHandBuiltModelAndItsLimits) {
   const ImportedArm arm = ArmFromUrdf(test::kLargeArmUrdf, "base_link", "tool0");
   ArmLimits limits = test::largeArmLimits();
-  // A URDF file has no home joints and no coupled limits.
-  limits.homeJoint = RobJoint(0, 0, 0, 0, 0, 0);
+  // A URDF file has no home joints, so they are zero, or the end of limits that leave zero out
+  // (joint 2's, −140 .. −5); and no coupled limits.
+  limits.homeJoint = RobJoint(0, arm.robot.jointMax[1], 0, 0, 0, 0);
   limits.jointCoupling = 0;
   EXPECT_TRUE(sameArm(arm, test::largeArmExpected(limits)));
   expectLimits(arm.robot, limits);
@@ -295,8 +296,11 @@ TEST(LibraryForm, RejectsWristAxesFiveAndSixThatMiss) {
 }
 
 TEST(LibraryForm, RejectsParallelWristAxesFiveAndSix) {
+  // Axis 6 turned onto axis 5 leaves axis 4: in the order of the checks, the wrist singularity
+  // is the first assumption broken.
   EXPECT_THROW_MSG(ArmFromDh(smallArmWith(4, {0, 0, 0, 0}), ArmLimits{}), std::invalid_argument,
-                   "the axes of joints 5 and 6 must meet (the wrist centre)");
+                   "joint 5 at zero must line up the axes of joints 4 and 6 (the wrist "
+                   "singularity)");
 }
 
 TEST(LibraryForm, RejectsJointFiveZeroAwayFromTheWristSingularity) {
@@ -315,13 +319,13 @@ TEST(LibraryForm, RejectsCoordinatesThatOverflow) {
                    "the arm's joint axes, points and flange must be finite");
 }
 
-TEST(LibraryForm, RejectsAnUpperArmThatSwallowsTheForearmInRounding) {
-  // Beside an upper arm of 1e200 mm the forearm's 302 mm vanish: the wrist centre lands on the
-  // axis of joint 3, and the arm is rejected rather than computed with overflowing products.
+TEST(LibraryForm, RejectsAnUpperArmBeyondAnyArmByItsSize) {
+  // Beside an upper arm of 1e200 mm the forearm's 302 mm would vanish in rounding: the size is
+  // checked first, as for an arm in any other form.
   DhTable t = test::smallArmDh();
   t.rows[1].a = 1e200;
   EXPECT_THROW_MSG(ArmFromDh(t, ArmLimits{}), std::invalid_argument,
-                   "the wrist centre must lie off the axis of joint 3 (the elbow offset)");
+                   "the arm's joint points and flange must lie within 1e7 mm of the base");
 }
 
 TEST(LibraryForm, MovesTheFlangeWhenJointOneStartsTurned) {
@@ -332,8 +336,8 @@ TEST(LibraryForm, MovesTheFlangeWhenJointOneStartsTurned) {
   EXPECT_TRUE(arm.flangeMoved());
   EXPECT_EQ(arm.robot.getWcpZOffset(), 0.0);
   EXPECT_LE((arm.userFlange.translation - Vec3{0, 0, 72}).norm(), 1e-12);
-  const RobotConfig geometry =
-      MakeOrthoParallelArm(p.lengths, ArmLimits{}.jointMin, ArmLimits{}.jointMax, RobJoint(), 0);
+  const RobotConfig geometry = MakeOrthoParallelArm(
+      p.lengths, ArmLimits{}.jointMin, ArmLimits{}.jointMax, RobJoint(0, 0, 0, 0, 0, 0), 0);
   const RobJoint q(10, 20, 30, 40, 50, 60);
   EXPECT_LE(pointDistance(arm.userFlangePose(q),
                           geometry.getWristPoseInBase(RobJoint(100, 20, 30, 40, 50, 60))),

@@ -232,6 +232,57 @@ TEST(Urdf, RejectsAnArmOutsideTheLibraryForm) {
                    "and singularity)");
 }
 
+TEST(Urdf, BrokenAssumptionsGetTheMessagesOfEveryOtherForm) {
+  // Joint 5 along joint 4 (and so along joint 6): the wrist axes, before the wrist centre.
+  const std::string joint5 = R"(<origin xyz="0.302 0 0"/><axis xyz="0 1 0"/>)";
+  EXPECT_THROW_MSG(
+      ArmFromUrdf(
+          replaced(test::kSmallArmUrdf, joint5, R"(<origin xyz="0.302 0 0"/><axis xyz="1 0 0"/>)"),
+          "world", "tool0"),
+      std::invalid_argument,
+      "the axis of joint 5 must not be parallel to the axes of joints 4 and 6 (the wrist)");
+  // Lengths of 1e200 m: finite, but beyond any arm.
+  EXPECT_THROW_MSG(ArmFromUrdf(replaced(test::kSmallArmUrdf, joint5,
+                                        R"(<origin xyz="1e200 0 0"/><axis xyz="0 1 0"/>)"),
+                               "world", "tool0"),
+                   std::invalid_argument,
+                   "the arm's joint points and flange must lie within 1e7 mm of the base");
+  // Every length zero: the axes of joints 2 and 3 on one line.
+  std::string zero = test::kSmallArmUrdf;
+  for (const char* origin : {R"(xyz="0 0 0.1")", R"(xyz="0 0 0.19")", R"(xyz="0 0 0.27")",
+                             R"(xyz="0 0 0.07")", R"(xyz="0.302 0 0")", R"(xyz="0.072 0 0")"})
+    zero = replaced(zero, origin, R"(xyz="0 0 0")");
+  EXPECT_THROW_MSG(ArmFromUrdf(zero, "world", "tool0"), std::invalid_argument,
+                   "the axes of joints 2 and 3 must be parallel and apart (the elbow offset)");
+}
+
+TEST(Urdf, AcceptsValidButUnusualArms) {
+  // The wrist axes reversed and the flange on the wrist centre.
+  std::string text = replaced(test::kSmallArmUrdf, R"(<origin xyz="0 0 0.07"/><axis xyz="1 0 0"/>)",
+                              R"(<origin xyz="0 0 0.07"/><axis xyz="-1 0 0"/>)");
+  text = replaced(text, R"(<origin xyz="0.302 0 0"/><axis xyz="0 1 0"/>)",
+                  R"(<origin xyz="0.302 0 0"/><axis xyz="0 -1 0"/>)");
+  text = replaced(text, R"(<axis xyz="1 0 0"/>
+  </joint>)",
+                  R"(<axis xyz="-1 0 0"/>
+  </joint>)");
+  text = replaced(text, R"(xyz="0.072 0 0")", R"(xyz="0 0 0")");
+  const ImportedArm reversed = ArmFromUrdf(text, "world", "tool0");
+  EXPECT_EQ(reversed.robot.jointAxes[3], (Vec3{-1, 0, 0}));
+  EXPECT_EQ(reversed.robot.jointAxes[4], (Vec3{0, -1, 0}));
+  EXPECT_EQ(reversed.robot.jointAxes[5], (Vec3{-1, 0, 0}));
+  EXPECT_EQ(reversed.robot.getWcpZOffset(), 0.0);
+  EXPECT_FALSE(reversed.flangeMoved());
+  // A joint whose range leaves zero out: its home is the end of the range nearest zero.
+  const ImportedArm raised = ArmFromUrdf(
+      replaced(test::kSmallArmUrdf, R"(lower="-1.9198621771937625" upper="1.9198621771937625")",
+               R"(lower="0.25" upper="1.9198621771937625")"),
+      "world", "tool0");
+  EXPECT_EQ(raised.robot.homeJoint.values[1], raised.robot.jointMin[1]);
+  EXPECT_EQ(raised.robot.homeJoint, RobJoint(0, raised.robot.jointMin[1], 0, 0, 0, 0));
+  EXPECT_GT(raised.robot.jointMin[1], 14.3);
+}
+
 // ---- The default chain ----
 
 TEST(DefaultUrdfChain, IsTheRootAndTheOnlyLeafSixMovingJointsBelow) {

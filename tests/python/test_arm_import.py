@@ -343,7 +343,14 @@ def test_urdf_files_that_are_not_regular_or_too_large_are_refused(tmp_path):
     assert z.read_urdf_file(str(small)) == URDF["kSmallArmUrdf"]
 
 
-def test_check_arm_model_names_the_broken_assumption():
+def raised(call):
+    """The message of the ValueError `call` raises."""
+    with pytest.raises(ValueError) as error:
+        call()
+    return str(error.value)
+
+
+def test_builders_and_check_arm_model_name_the_broken_assumption():
     arm = z.default_arm()
     z.check_arm_model(arm)
     for lengths, message in [
@@ -351,18 +358,47 @@ def test_check_arm_model_names_the_broken_assumption():
              "the axes of joints 2 and 3 must be parallel and apart (the elbow offset)"),
             (dict(a1=1e200, a2=1e200, b=1e200, c1=1e200, c2=1e200, c3=1e200, c4=1e200),
              "the arm's joint points and flange must lie within 1e7 mm of the base")]:
-        built = z.make_ortho_parallel_arm(z.OrthoParallelGeometry(**lengths), arm.jointMin,
-                                          arm.jointMax, arm.homeJoint, 0)
-        with pytest.raises(ValueError) as error:
-            z.check_arm_model(built)
-        assert str(error.value) == message
-    home = z.make_ortho_parallel_arm(z.default_arm_geometry(), arm.jointMin, arm.jointMax,
-                                     z.RobJoint([500, 0, 0, 0, 0, 0]), 0)
-    with pytest.raises(ValueError) as error:
-        z.check_arm_model(home)
-    assert str(error.value) == "home joint 1 must lie within its limits"
-    nan = z.make_ortho_parallel_arm(z.default_arm_geometry(), arm.jointMin, arm.jointMax,
-                                    z.RobJoint([0, math.nan, 0, 0, 0, 0]), 0)
-    with pytest.raises(ValueError) as error:
-        z.check_arm_model(nan)
-    assert str(error.value) == "home joint 2 must be a finite number"
+        assert raised(lambda: z.make_ortho_parallel_arm(
+            z.OrthoParallelGeometry(**lengths), arm.jointMin, arm.jointMax, arm.homeJoint,
+            0)) == message
+    for home, message in [([500, 0, 0, 0, 0, 0], "home joint 1 must lie within its limits"),
+                          ([0, math.nan, 0, 0, 0, 0], "home joint 2 must be a finite number")]:
+        assert raised(lambda: z.make_ortho_parallel_arm(
+            z.default_arm_geometry(), arm.jointMin, arm.jointMax, z.RobJoint(home), 0)) == message
+        edited = z.default_arm()
+        edited.homeJoint = z.RobJoint(home)
+        assert raised(lambda: z.check_arm_model(edited)) == message
+    along = list(arm.jointAxes)
+    along[4] = along[3]
+    down = list(arm.jointAxes)
+    down[0] = z.Vec3(0, 0, -1)
+    for axes, message in [
+            (along, "the axis of joint 5 must not be parallel to the axes of joints 4 and 6 "
+                    "(the wrist)"),
+            (down, "joint 1 must turn about the base z axis, upwards (shoulder configuration and "
+                   "singularity)")]:
+        assert raised(lambda: z.make_robot_config(axes, arm.jointPoints, arm.flangeHome,
+                                                  arm.jointMin, arm.jointMax, arm.homeJoint,
+                                                  arm.elbowOffset, 0)) == message
+    # Valid but unusual: forearm straight up, the flange on the wrist centre, the shoulder below
+    # the base.
+    unusual = z.make_ortho_parallel_arm(
+        z.OrthoParallelGeometry(a1=-150, a2=300, b=77, c1=-450, c2=0.5, c3=0, c4=0),
+        arm.jointMin, arm.jointMax, arm.homeJoint, 0)
+    z.check_arm_model(unusual)
+
+
+def test_urdf_arms_get_the_checks_of_every_arm(tmp_path):
+    joint5 = '<origin xyz="0.302 0 0"/><axis xyz="0 1 0"/>'
+    assert joint5 in URDF["kSmallArmUrdf"]
+    along = URDF["kSmallArmUrdf"].replace(joint5, '<origin xyz="0.302 0 0"/><axis xyz="1 0 0"/>')
+    huge = URDF["kSmallArmUrdf"].replace(joint5, '<origin xyz="1e200 0 0"/><axis xyz="0 1 0"/>')
+    wrist = "the axis of joint 5 must not be parallel to the axes of joints 4 and 6 (the wrist)"
+    large = "the arm's joint points and flange must lie within 1e7 mm of the base"
+    assert raised(lambda: z.arm_from_urdf(along)) == wrist
+    assert raised(lambda: z.arm_from_urdf(huge, "world", "tool0")) == large
+    path = tmp_path / "along.urdf"
+    path.write_text(along)
+    assert raised(lambda: z.arm_from_urdf_file(path)) == wrist
+    path.write_text(huge)
+    assert raised(lambda: z.arm_from_urdf_file(str(path), "world", "tool0")) == large

@@ -143,7 +143,8 @@ def collaborative_arm():
               wrist, wrist]
     return z.make_robot_config([z.Vec3(0, 0, 1), y, y, y, zz, y], points,
                                z.Transform(z.Rotation(), z.Vec3(-1184.3, -163.941, 11.6)),
-                               [-180.0] * 6 + [-360.0], [180.0] * 6 + [360.0], z.RobJoint(),
+                               [-180.0] * 6 + [-360.0], [180.0] * 6 + [360.0],
+                               z.RobJoint([0] * 6),
                                math.atan2(115.7, 572.3), 0)
 
 

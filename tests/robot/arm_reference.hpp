@@ -14,6 +14,7 @@
 
 #include "screw/dense_reference.hpp"
 #include "support/test_support.hpp"
+#include "support/unchecked_arm.hpp"
 #include "zor/rob/robot_config.hpp"
 
 namespace zor::rob::test {
@@ -69,8 +70,8 @@ inline RobotConfig randomArm(Random& random) {
   const Transform flange(
       RotationTemplate<double>(random.uniform(-3, 3), randomAxis(random)),
       {random.uniform(-800, 800), random.uniform(-800, 800), random.uniform(-800, 800)});
-  return MakeRobotConfig(axes, points, flange, {-180, -180, -180, -180, -180, -180, -360},
-                         {180, 180, 180, 180, 180, 180, 360}, RobJoint(0, 0, 0, 0, 0, 0), 0.0, 0);
+  return uncheckedArm(axes, points, flange, {-180, -180, -180, -180, -180, -180, -360},
+                      {180, 180, 180, 180, 180, 180, 360}, RobJoint(0, 0, 0, 0, 0, 0), 0.0, 0);
 }
 
 /// Checks a transform against a 4x4 matrix: rotation entries within `unitTol`, translation

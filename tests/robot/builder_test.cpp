@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <stdexcept>
 
 #include "robot/arm_reference.hpp"
 #include "support/test_support.hpp"
@@ -16,36 +17,68 @@ constexpr std::array<double, 7> kMax{170, 150, 70, 180, 125, 360, 170};
 
 // ---- MakeRobotConfig ----
 
+/// The default arm's axes and points by hand, with axis 6 and the flange moved 10 mm along y:
+/// an offset wrist, which the model accepts. Elbow offset π/2 + atan(110 / 640).
+const std::array<Vec3, 6> kAxes{Vec3{0, 0, 1}, Vec3{0, 1, 0}, Vec3{0, 1, 0},
+                                Vec3{1, 0, 0}, Vec3{0, 1, 0}, Vec3{1, 0, 0}};
+const std::array<Pos, 6> kPoints{Pos{},
+                                 Pos{150, 0, 450},
+                                 Pos{150, 0, 1050},
+                                 Pos{790, 0, 940},
+                                 Pos{790, 0, 940},
+                                 Pos{790, 10, 940}};
+const Transform kFlange(RotationTemplate<double>(test::kPi / 2, Vec3{0, 1, 0}), {890, 10, 940});
+const double kElbowOffset = test::kPi / 2 + std::atan(110.0 / 640.0);
+
 TEST(MakeRobotConfig, FillsEveryMemberAndRunsTheSetUp) {
-  test::Random random;
-  std::array<Vec3, 6> axes;
-  std::array<Pos, 6> points;
-  for (std::size_t i = 0; i < 6; ++i) {
-    axes[i] = test::randomAxis(random);
-    points[i] = {random.uniform(-500, 500), random.uniform(-500, 500), random.uniform(-500, 500)};
-  }
-  const Transform flange(RotationTemplate<double>(0.7, Vec3{1, 2, 3}), {10, 20, 30});
-  const RobotConfig robot =
-      MakeRobotConfig(axes, points, flange, kMin, kMax, RobJoint(1, 2, 3, 4, 5, 6), 0.25, 1);
-  EXPECT_EQ(robot.jointAxes, axes);
-  EXPECT_EQ(robot.jointPoints, points);
-  EXPECT_EQ(robot.flangeHome.translation, flange.translation);
-  EXPECT_EQ(robot.flangeHome.rotation.w, flange.rotation.w);
+  const RobotConfig robot = MakeRobotConfig(kAxes, kPoints, kFlange, kMin, kMax,
+                                            RobJoint(1, 2, 3, 4, 5, 6), kElbowOffset, 1);
+  EXPECT_EQ(robot.jointAxes, kAxes);
+  EXPECT_EQ(robot.jointPoints, kPoints);
+  EXPECT_EQ(robot.flangeHome.translation, kFlange.translation);
+  EXPECT_EQ(robot.flangeHome.rotation.w, kFlange.rotation.w);
   EXPECT_EQ(robot.jointMin, kMin);
   EXPECT_EQ(robot.jointMax, kMax);
   EXPECT_EQ(robot.homeJoint, RobJoint(1, 2, 3, 4, 5, 6));
-  EXPECT_EQ(robot.elbowOffset, 0.25);
+  EXPECT_EQ(robot.elbowOffset, kElbowOffset);
   EXPECT_EQ(robot.jointCoupling, 1);
   EXPECT_FALSE(robot.sphericalWrist);
   RobotConfig expected = robot;
   for (std::size_t i = 0; i < 6; ++i) {
-    EXPECT_EQ(robot.spaceScrewAxes[i], ScrewAxis(axes[i], points[i]));
+    EXPECT_EQ(robot.spaceScrewAxes[i], ScrewAxis(kAxes[i], kPoints[i]));
     // The screw of a revolute joint: v = -(ω × q).
-    EXPECT_EQ(robot.spaceScrewAxes[i].v, -axes[i].cross(points[i].toVec3()));
+    EXPECT_EQ(robot.spaceScrewAxes[i].v, -kAxes[i].cross(kPoints[i].toVec3()));
   }
   expected.bodyScrewAxes = {};
   expected.computeScrewAxisInTcp();
   EXPECT_EQ(robot.bodyScrewAxes, expected.bodyScrewAxes);
+}
+
+TEST(MakeRobotConfig, RejectsAnArmThatBreaksAnAssumptionNamingIt) {
+  const RobJoint home(0, 0, 0, 0, 0, 0);
+  std::array<Vec3, 6> axes = kAxes;
+  axes[4] = axes[3];  // joint 5 along joint 4
+  EXPECT_THROW_MSG(MakeRobotConfig(axes, kPoints, kFlange, kMin, kMax, home, kElbowOffset, 0),
+                   std::invalid_argument,
+                   "the axis of joint 5 must not be parallel to the axes of joints 4 and 6 (the "
+                   "wrist)");
+  axes = kAxes;
+  axes[0] = Vec3{0, 0, -1};  // joint 1 pointing down
+  EXPECT_THROW_MSG(MakeRobotConfig(axes, kPoints, kFlange, kMin, kMax, home, kElbowOffset, 0),
+                   std::invalid_argument,
+                   "joint 1 must turn about the base z axis, upwards (shoulder configuration and "
+                   "singularity)");
+  EXPECT_THROW_MSG(MakeRobotConfig(kAxes, {}, Transform{}, kMin, kMax, home, kElbowOffset, 0),
+                   std::invalid_argument,
+                   "the axes of joints 2 and 3 must be parallel and apart (the elbow offset)");
+  std::array<Pos, 6> points = kPoints;
+  points[2].z = 1e200;
+  EXPECT_THROW_MSG(MakeRobotConfig(kAxes, points, kFlange, kMin, kMax, home, kElbowOffset, 0),
+                   std::invalid_argument,
+                   "the arm's joint points and flange must lie within 1e7 mm of the base");
+  EXPECT_THROW_MSG(MakeRobotConfig(kAxes, kPoints, kFlange, kMin, kMax,
+                                   RobJoint(500, 0, 0, 0, 0, 0), kElbowOffset, 0),
+                   std::invalid_argument, "home joint 1 must lie within its limits");
 }
 
 // ---- The ortho-parallel arm ----
@@ -168,6 +201,35 @@ TEST(OrthoParallelArm, StretchedForearmOfTheDefaultArmPointsUp) {
 }
 
 // ---- The default arm ----
+
+TEST(OrthoParallelArm, RejectsLengthsThatBreakAnAssumptionNamingIt) {
+  const RobJoint home(0, 0, 0, 0, 0, 0);
+  EXPECT_THROW_MSG(MakeOrthoParallelArm({0, 0, 0, 0, 0, 0, 0}, kMin, kMax, home, 0),
+                   std::invalid_argument,
+                   "the axes of joints 2 and 3 must be parallel and apart (the elbow offset)");
+  EXPECT_THROW_MSG(
+      MakeOrthoParallelArm({1e200, 1e200, 1e200, 1e200, 1e200, 1e200, 1e200}, kMin, kMax, home, 0),
+      std::invalid_argument,
+      "the arm's joint points and flange must lie within 1e7 mm of the base");
+  // a2 = c3 = 0: the wrist centre on the axis of joint 3.
+  EXPECT_THROW_MSG(MakeOrthoParallelArm({150, 0, 0, 450, 600, 0, 100}, kMin, kMax, home, 0),
+                   std::invalid_argument,
+                   "the wrist centre must lie off the axis of joint 3 (the elbow offset)");
+  std::array<double, 7> reversed = kMax;
+  reversed[4] = -200;
+  EXPECT_THROW_MSG(
+      MakeOrthoParallelArm({150, -110, 0, 450, 600, 640, 100}, kMin, reversed, home, 0),
+      std::invalid_argument,
+      "the limits of joint 5 must be finite, the minimum not above the maximum");
+}
+
+TEST(OrthoParallelArm, AcceptsValidButUnusualLengths) {
+  const RobJoint home(0, 0, 0, 0, 0, 0);
+  // Forearm straight up from the elbow, the flange on the wrist centre, a negative shoulder
+  // height; and an arm of a micrometre.
+  EXPECT_NO_THROW(MakeOrthoParallelArm({-150, 300, 77, -450, 0.5, 0, 0}, kMin, kMax, home, 0));
+  EXPECT_NO_THROW(MakeOrthoParallelArm({0, 0, 0, 0, 1e-3, 1e-3, 1e-3}, kMin, kMax, home, 0));
+}
 
 TEST(DefaultArm, GeometryLimitsAndHome) {
   const OrthoParallelGeometry g = DefaultArmGeometry();

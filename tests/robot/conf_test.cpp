@@ -6,6 +6,7 @@
 
 #include "robot/arm_reference.hpp"
 #include "support/test_support.hpp"
+#include "support/unchecked_arm.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/robot_config.hpp"
 
@@ -24,9 +25,10 @@ RobotConfig fixedWristArm(double phiDegrees) {
   const Vec3 x{1, 0, 0};
   const Vec3 y{0, 1, 0};
   const Transform flange(RotationTemplate<double>(test::kPi / 2, y), {w.x + 100, w.y, w.z});
-  return MakeRobotConfig({d, y, y, x, y, x}, {Pos{}, w, w, w, w, w}, flange,
-                         {-360, -360, -360, -360, -360, -360, -720},
-                         {360, 360, 360, 360, 360, 360, 720}, RobJoint(0, 0, 0, 0, 0, 0), 0.0, 0);
+  return test::uncheckedArm({d, y, y, x, y, x}, {Pos{}, w, w, w, w, w}, flange,
+                            {-360, -360, -360, -360, -360, -360, -720},
+                            {360, 360, 360, 360, 360, 360, 720}, RobJoint(0, 0, 0, 0, 0, 0), 0.0,
+                            0);
 }
 
 /// The configuration number computed independently: the wrist centre from the 4x4 forward

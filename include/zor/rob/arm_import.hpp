@@ -87,10 +87,12 @@ struct ZORROB_API ImportedArm {
 
 // ---- Arms given in the library form ----
 
-/// Checks every assumption the model makes of an arm built directly in the library form
-/// (MakeRobotConfig, MakeOrthoParallelArm, which take their input as it is): the readers above
-/// bring their arms into that form themselves. Throws std::invalid_argument with the message of
-/// the first broken assumption, in this order:
+/// Checks every assumption the model makes of an arm in the library form. The builders
+/// (MakeRobotConfig, MakeOrthoParallelArm) and every reader of this header run it on the arm they
+/// make, so an arm that breaks an assumption gets the same message from each; it is for records
+/// filled or edited by hand. The readers check the assumptions of their own description in the
+/// same order before they bring it into the library form. Throws std::invalid_argument with the
+/// message of the first broken assumption, in this order:
 /// - "the arm's joint axes, points and flange must be finite" (also the elbow offset);
 /// - "the arm's joint points and flange must lie within 1e7 mm of the base";
 /// - "the axis of joint N must be a unit vector" (within 1e-6);
@@ -100,7 +102,7 @@ struct ZORROB_API ImportedArm {
 /// - "the axes of joints 1 and 2 must not be parallel (the shoulder)";
 /// - "the axes of joints 2 and 3 must be parallel and apart (the elbow offset)";
 /// - "joint 5 at zero must line up the axes of joints 4 and 6 (the wrist singularity)";
-/// - "the axis of joint 5 must be perpendicular to the axes of joints 4 and 6 (the wrist)";
+/// - "the axis of joint 5 must not be parallel to the axes of joints 4 and 6 (the wrist)";
 /// - "the axes of joints 5 and 6 must meet (the wrist centre)";
 /// - "the wrist centre must lie off the axis of joint 3 (the elbow offset)";
 /// - "the elbow offset must be the joint-3 angle, in radians, that stretches the arm (the elbow
@@ -200,7 +202,8 @@ struct UrdfChainEnds {
 /// radians into degrees; each revolute or continuous joint becomes one joint of the arm (its
 /// axis and origin at the zero position), fixed joints are folded into their neighbours, and the
 /// flange is `tip`'s frame. A continuous joint without a range gets −360 .. 360; the limit of
-/// joint 2 + joint 3 is the sum of their limits (coupling off); the home joints are zero.
+/// joint 2 + joint 3 is the sum of their limits (coupling off); the home joints are zero, or the
+/// end of a joint's range nearest zero when the range leaves zero out.
 /// Moving side branches off links between `base` and `tip` are rejected, fixed ones (sensor
 /// mounts) ignored. Throws std::invalid_argument with a message naming the link or joint:
 /// "URDF: the document cannot be read" for text urdfdom rejects (it accepts finite numbers

@@ -310,7 +310,8 @@ struct ZORROB_API RobotConfig {
 /// flange home pose, limits (degrees; index 6 is the sum limit of joints 2 and 3), home joints,
 /// elbow offset (radians) and coupling flag, with `spaceScrewAxes[i]` =
 /// ScrewAxis(jointAxes[i], jointPoints[i]), and computeScrewAxisInTcp() and
-/// initSphericalWrist() already run.
+/// initSphericalWrist() already run. Throws std::invalid_argument with CheckArmModel's message
+/// (zor/rob/arm_import.hpp) for an arm that breaks an assumption of the model.
 ZORROB_API RobotConfig MakeRobotConfig(const std::array<Vec3, 6>& jointAxes,
                                        const std::array<Pos, 6>& jointPoints,
                                        const Transform& flangeHome,
@@ -351,7 +352,10 @@ struct OrthoParallelGeometry {
 /// \returns the RobotConfig of the ortho-parallel arm `geometry` (see OrthoParallelGeometry for
 /// the axes, the home pose and the joint directions) with the given limits (degrees; index 6 is
 /// the sum limit of joints 2 and 3), home joints and coupling flag, built by MakeRobotConfig:
-/// a spherical wrist, getWcpZOffset() = c4 and `elbowOffset` = π/2 − atan2(a2, c3).
+/// a spherical wrist, getWcpZOffset() = c4 and `elbowOffset` = π/2 − atan2(a2, c3). Throws
+/// std::invalid_argument with CheckArmModel's message for lengths, limits or home joints that
+/// break an assumption of the model (all lengths zero, the wrist centre on the axis of joint 3,
+/// lengths beyond 1e7 mm, ...).
 ZORROB_API RobotConfig MakeOrthoParallelArm(const OrthoParallelGeometry& geometry,
                                             const std::array<double, 7>& jointMin,
                                             const std::array<double, 7>& jointMax,
