@@ -175,6 +175,10 @@ std::vector<CommandHook> AddCommands(CLI::App& app);
 /// `zorrob reach`: the reach map over a box, written to .npy or .npz (reach_command.cpp).
 CommandHook AddReachCommand(CLI::App& app);
 
+/// The tour's reach map: a slice of the default orientations (50 directions, 4 turns) at
+/// z = 800 mm over x and y from -1500 to 1500 mm by 250, its summary and a picture of the index.
+Report runReachSlice(const Arm& arm);
+
 /// `zorrob place`: base poses ranked for a program file (place_command.cpp).
 CommandHook AddPlaceCommand(CLI::App& app);
 

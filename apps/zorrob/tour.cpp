@@ -112,6 +112,11 @@ Report runTour(const Arm& arm) {
   json["circle"] = circle.json;
   report.text += heading("A circular move through three points, zone z50") + indented(circle.text);
 
+  const Report reach = runReachSlice(arm);
+  json["reach"] = reach.json;
+  report.text += heading("A reach map of 200 tool orientations in a slice at z = 800 mm") +
+                 indented(reach.text);
+
   // The audit of the example cell, with the audit command's own tables. Its events make the
   // audit command exit with 3; the tour itself succeeds.
   const Report audit =

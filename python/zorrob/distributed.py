@@ -12,6 +12,7 @@ travel to the workers by pickling (see the package's copyreg registrations).
 """
 
 import contextlib
+import pickle
 
 import numpy as np
 
@@ -40,22 +41,25 @@ def client_for(client=None, address=None, n_workers=2):
         yield local
 
 
-def _gather_in_order(client, futures, progress, label):
+def _gather_in_order(client, futures, weights, progress, label, unit):
     """Waits for the futures, advancing a tqdm bar (progress True) or calling progress(fraction)
-    as each completes, and returns their results in submission order."""
+    as each completes, the fraction weighted by `weights` (one per future: how many `unit`s it
+    holds), and returns their results in submission order."""
     from dask.distributed import as_completed
+    total = sum(weights)
+    weight_of = {f.key: w for f, w in zip(futures, weights)}
     bar = None
     if progress is True:
         from tqdm import tqdm
-        bar = tqdm(total=len(futures), desc=label, unit="chunk")
+        bar = tqdm(total=total, desc=label, unit=unit)
     done = 0
     try:
-        for _ in as_completed(futures):
-            done += 1
+        for future in as_completed(futures):
+            done += weight_of[future.key]
             if bar is not None:
-                bar.update(1)
+                bar.update(weight_of[future.key])
             elif callable(progress):
-                progress(done / len(futures))
+                progress(done / total)
     finally:
         if bar is not None:
             bar.close()
@@ -68,16 +72,42 @@ def _ranges(count, chunk):
     return [(b, min(count, b + chunk)) for b in range(0, count, chunk)]
 
 
-def _reach_chunk(robot, orientations, begin, end, options):
-    return _zorrob.reach_map(robot, orientations, begin=begin, end=end, **options)
+# The smallest chunk the automatic split makes, in queries: a tenth of a second or more of work
+# on one core, so that a chunk's round trip through the scheduler (a few milliseconds) stays
+# small beside it, and short enough that the workers' last chunks end close together.
+_MIN_CHUNK_QUERIES = 250_000
 
 
-def reach_map(robot, orientations, *, chunk_positions=1000, client=None, address=None,
+def _guided_ranges(count, queries_per_position, workers):
+    """Consecutive ranges of `count` positions, each a (2 · workers)th of what is left but not
+    below _MIN_CHUNK_QUERIES: the first chunks are large (few round trips), the last ones small,
+    so that the workers finish together even where some regions of the grid cost more."""
+    smallest = max(1, -(-_MIN_CHUNK_QUERIES // queries_per_position))
+    ranges, begin = [], 0
+    while begin < count:
+        size = max(smallest, -(-(count - begin) // (2 * workers)))
+        ranges.append((begin, min(count, begin + size)))
+        begin = ranges[-1][1]
+    return ranges
+
+
+def _reach_chunk(payload, begin, end, points):
+    """One chunk on a worker: the arm, orientations and options arrive pickled once for all
+    chunks; explicit points arrive as the chunk's own slice (computed as a whole grid)."""
+    robot, orientations, options = pickle.loads(payload)
+    if points is None:
+        return _zorrob.reach_map(robot, orientations, begin=begin, end=end, **options)
+    return _zorrob.reach_map(robot, orientations, points=points, **options)
+
+
+def reach_map(robot, orientations, *, chunk_positions=None, client=None, address=None,
               n_workers=2, progress=True, **options):
-    """zorrob.reach_map over the whole grid, in chunks of `chunk_positions` positions run on the
-    cluster. `options` are reach_map's keywords (the grid, tool, configurations, keep_matrix,
-    manipulability, allow_large); `begin`, `end`, `threads` and the progress callable belong
-    to this call. progress is True for a tqdm bar, False for none, or a callable(fraction)."""
+    """zorrob.reach_map over the whole grid, in chunks of positions run on the cluster.
+    `chunk_positions` fixes the chunk size; None (the default) makes large chunks first and
+    smaller ones towards the end, by the cluster's worker threads. `options` are reach_map's
+    keywords (the grid, tool, configurations, keep_matrix, manipulability, allow_large);
+    `begin`, `end`, `threads` and the progress callable belong to this call. progress is True
+    for a tqdm bar, False for none, or a callable(fraction of the positions done)."""
     for key in ("begin", "end", "threads"):
         if key in options:
             raise TypeError(f"reach_map on a cluster takes no '{key}'")
@@ -85,12 +115,27 @@ def reach_map(robot, orientations, *, chunk_positions=1000, client=None, address
     shape = _zorrob.reach_grid_shape(**grid)
     count = int(np.prod(shape))
     orientations = np.ascontiguousarray(orientations, dtype=float)
+    points = options.pop("points", None)
+    if points is not None:
+        points = np.ascontiguousarray(points, dtype=float)
+    # Pickled here once: each task carries these bytes instead of pickling the arm again.
+    payload = pickle.dumps((robot, orientations, options), protocol=pickle.HIGHEST_PROTOCOL)
     with client_for(client, address, n_workers) as c:
-        futures = [c.submit(_reach_chunk, robot, orientations, b, e, options, pure=False)
-                   for b, e in _ranges(count, chunk_positions)]
-        parts = _gather_in_order(c, futures, progress, "reach map")
+        if chunk_positions is None:
+            workers = max(1, sum(c.nthreads().values()))
+            ranges = _guided_ranges(count, max(1, len(orientations)), workers)
+        else:
+            ranges = _ranges(count, chunk_positions)
+        futures = [c.submit(_reach_chunk, payload, b, e, None if points is None else points[b:e],
+                            pure=False) for b, e in ranges]
+        parts = _gather_in_order(c, futures, [e - b for b, e in ranges], progress, "reach map",
+                                 "position")
+    return _merge_reach_parts(parts, shape, count)
+
+
+def _merge_reach_parts(parts, shape, count):
     merged = dict(parts[0])
-    merged["end"] = parts[-1]["end"]
+    merged.update(shape=tuple(shape), begin=0, end=count)
     for key in _PER_POSITION:
         merged[key] = np.concatenate([p[key] for p in parts])
     if merged["matrix"] is not None:
@@ -111,8 +156,10 @@ def _program_chunk(robot, start, moves, bases, begin, end, options):
 
 def _rank_chunks(submit, count, chunk, client, address, n_workers, progress):
     with client_for(client, address, n_workers) as c:
-        futures = [submit(c, b, e) for b, e in _ranges(count, chunk)]
-        parts = _gather_in_order(c, futures, progress, "placement")
+        ranges = _ranges(count, chunk)
+        futures = [submit(c, b, e) for b, e in ranges]
+        parts = _gather_in_order(c, futures, [e - b for b, e in ranges], progress, "placement",
+                                 "base")
     scores = [s for part in parts for s in part]
     return {"ranked": _zorrob.rank_placements(scores), "cancelled": False}
 
@@ -149,7 +196,9 @@ def audit_programs(robot, start, programs, *, options=None, chunk_programs=10, c
     programs = [list(p) for p in programs]
     options = _zorrob.AuditOptions() if options is None else options
     with client_for(client, address, n_workers) as c:
+        ranges = _ranges(len(programs), chunk_programs)
         futures = [c.submit(_audit_chunk, robot, start, programs[b:e], options, pure=False)
-                   for b, e in _ranges(len(programs), chunk_programs)]
-        parts = _gather_in_order(c, futures, progress, "audit")
+                   for b, e in ranges]
+        parts = _gather_in_order(c, futures, [e - b for b, e in ranges], progress, "audit",
+                                 "program")
     return [report for part in parts for report in part]

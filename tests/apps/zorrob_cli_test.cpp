@@ -163,6 +163,48 @@ TEST(ZorrobTour, EndsWithTheAuditCommandsReportOfTheExampleCell) {
   EXPECT_EQ(j["audit"]["clean"], false);
 }
 
+TEST(ZorrobTour, DrawsTheReachMapOfTheReachCommand) {
+  const ToolResult tour = RunTool({});
+  ASSERT_EQ(tour.status, 0) << tour.err;
+  EXPECT_NE(
+      tour.out.find("\n== A reach map of 200 tool orientations in a slice at z = 800 mm ==\n"),
+      std::string::npos);
+  const json slice = RunToolJson({"--json"})["reach"];
+  // The same map as zorrob reach over the slice, with its default orientations.
+  const std::string out = ::testing::TempDir() + "/tour_slice.npy";
+  const json command = RunToolJson({"reach", "--min", "-1500", "-1500", "800", "--max", "1500",
+                                    "1500", "800", "--step", "250", "--out", out, "--json"});
+  std::remove(out.c_str());
+  for (const char* key : {"shape", "orientations", "queries", "reachablePositions",
+                          "fullyReachablePositions", "meanIndex", "bestManipulability"})
+    EXPECT_EQ(slice[key], command[key]) << key;
+  // One row per y from 1500 down, two characters per x from -1500; a blank cell is a position
+  // out of reach.
+  // The flange stays within c2 + |(c3, a2)| + c4 of the shoulder, which stands c1 = 450 mm high
+  // and a1 = 150 mm out from the base axis: at z = 800 no farther than
+  // 150 + sqrt(1349.38² − 350²) = 1453.2 mm from the axis.
+  const double farthest =
+      150.0 + std::sqrt(std::pow(600.0 + std::hypot(640.0, 110.0) + 100.0, 2) - 350.0 * 350.0);
+  const auto& rows = slice["slice"];
+  ASSERT_EQ(rows.size(), 13u);
+  std::size_t reached = 0;
+  for (std::size_t row = 0; row < 13; ++row) {
+    const std::string line = rows[row].get<std::string>();
+    ASSERT_EQ(line.size(), 26u);
+    for (std::size_t ix = 0; ix < 13; ++ix) {
+      const double x = -1500.0 + 250.0 * static_cast<double>(ix);
+      const double y = 1500.0 - 250.0 * static_cast<double>(row);
+      EXPECT_EQ(line[2 * ix], line[2 * ix + 1]);
+      reached += line[2 * ix] != ' ';
+      if (std::hypot(x, y) > farthest) {
+        EXPECT_EQ(line[2 * ix], ' ') << x << ", " << y;
+      }
+    }
+  }
+  EXPECT_EQ(reached, slice["reachablePositions"].get<std::size_t>());
+  EXPECT_GT(reached, 0u);
+}
+
 // ---- tables -----------------------------------------------------------------------------
 
 TEST(ZorrobTables, SpeedsAreVTcpWithFixedOtherSpeeds) {
