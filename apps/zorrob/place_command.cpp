@@ -9,6 +9,7 @@
 #include "parse.hpp"
 #include "program_file.hpp"
 #include "progress_line.hpp"
+#include "zor/rob/angles.hpp"
 #include "zor/rob/reach.hpp"
 
 namespace zor::rob::cli {
@@ -29,11 +30,9 @@ struct PlaceArgs {
   std::string top{"10"};
 };
 
-constexpr double kPi = 3.141592653589793;
-
 /// The turn about z (degrees) of a base pose made by BaseGridPoses.
 double turnOf(const Pose& base) {
-  return 2.0 * std::atan2(base.orient.q4, base.orient.q1) * 180.0 / kPi;
+  return RadToDeg(2.0 * std::atan2(base.orient.q4, base.orient.q1));
 }
 
 Report rankingReport(const PlacementResult& result, const Program& program, std::size_t count,

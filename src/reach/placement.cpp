@@ -7,6 +7,7 @@
 #include "detail/messages.hpp"
 #include "detail/parallel.hpp"
 #include "detail/throwers.hpp"
+#include "zor/rob/angles.hpp"
 #include "zor/rob/inverse_kinematics.hpp"
 #include "zor/rob/reach.hpp"
 #include "zor/rob/rotation.hpp"
@@ -18,7 +19,6 @@ namespace {
 
 /// Share of a step by which a grid axis may overshoot its maximum and still take the value.
 constexpr double kStepSlack = 1e-9;
-constexpr double kPi = 3.141592653589793;
 /// Candidates per block of work: a candidate costs a whole target list or program.
 constexpr std::size_t kCandidatesPerBlock = 1;
 
@@ -188,7 +188,7 @@ std::vector<Pose> BaseGridPoses(const BaseGrid& grid) {
   for (std::size_t ix = 0; ix < nx; ++ix)
     for (std::size_t iy = 0; iy < ny; ++iy)
       for (std::size_t it = 0; it < nt; ++it) {
-        const double turn = (grid.turnMin + static_cast<double>(it) * grid.turnStep) * kPi / 180;
+        const double turn = DegToRad(grid.turnMin + static_cast<double>(it) * grid.turnStep);
         poses.push_back({{grid.xMin + static_cast<double>(ix) * grid.step,
                           grid.yMin + static_cast<double>(iy) * grid.step, 0.0},
                          {std::cos(turn / 2), 0.0, 0.0, std::sin(turn / 2)}});
