@@ -23,15 +23,6 @@ constexpr std::size_t kThreadBlock = 4096;
 constexpr std::size_t kBufferSize = 64;
 constexpr std::size_t kJacobianBufferSize = 8;
 
-bool processorHasAvx2() {
-#if defined(__x86_64__)
-  static const bool has = __builtin_cpu_supports("avx2");
-  return has;
-#else
-  return false;
-#endif
-}
-
 void checkSizes(const char* call, std::size_t joints, std::size_t outputs) {
   if (joints != outputs)
     detail::throwInvalidArgument(std::string(call) + ": " + std::to_string(joints) +
@@ -50,23 +41,32 @@ void runSplit(std::size_t total, unsigned threads, const Work& work) {
                     [&work](std::size_t first, std::size_t last, unsigned) { work(first, last); });
 }
 
-/// Runs the AVX2 build of a kernel where the processor has AVX2, the baseline build elsewhere.
+/// Runs the build of a kernel that the processor takes (detail::processorKernelBuild).
 template <typename Kernel, typename... Args>
-void runKernel(Kernel baseline, Kernel avx2, Args&&... args) {
-  if (processorHasAvx2())
-    avx2(std::forward<Args>(args)...);
-  else
-    baseline(std::forward<Args>(args)...);
+void runKernel(Kernel baseline, Kernel avx2, Kernel avx512, Args&&... args) {
+  switch (detail::processorKernelBuild()) {
+    case detail::KernelBuild::avx512:
+      avx512(std::forward<Args>(args)...);
+      return;
+    case detail::KernelBuild::avx2:
+      avx2(std::forward<Args>(args)...);
+      return;
+    case detail::KernelBuild::baseline:
+      break;
+  }
+  baseline(std::forward<Args>(args)...);
 }
 
 void flangePoses(const RobotConfig& robot, std::span<const RobJoint> joints,
                  std::span<Transform> poses, std::span<detail::HalfAngleSinCos> joint1) {
-  runKernel(detail::flangePosesBaseline, detail::flangePosesAvx2, robot, joints, poses, joint1);
+  runKernel(detail::flangePosesBaseline, detail::flangePosesAvx2, detail::flangePosesAvx512, robot,
+            joints, poses, joint1);
 }
 
 void spaceJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
                     std::span<GeometricJacobian> out) {
-  runKernel(detail::spaceJacobiansBaseline, detail::spaceJacobiansAvx2, robot, joints, out);
+  runKernel(detail::spaceJacobiansBaseline, detail::spaceJacobiansAvx2,
+            detail::spaceJacobiansAvx512, robot, joints, out);
 }
 
 using JacobiansKernel = void (*)(const RobotConfig&, std::span<const RobJoint>,
@@ -74,11 +74,12 @@ using JacobiansKernel = void (*)(const RobotConfig&, std::span<const RobJoint>,
 
 /// SpaceJacobians and BodyJacobians, by the builds of their kernel.
 void jacobiansCall(const char* call, JacobiansKernel baseline, JacobiansKernel avx2,
-                   const RobotConfig& robot, std::span<const RobJoint> joints,
-                   std::span<GeometricJacobian> jacobians, unsigned threads) {
+                   JacobiansKernel avx512, const RobotConfig& robot,
+                   std::span<const RobJoint> joints, std::span<GeometricJacobian> jacobians,
+                   unsigned threads) {
   checkSizes(call, joints.size(), jacobians.size());
   runSplit(joints.size(), threads, [&](std::size_t first, std::size_t last) {
-    runKernel(baseline, avx2, robot, joints.subspan(first, last - first),
+    runKernel(baseline, avx2, avx512, robot, joints.subspan(first, last - first),
               jacobians.subspan(first, last - first));
   });
 }
@@ -115,14 +116,14 @@ void RobTargets(const RobotConfig& robot, std::span<const RobJoint> joints,
 
 void SpaceJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
                     std::span<GeometricJacobian> jacobians, unsigned threads) {
-  jacobiansCall("SpaceJacobians", detail::spaceJacobiansBaseline, detail::spaceJacobiansAvx2, robot,
-                joints, jacobians, threads);
+  jacobiansCall("SpaceJacobians", detail::spaceJacobiansBaseline, detail::spaceJacobiansAvx2,
+                detail::spaceJacobiansAvx512, robot, joints, jacobians, threads);
 }
 
 void BodyJacobians(const RobotConfig& robot, std::span<const RobJoint> joints,
                    std::span<GeometricJacobian> jacobians, unsigned threads) {
-  jacobiansCall("BodyJacobians", detail::bodyJacobiansBaseline, detail::bodyJacobiansAvx2, robot,
-                joints, jacobians, threads);
+  jacobiansCall("BodyJacobians", detail::bodyJacobiansBaseline, detail::bodyJacobiansAvx2,
+                detail::bodyJacobiansAvx512, robot, joints, jacobians, threads);
 }
 
 void Manipulabilities(const RobotConfig& robot, std::span<const RobJoint> joints,

@@ -342,9 +342,16 @@ template <std::size_t W>
 
 }  // namespace
 
+KernelBuild chooseKernelBuild(bool hasAvx2, bool hasAvx512) {
+  if (hasAvx2 && hasAvx512)
+    return KernelBuild::avx512;
+  return hasAvx2 ? KernelBuild::avx2 : KernelBuild::baseline;
+}
+
 // Each build inlines its kernel whole (flatten), so that all of it runs in its instruction set.
 // The AVX2 build enables AVX2 alone: with FMA the compiler would fuse the products and sums that
-// the scalar calls round one by one.
+// the scalar calls round one by one. (AVX-512F has fused instructions too: the build files compile
+// this file with contraction off.)
 
 [[gnu::flatten]] void flangePosesBaseline(const RobotConfig& robot,
                                           std::span<const RobJoint> joints,
@@ -386,6 +393,34 @@ template <std::size_t W>
   bodyJacobiansIn<4>(robot, joints, out);
 }
 
+// AVX-512F and VL, without FMA's own flag. The flange poses run eight lanes in the 512-bit
+// registers; the Jacobians, whose 36 entries per lane are stored one by one, run faster in four
+// lanes, where the 32 registers that AVX-512 gives 256-bit vectors too keep their many live
+// vectors out of memory (measured: bench/README.md, "Batches").
+
+[[gnu::flatten, gnu::target("avx512f,avx512vl")]] void flangePosesAvx512(
+    const RobotConfig& robot, std::span<const RobJoint> joints, std::span<Transform> poses,
+    std::span<HalfAngleSinCos> joint1) {
+  flangePosesIn<8>(robot, joints, poses, joint1);
+}
+
+[[gnu::flatten, gnu::target("avx512f,avx512vl")]] void spaceJacobiansAvx512(
+    const RobotConfig& robot, std::span<const RobJoint> joints, std::span<GeometricJacobian> out) {
+  spaceJacobiansIn<4>(robot, joints, out);
+}
+
+[[gnu::flatten, gnu::target("avx512f,avx512vl")]] void bodyJacobiansAvx512(
+    const RobotConfig& robot, std::span<const RobJoint> joints, std::span<GeometricJacobian> out) {
+  bodyJacobiansIn<4>(robot, joints, out);
+}
+
+KernelBuild processorKernelBuild() {
+  static const KernelBuild build =
+      chooseKernelBuild(__builtin_cpu_supports("avx2"),
+                        __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl"));
+  return build;
+}
+
 #else
 
 void flangePosesAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
@@ -401,6 +436,25 @@ void spaceJacobiansAvx2(const RobotConfig& robot, std::span<const RobJoint> join
 void bodyJacobiansAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
                        std::span<GeometricJacobian> out) {
   bodyJacobiansBaseline(robot, joints, out);
+}
+
+void flangePosesAvx512(const RobotConfig& robot, std::span<const RobJoint> joints,
+                       std::span<Transform> poses, std::span<HalfAngleSinCos> joint1) {
+  flangePosesBaseline(robot, joints, poses, joint1);
+}
+
+void spaceJacobiansAvx512(const RobotConfig& robot, std::span<const RobJoint> joints,
+                          std::span<GeometricJacobian> out) {
+  spaceJacobiansBaseline(robot, joints, out);
+}
+
+void bodyJacobiansAvx512(const RobotConfig& robot, std::span<const RobJoint> joints,
+                         std::span<GeometricJacobian> out) {
+  bodyJacobiansBaseline(robot, joints, out);
+}
+
+KernelBuild processorKernelBuild() {
+  return KernelBuild::baseline;
 }
 
 #endif

@@ -1,11 +1,13 @@
 #pragma once
 
-// The lane kernels of the batch calls, in two builds: the baseline (two doubles per vector
-// register, every x86-64 and AArch64 processor) and AVX2 (four), chosen at run time by
-// batch.cpp. Each writes exactly what the scalar call writes for every element: the lanes repeat
-// its operations in its order, and the AVX2 build has no fused multiply-add to contract them
-// differently. Elements the lanes do not cover (the tail of the batch, angles beyond the inline
-// sine/cosine range or not finite, axes that are not unit vectors) take the scalar call itself.
+// The lane kernels of the batch calls, in three builds: the baseline (two doubles per vector
+// register, every x86-64 and AArch64 processor), AVX2 (four) and AVX-512 (eight, or four in 32
+// registers), chosen at run time by batch.cpp. Each writes exactly what the scalar call writes for
+// every element: the lanes repeat its operations in its order, and no build fuses a multiplication
+// and an addition (the AVX2 build has no FMA, and this file is compiled with contraction off, since
+// AVX-512 has fused instructions of its own). Elements the lanes do not cover (the tail of the
+// batch, angles beyond the inline sine/cosine range or not finite, axes that are not unit vectors)
+// take the scalar call itself.
 
 #include <span>
 
@@ -17,6 +19,16 @@
 
 namespace zor::rob::detail {
 
+/// The builds of the kernels, narrowest first.
+enum class KernelBuild { baseline, avx2, avx512 };
+
+/// The widest build that a processor with these features runs. `hasAvx512`: AVX-512F and VL, with
+/// the operating system's support of their registers; the AVX-512 build needs AVX2 as well.
+KernelBuild chooseKernelBuild(bool hasAvx2, bool hasAvx512);
+
+/// The build for this processor, its features read once.
+KernelBuild processorKernelBuild();
+
 /// poses[i] = the flange pose of joints[i] (getWristPoseInBase), and joint1[i] the sine and
 /// cosine of half of its joint 1 unless `joint1` is empty. The spans have equal sizes (not
 /// checked).
@@ -24,17 +36,23 @@ void flangePosesBaseline(const RobotConfig& robot, std::span<const RobJoint> joi
                          std::span<Transform> poses, std::span<HalfAngleSinCos> joint1);
 void flangePosesAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
                      std::span<Transform> poses, std::span<HalfAngleSinCos> joint1);
+void flangePosesAvx512(const RobotConfig& robot, std::span<const RobJoint> joints,
+                       std::span<Transform> poses, std::span<HalfAngleSinCos> joint1);
 
 /// out[i] = robot.getSpaceJacobian(joints[i]); equal sizes (not checked).
 void spaceJacobiansBaseline(const RobotConfig& robot, std::span<const RobJoint> joints,
                             std::span<GeometricJacobian> out);
 void spaceJacobiansAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
                         std::span<GeometricJacobian> out);
+void spaceJacobiansAvx512(const RobotConfig& robot, std::span<const RobJoint> joints,
+                          std::span<GeometricJacobian> out);
 
 /// out[i] = robot.getBodyJacobian(joints[i]); equal sizes (not checked).
 void bodyJacobiansBaseline(const RobotConfig& robot, std::span<const RobJoint> joints,
                            std::span<GeometricJacobian> out);
 void bodyJacobiansAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
                        std::span<GeometricJacobian> out);
+void bodyJacobiansAvx512(const RobotConfig& robot, std::span<const RobJoint> joints,
+                         std::span<GeometricJacobian> out);
 
 }  // namespace zor::rob::detail

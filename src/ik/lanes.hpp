@@ -4,7 +4,8 @@
 // kinematics: its two joint-1 branches run side by side, one per lane. GCC/Clang vector
 // extensions compile these to the SSE2 (x86-64) or NEON (AArch64) instructions every such
 // processor has, with no instruction-set flags. Four doubles (Double4) are for code built for
-// AVX alone; elsewhere they would pass through memory.
+// AVX alone, eight (Double8) for code built for AVX-512 alone; elsewhere they would pass through
+// memory.
 
 #include <bit>
 #include <cmath>
@@ -25,6 +26,9 @@ using Mask2 = long long __attribute__((vector_size(16)));
 using Double4 = double __attribute__((vector_size(32)));
 using Bits4 = unsigned long long __attribute__((vector_size(32)));
 using Mask4 = long long __attribute__((vector_size(32)));
+using Double8 = double __attribute__((vector_size(64)));
+using Bits8 = unsigned long long __attribute__((vector_size(64)));
+using Mask8 = long long __attribute__((vector_size(64)));
 
 /// The vector types of N lanes: Double, its bits, and the mask of a comparison.
 template <std::size_t N>
@@ -40,6 +44,12 @@ struct Lanes<4> {
   using Double = Double4;
   using Bits = Bits4;
   using Mask = Mask4;
+};
+template <>
+struct Lanes<8> {
+  using Double = Double8;
+  using Bits = Bits8;
+  using Mask = Mask8;
 };
 
 /// \returns 1.0 when `condition` holds, 0.0 otherwise, through a mask: GCC turns a conditional

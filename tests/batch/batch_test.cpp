@@ -26,11 +26,16 @@ namespace {
 /// more.
 constexpr std::size_t kRandomCount = ZORROB_BATCH_RANDOM_COUNT;
 
-bool processorHasAvx2() {
+/// The widest build of the kernels that this processor runs, from its features read here.
+detail::KernelBuild widestBuildHere() {
 #if defined(__x86_64__)
-  return __builtin_cpu_supports("avx2");
+  if (!__builtin_cpu_supports("avx2"))
+    return detail::KernelBuild::baseline;
+  return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl")
+             ? detail::KernelBuild::avx512
+             : detail::KernelBuild::avx2;
 #else
-  return false;
+  return detail::KernelBuild::baseline;
 #endif
 }
 
@@ -141,9 +146,9 @@ std::vector<RobJoint> randomJoints(std::size_t n, std::uint64_t seed) {
   return joints;
 }
 
-/// Groups of four random joint vectors in which one joint of one vector takes a special value:
+/// Groups of eight random joint vectors in which one joint of one vector takes a special value:
 /// every special value at every joint and every position in the group, so that each lane of
-/// either build meets it next to ordinary lanes.
+/// every build (two, four or eight lanes) meets it next to ordinary lanes.
 std::vector<RobJoint> specialJoints() {
   constexpr double inf = std::numeric_limits<double>::infinity();
   const std::vector<double> specials{std::numeric_limits<double>::quiet_NaN(),
@@ -163,8 +168,8 @@ std::vector<RobJoint> specialJoints() {
   std::uint64_t seed = 1;
   for (const double s : specials) {
     for (std::size_t k = 0; k < 6; ++k) {
-      for (std::size_t p = 0; p < 4; ++p) {
-        std::vector<RobJoint> group = randomJoints(4, seed++);
+      for (std::size_t p = 0; p < 8; ++p) {
+        std::vector<RobJoint> group = randomJoints(8, seed++);
         group[p].values[k] = s;
         joints.insert(joints.end(), group.begin(), group.end());
       }
@@ -173,7 +178,7 @@ std::vector<RobJoint> specialJoints() {
   return joints;
 }
 
-// ---- The two builds of the kernels ----
+// ---- The builds of the kernels ----
 
 using PosesKernel = void (*)(const RobotConfig&, std::span<const RobJoint>, std::span<Transform>,
                              std::span<detail::HalfAngleSinCos>);
@@ -187,14 +192,28 @@ struct Build {
   JacobiansKernel body;
 };
 
-/// The baseline build, and the AVX2 build where the processor has it.
+/// The baseline build, and the AVX2 and AVX-512 builds where the processor has them.
 std::vector<Build> builds() {
   std::vector<Build> b{{"baseline", detail::flangePosesBaseline, detail::spaceJacobiansBaseline,
                         detail::bodyJacobiansBaseline}};
-  if (processorHasAvx2())
+  if (widestBuildHere() >= detail::KernelBuild::avx2)
     b.push_back(
         {"avx2", detail::flangePosesAvx2, detail::spaceJacobiansAvx2, detail::bodyJacobiansAvx2});
+  if (widestBuildHere() == detail::KernelBuild::avx512)
+    b.push_back({"avx512", detail::flangePosesAvx512, detail::spaceJacobiansAvx512,
+                 detail::bodyJacobiansAvx512});
   return b;
+}
+
+TEST(BatchKernels, ChooseTheWidestBuildThatTheProcessorRuns) {
+  using detail::chooseKernelBuild;
+  using detail::KernelBuild;
+  EXPECT_EQ(chooseKernelBuild(false, false), KernelBuild::baseline);
+  EXPECT_EQ(chooseKernelBuild(true, false), KernelBuild::avx2);
+  EXPECT_EQ(chooseKernelBuild(true, true), KernelBuild::avx512);
+  // AVX-512 without AVX2 (a virtual machine may hide one and not the other): the baseline.
+  EXPECT_EQ(chooseKernelBuild(false, true), KernelBuild::baseline);
+  EXPECT_EQ(detail::processorKernelBuild(), widestBuildHere());
 }
 
 /// Runs every kernel of `build` on `joints` and compares each result with the scalar call's.
