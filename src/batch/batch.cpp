@@ -10,7 +10,6 @@
 #include "batch/kernels.hpp"
 #include "detail/parallel.hpp"
 #include "detail/throwers.hpp"
-#include "robot/joint_solution_conf.hpp"
 
 namespace zor::rob {
 
@@ -19,8 +18,7 @@ namespace {
 /// Elements per block of the work split over threads: large enough that taking a block costs
 /// nothing next to computing it.
 constexpr std::size_t kThreadBlock = 4096;
-/// Elements per step of the calls that go through a buffer on the stack.
-constexpr std::size_t kBufferSize = 64;
+/// Jacobians per step of the manipulability, which goes through a buffer on the stack.
 constexpr std::size_t kJacobianBufferSize = 8;
 
 void checkSizes(const char* call, std::size_t joints, std::size_t outputs) {
@@ -98,19 +96,8 @@ void RobTargets(const RobotConfig& robot, std::span<const RobJoint> joints,
                 std::span<RobTarget> targets, unsigned threads) {
   checkSizes("RobTargets", joints.size(), targets.size());
   runSplit(joints.size(), threads, [&](std::size_t first, std::size_t last) {
-    std::array<Transform, kBufferSize> flange;
-    std::array<detail::HalfAngleSinCos, kBufferSize> joint1;
-    for (std::size_t i = first; i < last; i += kBufferSize) {
-      const std::size_t n = std::min(kBufferSize, last - i);
-      flangePoses(robot, joints.subspan(i, n), std::span(flange).first(n),
-                  std::span(joint1).first(n));
-      // As getRobTarget does with the flange pose of each.
-      for (std::size_t k = 0; k < n; ++k) {
-        RobTarget& target = targets[i + k];
-        target = RobTarget(flange[k].toPose());
-        target.robConf = detail::confFromFlangePose(joints[i + k], robot, flange[k], joint1[k]);
-      }
-    }
+    runKernel(detail::robTargetsBaseline, detail::robTargetsAvx2, detail::robTargetsAvx512, robot,
+              joints.subspan(first, last - first), targets.subspan(first, last - first));
   });
 }
 

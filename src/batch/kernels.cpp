@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "ik/lanes.hpp"
+#include "robot/joint_solution_conf.hpp"
 #include "robot/sincos.hpp"
 #include "zor/rob/angles.hpp"
 
@@ -100,6 +101,8 @@ struct MatrixLanes {
 template <std::size_t W>
 struct JointLanes {
   using V = typename Lanes<W>::Double;
+  /// The joints as given (degrees).
+  std::array<V, 6> degrees{};
   std::array<V, 6> theta{};
   std::array<V, 6> sh{};
   std::array<V, 6> ch{};
@@ -126,9 +129,9 @@ template <std::size_t W>
   M inRange = M{} - 1;
 #pragma GCC unroll 6
   for (std::size_t k = 0; k < 6; ++k) {
-    const V degrees = gatherJoint<V>(joints, k, std::make_index_sequence<W>{});
+    j.degrees[k] = gatherJoint<V>(joints, k, std::make_index_sequence<W>{});
     // DegToRad's operations; values beyond the inline range are recomputed by the scalar call.
-    j.theta[k] = sign * (degrees * kPi / 180.0);
+    j.theta[k] = sign * (j.degrees[k] * kPi / 180.0);
     half[k] = j.theta[k] * 0.5;
     const V magnitude = std::bit_cast<V>(std::bit_cast<B>(half[k]) & ~kSignBit);
     inRange &= magnitude <= kMaxInlineSinCosArgument;
@@ -147,12 +150,11 @@ template <std::size_t W>
   return j;
 }
 
-/// The flange poses of joints[0 … W − 1]: flangePose's operations, lane by lane.
+/// The flange pose of the joints `j`: flangePose's operations, lane by lane.
 template <std::size_t W>
-[[gnu::always_inline]] inline void flangePoseLanes(const RobotConfig& robot, const RobJoint* joints,
-                                                   Transform* poses, HalfAngleSinCos* joint1) {
+[[gnu::always_inline]] inline MotionLanes<typename Lanes<W>::Double> flangeLanes(
+    const RobotConfig& robot, const JointLanes<W>& j) {
   using V = typename Lanes<W>::Double;
-  const JointLanes<W> j = loadJoints<W>(joints, 1.0);
   const std::array<V, 6>& sh = j.sh;
   const std::array<V, 6>& ch = j.ch;
   const std::array<Vec3, 6>& axes = robot.jointAxes;
@@ -185,17 +187,130 @@ template <std::size_t W>
                          (xy + sz) * w.x + yy * w.y + (yz - sx) * w.z,
                          (xz - sy) * w.x + (yz + sx) * w.y + zz * w.z};
   }
+  return {r, p};
+}
+
+/// The flange poses of joints[0 … W − 1], and the half joint 1's sine and cosine unless
+/// `joint1` is null.
+template <std::size_t W>
+[[gnu::always_inline]] inline void flangePoseLanes(const RobotConfig& robot, const RobJoint* joints,
+                                                   Transform* poses, HalfAngleSinCos* joint1) {
+  const JointLanes<W> j = loadJoints<W>(joints, 1.0);
+  const auto [r, p] = flangeLanes<W>(robot, j);
   for (std::size_t l = 0; l < W; ++l) {
     if (j.inRange[l]) {
       poses[l] = {r.lane(l), p.lane(l)};
       if (joint1 != nullptr)
-        joint1[l] = {sh[0][l], ch[0][l]};
+        joint1[l] = {j.sh[0][l], j.ch[0][l]};
     } else {
       HalfAngleSinCos half1;
       poses[l] = flangePose(robot, joints[l], half1);
       if (joint1 != nullptr)
         joint1[l] = half1;
     }
+  }
+}
+
+/// A vector of W ints.
+template <std::size_t W>
+struct IntLanes {
+  using Type [[gnu::vector_size(W * sizeof(int))]] = int;
+};
+
+/// What the robot targets' configuration takes from the arm, once per batch.
+struct TargetArm {
+  /// The wrist centre lies at this offset along the flange's z axis (getWcpZOffset).
+  double wcpZOffset = 0.0;
+  /// The elbow flag is set for joint 3 ≤ this (degrees).
+  double elbowAbove = 0.0;
+};
+
+/// AngleToQuadrant of every lane as a double; lanes whose value lies beyond int's range (NaN
+/// among them) are cleared in `inRange`, for the scalar call to take.
+template <std::size_t W>
+[[gnu::always_inline]] inline typename Lanes<W>::Double quadrantLanes(
+    typename Lanes<W>::Double angle, typename Lanes<W>::Mask& inRange) {
+  using V = typename Lanes<W>::Double;
+  using B = typename Lanes<W>::Bits;
+  const V above = (angle - 1e-6) / 90.0;
+  const V below = (angle + 1e-6) / 90.0 - 1.0;
+  const V quarters = select(angle > 0.0, above, below);
+  inRange &= std::bit_cast<V>(std::bit_cast<B>(quarters) & ~kSignBit) < 2147483648.0;
+  return quarters;
+}
+
+/// The robot targets of joints[0 … W − 1], as getRobTarget computes them: the flange pose, and
+/// the configuration by confFromFlangePose's operations where its shoulder test takes the sign
+/// of cos(φ − j1) and the quadrants are ints. The other lanes take the scalar call.
+template <std::size_t W>
+[[gnu::always_inline]] inline void robTargetLanes(const RobotConfig& robot, const TargetArm& arm,
+                                                  const RobJoint* joints, RobTarget* targets) {
+  using V = typename Lanes<W>::Double;
+  using B = typename Lanes<W>::Bits;
+  using M = typename Lanes<W>::Mask;
+  const JointLanes<W> j = loadJoints<W>(joints, 1.0);
+  const auto [r, p] = flangeLanes<W>(robot, j);
+  // wristCentre: p − r·(0, 0, wcpZOffset) by rotateVector's operations; only x and y enter.
+  const Vec3Lanes<V> u{r.x, r.y, r.z};
+  const Vec3Lanes<V> offset = Vec3Lanes<V>::splat({0.0, 0.0, arm.wcpZOffset});
+  const Vec3Lanes<V> t2 = u.cross(offset);
+  const Vec3Lanes<V> t{t2.x * 2.0, t2.y * 2.0, t2.z * 2.0};
+  const Vec3Lanes<V> ut = u.cross(t);
+  const V x = p.x - ((offset.x + t.x * r.w) + ut.x);
+  const V y = p.y - ((offset.y + t.y * r.w) + ut.y);
+  // The shoulder test's fast path.
+  const V sh = j.sh[0];
+  const V ch = j.ch[0];
+  const V cosJ1 = 1.0 - 2.0 * sh * sh;
+  const V sinJ1 = 2.0 * sh * ch;
+  const V along = x * cosJ1 + y * sinJ1;
+  const V rr = x * x + y * y;
+  const V j1 = j.degrees[0];
+  const V absJ1 = std::bit_cast<V>(std::bit_cast<B>(j1) & ~kSignBit);
+  M valid = (along * along > kShoulderFastCosine * kShoulderFastCosine * rr) &
+            (absJ1 < kShoulderFastJointLimit);
+  // The rough direction ±45 or ±135 degrees, signed by y's sign bit as atan2 signs it.
+  const V quadrantX = select(x >= 0.0, V{} + 45.0, V{} + 135.0);
+  const V roughPhi =
+      std::bit_cast<V>(std::bit_cast<B>(quadrantX) | (std::bit_cast<B>(y) & kSignBit));
+  const V distance = std::bit_cast<V>(std::bit_cast<B>(roughPhi - j1) & ~kSignBit);
+  const M behind = (along < 0.0) | ~(distance < 180.0);
+  // Elbow: set for j3 ≤ elbowAbove; wrist: j5 = 0 counts as not flipped.
+  const M elbow = ~(j.degrees[2] > arm.elbowAbove);
+  const M wrist = j.degrees[4] < 0.0;
+  const V cfx = (select(behind, V{} + 4.0, V{}) + select(elbow, V{} + 2.0, V{})) +
+                select(wrist, V{} + 1.0, V{});
+  const V cf1 = quadrantLanes<W>(j1, valid);
+  const V cf4 = quadrantLanes<W>(j.degrees[3], valid);
+  const V cf6 = quadrantLanes<W>(j.degrees[5], valid);
+  // The four integers of each lane's configuration, whole vectors converted at once (the lanes
+  // that are not valid, whose quadrants may lie beyond int's range, are zeroed first).
+  using Ints = typename IntLanes<W>::Type;
+  const std::array<Ints, 4> conf{__builtin_convertvector(select(valid, cf1, V{}), Ints),
+                                 __builtin_convertvector(select(valid, cf4, V{}), Ints),
+                                 __builtin_convertvector(select(valid, cf6, V{}), Ints),
+                                 __builtin_convertvector(cfx, Ints)};
+  auto write = [&](std::size_t l) {
+    RobTarget& target = targets[l];
+    // RobTarget(pose) and the configuration, field by field.
+    target.pose = {{p.x[l], p.y[l], p.z[l]}, {r.w[l], r.x[l], r.y[l], r.z[l]}};
+    target.robConf = {conf[0][l], conf[1][l], conf[2][l], conf[3][l]};
+    target.extJoint = {};
+  };
+  bool inRange = true;
+  for (std::size_t l = 0; l < W; ++l)
+    inRange = inRange & j.inRange[l];
+  if (inRange && !any(~valid)) [[likely]] {
+    // No call in this loop: the lanes' vectors need not be saved around one.
+    for (std::size_t l = 0; l < W; ++l)
+      write(l);
+    return;
+  }
+  for (std::size_t l = 0; l < W; ++l) {
+    if (j.inRange[l] && valid[l] != 0)
+      write(l);
+    else
+      targets[l] = robot.getRobTarget(joints[l]);
   }
 }
 
@@ -315,6 +430,24 @@ template <std::size_t W>
 }
 
 template <std::size_t W>
+[[gnu::always_inline]] inline void robTargetsIn(const RobotConfig& robot,
+                                                std::span<const RobJoint> joints,
+                                                std::span<RobTarget> targets) {
+  bool unit = true;
+  for (const Vec3& a : robot.jointAxes)
+    unit = unit & isUnit(a);
+  const TargetArm arm{robot.getWcpZOffset(), -RadToDeg(robot.elbowOffset)};
+  const std::size_t n = joints.size();
+  std::size_t i = 0;
+  if (unit) {
+    for (; i + W <= n; i += W)
+      robTargetLanes<W>(robot, arm, &joints[i], &targets[i]);
+  }
+  for (; i < n; ++i)
+    targets[i] = robot.getRobTarget(joints[i]);
+}
+
+template <std::size_t W>
 [[gnu::always_inline]] inline void spaceJacobiansIn(const RobotConfig& robot,
                                                     std::span<const RobJoint> joints,
                                                     std::span<GeometricJacobian> out) {
@@ -360,6 +493,11 @@ KernelBuild chooseKernelBuild(bool hasAvx2, bool hasAvx512) {
   flangePosesIn<2>(robot, joints, poses, joint1);
 }
 
+[[gnu::flatten]] void robTargetsBaseline(const RobotConfig& robot, std::span<const RobJoint> joints,
+                                         std::span<RobTarget> targets) {
+  robTargetsIn<2>(robot, joints, targets);
+}
+
 [[gnu::flatten]] void spaceJacobiansBaseline(const RobotConfig& robot,
                                              std::span<const RobJoint> joints,
                                              std::span<GeometricJacobian> out) {
@@ -379,6 +517,12 @@ KernelBuild chooseKernelBuild(bool hasAvx2, bool hasAvx512) {
                                                            std::span<Transform> poses,
                                                            std::span<HalfAngleSinCos> joint1) {
   flangePosesIn<4>(robot, joints, poses, joint1);
+}
+
+[[gnu::flatten, gnu::target("avx2")]] void robTargetsAvx2(const RobotConfig& robot,
+                                                          std::span<const RobJoint> joints,
+                                                          std::span<RobTarget> targets) {
+  robTargetsIn<4>(robot, joints, targets);
 }
 
 [[gnu::flatten, gnu::target("avx2")]] void spaceJacobiansAvx2(const RobotConfig& robot,
@@ -402,6 +546,11 @@ KernelBuild chooseKernelBuild(bool hasAvx2, bool hasAvx512) {
     const RobotConfig& robot, std::span<const RobJoint> joints, std::span<Transform> poses,
     std::span<HalfAngleSinCos> joint1) {
   flangePosesIn<8>(robot, joints, poses, joint1);
+}
+
+[[gnu::flatten, gnu::target("avx512f,avx512vl")]] void robTargetsAvx512(
+    const RobotConfig& robot, std::span<const RobJoint> joints, std::span<RobTarget> targets) {
+  robTargetsIn<4>(robot, joints, targets);
 }
 
 [[gnu::flatten, gnu::target("avx512f,avx512vl")]] void spaceJacobiansAvx512(
@@ -428,6 +577,11 @@ void flangePosesAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
   flangePosesBaseline(robot, joints, poses, joint1);
 }
 
+void robTargetsAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
+                    std::span<RobTarget> targets) {
+  robTargetsBaseline(robot, joints, targets);
+}
+
 void spaceJacobiansAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
                         std::span<GeometricJacobian> out) {
   spaceJacobiansBaseline(robot, joints, out);
@@ -441,6 +595,11 @@ void bodyJacobiansAvx2(const RobotConfig& robot, std::span<const RobJoint> joint
 void flangePosesAvx512(const RobotConfig& robot, std::span<const RobJoint> joints,
                        std::span<Transform> poses, std::span<HalfAngleSinCos> joint1) {
   flangePosesBaseline(robot, joints, poses, joint1);
+}
+
+void robTargetsAvx512(const RobotConfig& robot, std::span<const RobJoint> joints,
+                      std::span<RobTarget> targets) {
+  robTargetsBaseline(robot, joints, targets);
 }
 
 void spaceJacobiansAvx512(const RobotConfig& robot, std::span<const RobJoint> joints,

@@ -16,6 +16,7 @@
 #include "zor/rob/robot_config.hpp"
 #include "zor/rob/rotation.hpp"
 #include "zor/rob/screw.hpp"
+#include "zor/rob/targets.hpp"
 
 namespace zor::rob::detail {
 
@@ -38,6 +39,14 @@ void flangePosesAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
                      std::span<Transform> poses, std::span<HalfAngleSinCos> joint1);
 void flangePosesAvx512(const RobotConfig& robot, std::span<const RobJoint> joints,
                        std::span<Transform> poses, std::span<HalfAngleSinCos> joint1);
+
+/// targets[i] = robot.getRobTarget(joints[i]); equal sizes (not checked).
+void robTargetsBaseline(const RobotConfig& robot, std::span<const RobJoint> joints,
+                        std::span<RobTarget> targets);
+void robTargetsAvx2(const RobotConfig& robot, std::span<const RobJoint> joints,
+                    std::span<RobTarget> targets);
+void robTargetsAvx512(const RobotConfig& robot, std::span<const RobJoint> joints,
+                      std::span<RobTarget> targets);
 
 /// out[i] = robot.getSpaceJacobian(joints[i]); equal sizes (not checked).
 void spaceJacobiansBaseline(const RobotConfig& robot, std::span<const RobJoint> joints,

@@ -16,12 +16,6 @@ namespace {
 /// shoulder counts as in front.
 constexpr double kShoulderFrontAngle = 90.0;
 
-/// The sign of cos(φ − j1) decides the shoulder test without atan2 when |cos(φ − j1)| exceeds
-/// this (φ − j1 farther than about 6e-5 degrees from a quarter turn) and |j1| is below
-/// kShoulderFastJointLimit degrees (so that j1's sine and cosine are accurate to ~1e-12).
-constexpr double kShoulderFastCosine = 1e-6;
-constexpr double kShoulderFastJointLimit = 1e6;
-
 /// \returns whether the shoulder is behind: |φ − j1| > 90 degrees for the direction
 /// φ = atan2(y, x) (degrees) of the wrist centre (x, y) seen from the base z axis. The
 /// difference is deliberately not wrapped into ±180: φ = 179 with j1 = −179 counts as behind.

@@ -16,6 +16,7 @@
 #include "import/test_arms.hpp"
 #include "robot/arm_reference.hpp"
 #include "support/test_support.hpp"
+#include "support/unchecked_arm.hpp"
 #include "zor/rob/arm_import.hpp"
 #include "zor/rob/batch.hpp"
 
@@ -182,26 +183,28 @@ std::vector<RobJoint> specialJoints() {
 
 using PosesKernel = void (*)(const RobotConfig&, std::span<const RobJoint>, std::span<Transform>,
                              std::span<detail::HalfAngleSinCos>);
+using TargetsKernel = void (*)(const RobotConfig&, std::span<const RobJoint>, std::span<RobTarget>);
 using JacobiansKernel = void (*)(const RobotConfig&, std::span<const RobJoint>,
                                  std::span<GeometricJacobian>);
 
 struct Build {
   std::string name;
   PosesKernel poses;
+  TargetsKernel targets;
   JacobiansKernel space;
   JacobiansKernel body;
 };
 
 /// The baseline build, and the AVX2 and AVX-512 builds where the processor has them.
 std::vector<Build> builds() {
-  std::vector<Build> b{{"baseline", detail::flangePosesBaseline, detail::spaceJacobiansBaseline,
-                        detail::bodyJacobiansBaseline}};
+  std::vector<Build> b{{"baseline", detail::flangePosesBaseline, detail::robTargetsBaseline,
+                        detail::spaceJacobiansBaseline, detail::bodyJacobiansBaseline}};
   if (widestBuildHere() >= detail::KernelBuild::avx2)
-    b.push_back(
-        {"avx2", detail::flangePosesAvx2, detail::spaceJacobiansAvx2, detail::bodyJacobiansAvx2});
+    b.push_back({"avx2", detail::flangePosesAvx2, detail::robTargetsAvx2,
+                 detail::spaceJacobiansAvx2, detail::bodyJacobiansAvx2});
   if (widestBuildHere() == detail::KernelBuild::avx512)
-    b.push_back({"avx512", detail::flangePosesAvx512, detail::spaceJacobiansAvx512,
-                 detail::bodyJacobiansAvx512});
+    b.push_back({"avx512", detail::flangePosesAvx512, detail::robTargetsAvx512,
+                 detail::spaceJacobiansAvx512, detail::bodyJacobiansAvx512});
   return b;
 }
 
@@ -223,8 +226,10 @@ void expectKernelsEqualScalar(const Build& build, const NamedArm& arm,
   const RobotConfig& robot = arm.robot;
   std::vector<Transform> poses(joints.size());
   std::vector<detail::HalfAngleSinCos> joint1(joints.size());
+  std::vector<RobTarget> targets(joints.size());
   std::vector<Transform> expectedPoses;
   std::vector<detail::HalfAngleSinCos> expectedJoint1;
+  std::vector<RobTarget> expectedTargets;
   std::vector<GeometricJacobian> space(joints.size());
   std::vector<GeometricJacobian> body(joints.size());
   std::vector<GeometricJacobian> expectedSpace;
@@ -233,6 +238,7 @@ void expectKernelsEqualScalar(const Build& build, const NamedArm& arm,
     detail::HalfAngleSinCos half1;
     expectedPoses.push_back(detail::flangePose(robot, j, half1));
     expectedJoint1.push_back(half1);
+    expectedTargets.push_back(robot.getRobTarget(j));
     expectedSpace.push_back(robot.getSpaceJacobian(j));
     expectedBody.push_back(robot.getBodyJacobian(j));
   }
@@ -243,6 +249,8 @@ void expectKernelsEqualScalar(const Build& build, const NamedArm& arm,
   std::vector<Transform> posesOnly(joints.size());
   build.poses(robot, joints, posesOnly, {});
   EXPECT_TRUE(sameBits(posesOnly, expectedPoses, joints));
+  build.targets(robot, joints, targets);
+  EXPECT_TRUE(sameBits(targets, expectedTargets, joints));
   build.space(robot, joints, space);
   EXPECT_TRUE(sameBits(space, expectedSpace, joints));
   build.body(robot, joints, body);
@@ -272,6 +280,43 @@ TEST(BatchKernels, GiveTheScalarResultsForNonFiniteAndHugeJoints) {
   const std::vector<RobJoint> joints = specialJoints();
   for (const Build& build : builds()) {
     for (const NamedArm& arm : arms())
+      expectKernelsEqualScalar(build, arm, joints);
+  }
+}
+
+/// An arm whose wrist centre stays at 500 (cos φ, sin φ, 0) whatever the joints: joint 1 turns
+/// about the base line through it, the others about lines through it.
+RobotConfig fixedWristArm(double phiDegrees) {
+  const double phi = test::radians(phiDegrees);
+  const Vec3 d{std::cos(phi), std::sin(phi), 0};
+  const Pos w = (d * 500.0).toPos();
+  const Vec3 x{1, 0, 0};
+  const Vec3 y{0, 1, 0};
+  const Transform flange(RotationTemplate<double>(test::kPi / 2, y), {w.x + 100, w.y, w.z});
+  return test::uncheckedArm({d, y, y, x, y, x}, {Pos{}, w, w, w, w, w}, flange,
+                            {-360, -360, -360, -360, -360, -360, -720},
+                            {360, 360, 360, 360, 360, 360, 720}, RobJoint(0, 0, 0, 0, 0, 0), 0.0,
+                            0);
+}
+
+TEST(BatchKernels, GiveTheScalarRobotTargetsAtTheShoulderBoundary) {
+  // Joint 1 a quarter turn from the wrist centre's direction φ, exactly or nearly: there the
+  // shoulder side is decided by atan2, a little farther by the sign of cos(φ − j1). Each value at
+  // each position of a group of eight random joint vectors.
+  for (const double phi : {30.0, -45.0, 100.0, 179.0, 0.0}) {
+    std::vector<RobJoint> joints;
+    std::uint64_t seed = 100;
+    for (const double quarter : {90.0, -90.0, 270.0}) {
+      for (const double offset : {0.0, 1e-12, -1e-12, 1e-9, -1e-9, 1e-5, -1e-5, 1e-3}) {
+        for (std::size_t p = 0; p < 8; ++p) {
+          std::vector<RobJoint> group = randomJoints(8, seed++);
+          group[p].values[0] = phi + quarter + offset;
+          joints.insert(joints.end(), group.begin(), group.end());
+        }
+      }
+    }
+    const NamedArm arm{"fixed wrist at " + std::to_string(phi), fixedWristArm(phi), joints.size()};
+    for (const Build& build : builds())
       expectKernelsEqualScalar(build, arm, joints);
   }
 }
