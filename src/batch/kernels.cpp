@@ -62,7 +62,9 @@ template <std::size_t W>
 [[gnu::always_inline]] inline void flangePoseLanes(const RobotConfig& robot, const RobJoint* joints,
                                                    Transform* poses, HalfAngleSinCos* joint1) {
   const JointLanes<W> j = loadJoints<W>(joints, 1.0);
-  const auto [r, p] = flangeLanes<W>(robot, j);
+  const MotionLanes<typename Lanes<W>::Double> flange = flangeLanes<W>(robot, j);
+  const auto& r = flange.rotation;
+  const auto& p = flange.translation;
   for (std::size_t l = 0; l < W; ++l) {
     if (j.inRange[l]) {
       poses[l] = {r.lane(l), p.lane(l)};
@@ -115,7 +117,9 @@ template <std::size_t W>
   using B = typename Lanes<W>::Bits;
   using M = typename Lanes<W>::Mask;
   const JointLanes<W> j = loadJoints<W>(joints, 1.0);
-  const auto [r, p] = flangeLanes<W>(robot, j);
+  const MotionLanes<typename Lanes<W>::Double> flange = flangeLanes<W>(robot, j);
+  const auto& r = flange.rotation;
+  const auto& p = flange.translation;
   // wristCentre: p − r·(0, 0, wcpZOffset) by rotateVector's operations; only x and y enter.
   const Vec3Lanes<V> u{r.x, r.y, r.z};
   const Vec3Lanes<V> offset = Vec3Lanes<V>::splat({0.0, 0.0, arm.wcpZOffset});
