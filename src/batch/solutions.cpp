@@ -12,11 +12,13 @@
 #include <cstddef>
 #include <exception>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "batch/closed_form_lanes.hpp"
 #include "batch/closed_form_queries.hpp"
 #include "detail/parallel.hpp"
 #include "zor/rob/angles.hpp"
@@ -31,17 +33,24 @@ using detail::ClosedFormQueries;
 
 /// Poses per block of the work split over threads.
 constexpr std::size_t kPosesPerBlock = 1024;
+/// Poses whose branches are solved together, in the lanes, before their turns are listed.
+constexpr std::size_t kPosesPerGroup = 16;
+/// A squared orientation record at least this long is not refused (the rule's bound is 1e-6).
+constexpr double kSurelyNonZero = 1e-5;
 /// Lists of a pose up to this long are sorted by insertion, as findAllJointSolutions sorts them.
 constexpr std::size_t kShortList = 64;
 
-/// The pose as the solvers and labels take it (findAllJointSolutions' own steps).
-detail::QueryPose queryPoseOf(const ClosedFormQueries& q, const Pose& pose) {
+/// The pose as the solvers take it (findAllJointSolutions' own steps), without its labelling
+/// members.
+detail::QueryPose queryPoseOf(const Pose& pose) {
   const Orient& o = pose.orient;
-  (void)Rotation(o.q1, o.q2, o.q3, o.q4);  // the rotation's rule for a zero record throws
+  // The rotation's rule throws for a record whose squared length is below 1e-6; only records
+  // near that (or not finite) need the rule itself.
+  if (!(o.q1 * o.q1 + o.q2 * o.q2 + o.q3 * o.q3 + o.q4 * o.q4 >= kSurelyNonZero))
+    (void)Rotation(o.q1, o.q2, o.q3, o.q4);
   detail::QueryPose t;
   t.rotation = detail::rotationMatrix(o.q1, o.q2, o.q3, o.q4);
   t.position = pose.pos.toVec3();
-  q.setLabelling(t);
   return t;
 }
 
@@ -76,13 +85,10 @@ void sortSolutions(JointSolutionsBatch& out, std::size_t first) {
   std::copy(sortedConfs.begin(), sortedConfs.end(), confs.begin() + static_cast<long>(first));
 }
 
-/// Appends the solutions of `pose` to `out`; \returns the status.
-IkStatus appendSolutions(const ClosedFormQueries& q, const Pose& pose, JointSolutionsBatch& out) {
+/// Appends the solutions of the branches `branches` of `target` to `out`; \returns the status.
+IkStatus appendSolutions(const ClosedFormQueries& q, const detail::QueryPose& target,
+                         const detail::PoseBranches& branches, JointSolutionsBatch& out) {
   const RobotConfig& robot = *q.robot;
-  const detail::QueryPose target = queryPoseOf(q, pose);
-  detail::PoseBranches branches;
-  detail::BaseSolutions base;
-  q.solve(target.rotation, target.position, branches, base);
   if (branches.count == 0)
     return IkStatus::outOfReach;
   if (q.windows.empty)
@@ -117,6 +123,42 @@ IkStatus appendSolutions(const ClosedFormQueries& q, const Pose& pose, JointSolu
   return out.joints.size() == first ? IkStatus::outsideJointLimits : IkStatus::found;
 }
 
+/// Solves the poses [first, first + poses.size()) of an arm of the closed form into `out`,
+/// kPosesPerGroup at a time: their branches in the lanes, then their turns, labels and order
+/// pose by pose. Throws the error of the first pose that fails, its index in `failed`.
+void solveClosedFormRange(const ClosedFormQueries& q, std::span<const Pose> poses,
+                          std::size_t first, JointSolutionsBatch& out, std::size_t& failed) {
+  const detail::ClosedFormBuild build = detail::processorClosedFormBuild();
+  std::array<detail::QueryPose, kPosesPerGroup> targets;
+  std::array<detail::PoseBranches, kPosesPerGroup> branches;
+  for (std::size_t g = 0; g < poses.size(); g += kPosesPerGroup) {
+    const std::size_t n = std::min(kPosesPerGroup, poses.size() - g);
+    // The poses before one whose record is refused are listed before its error is thrown.
+    std::size_t valid = 0;
+    std::exception_ptr error;
+    for (; valid < n; ++valid) {
+      try {
+        targets[valid] = queryPoseOf(poses[g + valid]);
+      } catch (...) {
+        error = std::current_exception();
+        break;
+      }
+    }
+    q.setLabellings(std::span(targets).first(valid));
+    detail::solveClosedFormLanes(q.arm, q.free, std::span(targets).first(valid),
+                                 std::span(branches).first(valid), build);
+    for (std::size_t i = 0; i < valid; ++i) {
+      failed = first + g + i;
+      out.statuses.push_back(appendSolutions(q, targets[i], branches[i], out));
+      out.offsets.push_back(out.joints.size());
+    }
+    if (error) {
+      failed = first + g + valid;
+      std::rethrow_exception(error);
+    }
+  }
+}
+
 /// Rethrows the error in flight with "pose <index>: " before its message, its type kept.
 [[noreturn]] void rethrowForPose(std::size_t index) {
   const std::string prefix = "pose " + std::to_string(index) + ": ";
@@ -147,16 +189,22 @@ std::optional<std::size_t> solveRange(const RobotConfig& robot,
   out.confs.reserve(8 * poses.size());
   out.statuses.reserve(poses.size());
   out.offsets.reserve(poses.size() + 1);
+  if (queries) {
+    std::size_t failed = first;
+    try {
+      solveClosedFormRange(*queries, poses, first, out, failed);
+    } catch (...) {
+      error = std::current_exception();
+      return failed;
+    }
+    return std::nullopt;
+  }
   TargetConfiguration list;
   for (std::size_t i = 0; i < poses.size(); ++i) {
     try {
-      if (queries) {
-        out.statuses.push_back(appendSolutions(*queries, poses[i], out));
-      } else {
-        out.statuses.push_back(robot.findAllJointSolutions(poses[i], nullptr, list));
-        out.joints.insert(out.joints.end(), list.joints.begin(), list.joints.end());
-        out.confs.insert(out.confs.end(), list.confs.begin(), list.confs.end());
-      }
+      out.statuses.push_back(robot.findAllJointSolutions(poses[i], nullptr, list));
+      out.joints.insert(out.joints.end(), list.joints.begin(), list.joints.end());
+      out.confs.insert(out.confs.end(), list.confs.begin(), list.confs.end());
     } catch (...) {
       error = std::current_exception();
       return first + i;

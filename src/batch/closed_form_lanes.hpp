@@ -1,0 +1,39 @@
+#pragma once
+
+// The closed form of several poses at once, one pose per vector lane: two in the baseline build,
+// four in the AVX2 build. Each lane repeats, operation for operation, what solveClosedForm does for
+// its pose in the same build, so that the branches come out bit for bit the same: the scalar
+// closed form runs its two joint-1 branches side by side in two lanes, this one runs each branch
+// of four poses side by side. Only the common case is laned: two joint-1 branches, two elbow
+// branches each, none on a singularity, all terms finite. A pose outside it (stretched or folded
+// elbow, out of reach, singular, not finite) is solved again by the scalar closed form of the same
+// build, so every pose gets exactly the branches of the scalar call.
+//
+// A pose waits mostly on its chain of roots and divisions from joint 1 to the wrist; four poses
+// in the lanes wait on it once, and joint 1 and the elbow, scalar in solveClosedForm, run in
+// vectors too.
+
+#include <cstddef>
+#include <span>
+
+#include "batch/closed_form_queries.hpp"
+#include "ik/closed_form.hpp"
+
+namespace zor::rob::detail {
+
+/// The builds of the closed form, chosen at run time: the processor's baseline instruction set
+/// (two poses per call of the lanes), and AVX2 with FMA (four).
+enum class ClosedFormBuild { baseline, avx2 };
+
+/// \returns the build the processor runs: avx2 where processorHasAvx2().
+ClosedFormBuild processorClosedFormBuild();
+
+/// Solves every pose of `targets` (rotation and position; the labelling members are not used)
+/// into `out` (as many), in degrees, the branches of each bit for bit those that
+/// solveClosedFormBaseline or solveClosedFormAvx2 (by `build`) give for it, converted as
+/// ClosedFormQueries::solve converts them. `build` avx2 only where processorHasAvx2().
+void solveClosedFormLanes(const ClosedFormArm& arm, const FreeJoints& free,
+                          std::span<const QueryPose> targets, std::span<PoseBranches> out,
+                          ClosedFormBuild build);
+
+}  // namespace zor::rob::detail
