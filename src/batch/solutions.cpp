@@ -8,8 +8,10 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <span>
@@ -85,14 +87,88 @@ void sortSolutions(JointSolutionsBatch& out, std::size_t first) {
   std::copy(sortedConfs.begin(), sortedConfs.end(), confs.begin() + static_cast<long>(first));
 }
 
-/// Appends the solutions of the branches `branches` of `target` to `out`; \returns the status.
+/// The solutions of one pose whose branches all take forEachTurn's direct path: at most two
+/// per branch.
+struct DirectList {
+  std::array<RobJoint, 16> joints;
+  std::array<ConfData, 16> confs;
+  std::array<std::uint8_t, 16> order;
+  std::size_t count{0};
+};
+
+/// Lists the solutions of `branches` inside the limits into `list`, labelled and in the order
+/// of findAllJointSolutions, when every branch takes forEachTurn's direct path (each value near
+/// the middle of its window, at most one joint with one more turn inside) or has no solution;
+/// \returns false, `list` unspecified, otherwise. The same solutions as forEachTurn gives, in
+/// another order before the sort: the sort leaves only identical solutions in either order.
+bool listDirect(const ClosedFormQueries& q, const detail::QueryPose& target,
+                const detail::PoseBranches& branches, DirectList& list) {
+  const RobotConfig& robot = *q.robot;
+  const detail::JointWindows& windows = q.windows;
+  // The count in a register: in the list, each solution would wait on the store of the last.
+  std::size_t count = 0;
+  // Written in place: a solution changed in a copy and then copied would wait on a stalled
+  // store.
+  const auto add = [&](const std::array<double, 6>& branch, std::size_t turned, double value) {
+    std::array<double, 6>& j = list.joints[count].values;
+    j = branch;
+    if (turned < 6)
+      j[turned] = value;
+    if (!windows.coupled ||
+        (robot.isJointAllowed(1, j[1], j[2]) && robot.isJointAllowed(2, j[2], j[1])))
+      ++count;
+  };
+  for (std::size_t b = 0; b < branches.count; ++b) {
+    const std::array<double, 6>& branch = branches.joints[b];
+    const detail::TurnTests tests = detail::turnTestsOf(windows, branch);
+    if ((~(tests.near | tests.below | tests.above) & detail::kAllJoints) != 0)
+      continue;
+    const unsigned turning = tests.below | tests.above;
+    if (tests.near != detail::kAllJoints || (tests.below & tests.above) != 0 ||
+        (turning & (turning - 1)) != 0)
+      return false;
+    if (turning == 0) {
+      add(branch, detail::kNewBranch, 0.0);
+      continue;
+    }
+    const auto i = static_cast<std::size_t>(std::countr_zero(turning));
+    const double up = static_cast<double>((tests.above >> i) & 1U);
+    const double other = branch[i] + detail::kTurn * (2.0 * up - 1.0);
+    add(branch, i, std::min(branch[i], other));
+    add(branch, i, std::max(branch[i], other));
+  }
+  list.count = count;
+  for (std::size_t k = 0; k < count; ++k) {
+    list.confs[k] = detail::labelOf(robot, target, list.joints[k]);
+    // Insertion sort of the indices, as findAllJointSolutions sorts its short lists.
+    std::size_t m = k;
+    for (; m > 0 &&
+           detail::solutionPrecedes(list.joints[k], list.confs[k], list.joints[list.order[m - 1]],
+                                    list.confs[list.order[m - 1]]);
+         --m)
+      list.order[m] = list.order[m - 1];
+    list.order[m] = static_cast<std::uint8_t>(k);
+  }
+  return true;
+}
+
+/// Appends the solutions of the branches `branches` of `target` to `out`, through `list` where
+/// they are few; \returns the status.
 IkStatus appendSolutions(const ClosedFormQueries& q, const detail::QueryPose& target,
-                         const detail::PoseBranches& branches, JointSolutionsBatch& out) {
+                         const detail::PoseBranches& branches, DirectList& list,
+                         JointSolutionsBatch& out) {
   const RobotConfig& robot = *q.robot;
   if (branches.count == 0)
     return IkStatus::outOfReach;
   if (q.windows.empty)
     return IkStatus::outsideJointLimits;
+  if (listDirect(q, target, branches, list)) {
+    for (std::size_t k = 0; k < list.count; ++k) {
+      out.joints.push_back(list.joints[list.order[k]]);
+      out.confs.push_back(list.confs[list.order[k]]);
+    }
+    return list.count == 0 ? IkStatus::outsideJointLimits : IkStatus::found;
+  }
   std::array<detail::TurnTests, 8> tests;
   std::array<bool, 8> few{};
   for (std::size_t b = 0; b < branches.count; ++b) {
@@ -131,6 +207,7 @@ void solveClosedFormRange(const ClosedFormQueries& q, std::span<const Pose> pose
   const detail::ClosedFormBuild build = detail::processorClosedFormBuild();
   std::array<detail::QueryPose, kPosesPerGroup> targets;
   std::array<detail::PoseBranches, kPosesPerGroup> branches;
+  DirectList list;  // reused: its value-initialised arrays cost a pose as much as they hold
   for (std::size_t g = 0; g < poses.size(); g += kPosesPerGroup) {
     const std::size_t n = std::min(kPosesPerGroup, poses.size() - g);
     // The poses before one whose record is refused are listed before its error is thrown.
@@ -149,7 +226,7 @@ void solveClosedFormRange(const ClosedFormQueries& q, std::span<const Pose> pose
                                  std::span(branches).first(valid), build);
     for (std::size_t i = 0; i < valid; ++i) {
       failed = first + g + i;
-      out.statuses.push_back(appendSolutions(q, targets[i], branches[i], out));
+      out.statuses.push_back(appendSolutions(q, targets[i], branches[i], list, out));
       out.offsets.push_back(out.joints.size());
     }
     if (error) {
