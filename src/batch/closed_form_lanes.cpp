@@ -1,6 +1,8 @@
 #include "batch/closed_form_lanes.hpp"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 
@@ -123,11 +125,16 @@ struct CosSinLanes {
   V s;
 };
 
+/// Which products solveCosSin's solutions fuse in the AVX2 build: the scalar closed form's
+/// compiler fuses those with c for joint 1 and those with h (√(ρ² − c²)) for the elbow, whose A
+/// and B are the arm's constants.
+enum class Fused { withC, withH };
+
 /// The two solutions of A cos θ + B sin θ = c per lane, and the direction of the offset γ, as
 /// solveCosSin forms them where they are two; \returns the lanes where they are. `common` is
 /// cleared where there is one (the argument within kReachTolerance of ±1): the lanes do the
 /// common cases, two solutions or none.
-template <typename V, typename M>
+template <Fused fused, typename V, typename M>
 [[gnu::always_inline]] inline M solveCosSinLanes(V a, V b, V c, V rho,
                                                  std::array<CosSinLanes<V>, 2>& out,
                                                  CosSinLanes<V>& offset, M& common) {
@@ -135,14 +142,18 @@ template <typename V, typename M>
   const V magnitude = select(ratio < 0.0, -ratio, ratio);
   const M two = magnitude < 1.0 - kReachTolerance;
   common &= two | ~(magnitude <= 1.0 + kReachTolerance);
-  const V rr = a * a + b * b;
-  const V h = laneSqrt(rr - c * c);
+  const V rr = mulAddLanes(a, a, b * b);
+  const V h = laneSqrt(mulAddLanes(-c, c, rr));
   const V inverse = 1.0 / rr;
-  // The products with h, which waits on the root, fused in the AVX2 build, as there.
-  const V ac = a * c;
-  const V bc = b * c;
-  out[0] = {mulAddLanes(-b, h, ac) * inverse, mulAddLanes(a, h, bc) * inverse};
-  out[1] = {mulAddLanes(b, h, ac) * inverse, mulAddLanes(-a, h, bc) * inverse};
+  if constexpr (fused == Fused::withC) {
+    out[0] = {mulAddLanes(a, c, -(b * h)) * inverse, mulAddLanes(b, c, a * h) * inverse};
+    out[1] = {mulAddLanes(a, c, b * h) * inverse, mulAddLanes(b, c, -(a * h)) * inverse};
+  } else {
+    const V ac = a * c;
+    const V bc = b * c;
+    out[0] = {mulAddLanes(-b, h, ac) * inverse, mulAddLanes(a, h, bc) * inverse};
+    out[1] = {mulAddLanes(b, h, ac) * inverse, mulAddLanes(-a, h, bc) * inverse};
+  }
   offset = {c, h};
   return two;
 }
@@ -209,7 +220,7 @@ template <std::size_t Width>
   angles.common = ~((rho1 < singular) & (absC1 < singular));
   std::array<CosSinLanes<V>, 2> dir1;
   CosSinLanes<V> unused;
-  angles.joint1 = solveCosSinLanes(a1, b1, c1, rho1, dir1, unused, angles.common);
+  angles.joint1 = solveCosSinLanes<Fused::withC>(a1, b1, c1, rho1, dir1, unused, angles.common);
 
   const Vec toAxis2 = Vec::splat(arm.shoulderPoint - arm.axis2Point);
   const Vec axis6 = timesLanes(pose.r, Vec::splat(arm.axis6InFlange));
@@ -225,8 +236,9 @@ template <std::size_t Width>
     b.t = shoulderBack - k2 * k2.dot(shoulderBack);
     const V tt = b.t.dot(b.t);
     CosSinLanes<V> offset;
-    const M elbow = solveCosSinLanes(linkCosine, linkSine, 0.5 * (tt - arm.linkSquares),
-                                     linkProduct, b.elbow, offset, angles.common);
+    const M elbow =
+        solveCosSinLanes<Fused::withH>(linkCosine, linkSine, 0.5 * (tt - arm.linkSquares),
+                                       linkProduct, b.elbow, offset, angles.common);
     angles.elbow[i1] = angles.joint1 & elbow;
     angles.set(Slot::kElbowOffset + i1, offset, angles.elbow[i1]);
     b.axis6 = rotateLanes(k1, dir1[i1].c, minusSin1, axis6);
@@ -341,11 +353,12 @@ using ScalarClosedForm = void (*)(const ClosedFormArm&, const Mat3&, const Vec3&
                                   BaseSolutions&);
 
 /// Solves the `count` ≤ Width poses `targets` into `out`: the common lanes in the lanes, the
-/// others by `scalar`.
+/// others by `scalar`; \returns how many the lanes solved.
 template <std::size_t Width>
-[[gnu::always_inline]] inline void solveGroup(const ClosedFormArm& arm, const FreeJoints& free,
-                                              const QueryPose* targets, std::size_t count,
-                                              PoseBranches* out, ScalarClosedForm scalar) {
+[[gnu::always_inline]] inline std::size_t solveGroup(const ClosedFormArm& arm,
+                                                     const FreeJoints& free,
+                                                     const QueryPose* targets, std::size_t count,
+                                                     PoseBranches* out, ScalarClosedForm scalar) {
   using V = typename Lanes<Width>::Double;
   // Lanes past the end repeat the first pose.
   const auto lane = [&](std::size_t l) -> const QueryPose& { return targets[l < count ? l : 0]; };
@@ -393,27 +406,35 @@ template <std::size_t Width>
       for (std::size_t i = 0; i < 6; ++i)
         out[l].joints[s][i] = base.solutions[s][i] * kDegreesPerRadian;
   }
+  return static_cast<std::size_t>(std::popcount(common & ((1U << count) - 1U)));
 }
 
 }  // namespace
 
 // Each build inlines the whole of the lanes (flatten), so that all of it runs in its instruction
 // set.
-[[gnu::flatten]] static void solveLanesBaseline(const ClosedFormArm& arm, const FreeJoints& free,
-                                                std::span<const QueryPose> targets,
-                                                std::span<PoseBranches> out) {
+[[gnu::flatten]] static std::size_t solveLanesBaseline(const ClosedFormArm& arm,
+                                                       const FreeJoints& free,
+                                                       std::span<const QueryPose> targets,
+                                                       std::span<PoseBranches> out) {
+  std::size_t laned = 0;
   for (std::size_t i = 0; i < targets.size(); i += 2)
-    solveGroup<2>(arm, free, targets.data() + i, std::min<std::size_t>(2, targets.size() - i),
-                  out.data() + i, solveClosedFormBaseline);
+    laned +=
+        solveGroup<2>(arm, free, targets.data() + i, std::min<std::size_t>(2, targets.size() - i),
+                      out.data() + i, solveClosedFormBaseline);
+  return laned;
 }
 
 #if defined(__x86_64__)
-[[gnu::flatten, gnu::target("avx2,fma")]] static void solveLanesAvx2(
+[[gnu::flatten, gnu::target("avx2,fma")]] static std::size_t solveLanesAvx2(
     const ClosedFormArm& arm, const FreeJoints& free, std::span<const QueryPose> targets,
     std::span<PoseBranches> out) {
+  std::size_t laned = 0;
   for (std::size_t i = 0; i < targets.size(); i += 4)
-    solveGroup<4>(arm, free, targets.data() + i, std::min<std::size_t>(4, targets.size() - i),
-                  out.data() + i, solveClosedFormAvx2);
+    laned +=
+        solveGroup<4>(arm, free, targets.data() + i, std::min<std::size_t>(4, targets.size() - i),
+                      out.data() + i, solveClosedFormAvx2);
+  return laned;
 }
 #endif
 
@@ -421,17 +442,15 @@ ClosedFormBuild processorClosedFormBuild() {
   return processorHasAvx2() ? ClosedFormBuild::avx2 : ClosedFormBuild::baseline;
 }
 
-void solveClosedFormLanes(const ClosedFormArm& arm, const FreeJoints& free,
-                          std::span<const QueryPose> targets, std::span<PoseBranches> out,
-                          ClosedFormBuild build) {
+std::size_t solveClosedFormLanes(const ClosedFormArm& arm, const FreeJoints& free,
+                                 std::span<const QueryPose> targets, std::span<PoseBranches> out,
+                                 ClosedFormBuild build) {
 #if defined(__x86_64__)
-  if (build == ClosedFormBuild::avx2) {
-    solveLanesAvx2(arm, free, targets, out);
-    return;
-  }
+  if (build == ClosedFormBuild::avx2)
+    return solveLanesAvx2(arm, free, targets, out);
 #endif
   (void)build;
-  solveLanesBaseline(arm, free, targets, out);
+  return solveLanesBaseline(arm, free, targets, out);
 }
 
 }  // namespace zor::rob::detail

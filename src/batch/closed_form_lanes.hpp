@@ -32,8 +32,9 @@ ClosedFormBuild processorClosedFormBuild();
 /// into `out` (as many), in degrees, the branches of each bit for bit those that
 /// solveClosedFormBaseline or solveClosedFormAvx2 (by `build`) give for it, converted as
 /// ClosedFormQueries::solve converts them. `build` avx2 only where processorHasAvx2().
-void solveClosedFormLanes(const ClosedFormArm& arm, const FreeJoints& free,
-                          std::span<const QueryPose> targets, std::span<PoseBranches> out,
-                          ClosedFormBuild build);
+/// \returns how many poses the lanes solved (the others went through the scalar closed form).
+std::size_t solveClosedFormLanes(const ClosedFormArm& arm, const FreeJoints& free,
+                                 std::span<const QueryPose> targets, std::span<PoseBranches> out,
+                                 ClosedFormBuild build);
 
 }  // namespace zor::rob::detail

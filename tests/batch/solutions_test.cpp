@@ -1,5 +1,7 @@
 // AllJointSolutions against findAllJointSolutions called pose by pose: the same solutions (bit
-// for bit), configurations, order and statuses.
+// for bit), configurations, order and statuses, in the build the processor runs (the lanes of the
+// closed form in both builds are compared with the scalar closed form in
+// closed_form_lanes_test.cpp).
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -11,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "ik/ik_test_support.hpp"
 #include "robot/arm_reference.hpp"
 #include "support/random_unit.hpp"
 #include "support/test_support.hpp"
@@ -122,6 +125,14 @@ TEST(AllJointSolutions, EqualTheScalarCallsWithCoupledLimitsAndManyTurns) {
   JointSolutionsBatch wider;
   AllJointSolutions(uncoupled, poses, wider);
   EXPECT_GT(wider.joints.size(), batch.joints.size());
+}
+
+TEST(AllJointSolutions, EqualTheScalarCallsOnEveryArmShapeOfTheClosedForm) {
+  for (const test::NamedArm& named : test::orthoParallelArms()) {
+    ASSERT_EQ(named.arm.ikMethod(), IkMethod::sphericalWristClosedForm) << named.name;
+    expectBatchEqualsScalar(named.name, named.arm, randomPoses(named.arm, kRandomCount / 20, 38),
+                            {1U});
+  }
 }
 
 TEST(AllJointSolutions, EqualTheScalarCallsOnArmsWithoutTheSphericalWristClosedForm) {
