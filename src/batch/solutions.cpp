@@ -93,6 +93,7 @@ struct DirectList {
   std::array<RobJoint, 16> joints;
   std::array<ConfData, 16> confs;
   std::array<std::uint8_t, 16> order;
+  std::array<bool, 16> turned6;  ///< Differs from the previous in joint 6 alone.
   std::size_t count{0};
 };
 
@@ -109,14 +110,18 @@ bool listDirect(const ClosedFormQueries& q, const detail::QueryPose& target,
   std::size_t count = 0;
   // Written in place: a solution changed in a copy and then copied would wait on a stalled
   // store.
-  const auto add = [&](const std::array<double, 6>& branch, std::size_t turned, double value) {
+  // \returns whether the solution was added.
+  const auto add = [&](const std::array<double, 6>& branch, std::size_t turned, double value,
+                       bool afterTurn6) {
     std::array<double, 6>& j = list.joints[count].values;
     j = branch;
     if (turned < 6)
       j[turned] = value;
-    if (!windows.coupled ||
-        (robot.isJointAllowed(1, j[1], j[2]) && robot.isJointAllowed(2, j[2], j[1])))
-      ++count;
+    if (windows.coupled &&
+        !(robot.isJointAllowed(1, j[1], j[2]) && robot.isJointAllowed(2, j[2], j[1])))
+      return false;
+    list.turned6[count++] = afterTurn6;
+    return true;
   };
   for (std::size_t b = 0; b < branches.count; ++b) {
     const std::array<double, 6>& branch = branches.joints[b];
@@ -128,18 +133,21 @@ bool listDirect(const ClosedFormQueries& q, const detail::QueryPose& target,
         (turning & (turning - 1)) != 0)
       return false;
     if (turning == 0) {
-      add(branch, detail::kNewBranch, 0.0);
+      add(branch, detail::kNewBranch, 0.0, false);
       continue;
     }
     const auto i = static_cast<std::size_t>(std::countr_zero(turning));
     const double up = static_cast<double>((tests.above >> i) & 1U);
     const double other = branch[i] + detail::kTurn * (2.0 * up - 1.0);
-    add(branch, i, std::min(branch[i], other));
-    add(branch, i, std::max(branch[i], other));
+    const bool first = add(branch, i, std::min(branch[i], other), false);
+    add(branch, i, std::max(branch[i], other), first && i == 5);
   }
   list.count = count;
   for (std::size_t k = 0; k < count; ++k) {
-    list.confs[k] = detail::labelOf(robot, target, list.joints[k]);
+    // A solution that differs from the previous in joint 6 alone differs in its quadrant alone.
+    list.confs[k] = list.turned6[k]
+                        ? detail::labelOfTurned6(robot, target, list.joints[k], list.confs[k - 1])
+                        : detail::labelOf(robot, target, list.joints[k]);
     // Insertion sort of the indices, as findAllJointSolutions sorts its short lists.
     std::size_t m = k;
     for (; m > 0 &&
