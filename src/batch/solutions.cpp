@@ -4,7 +4,11 @@
 // findAllJointSolutions (the pose's matrix and labelling wrist centre, the closed form, every
 // turn of every branch inside the limits with its label, the order of the list) with what the
 // steps share made once per batch: the arm's closed-form description, its limit windows, the free
-// joints and the per-thread arm cache's check. The solutions go straight into the flat lists.
+// joints and the per-thread arm cache's check. The poses go in groups: their closed forms several
+// at a time in the vector lanes (closed_form_lanes.hpp, bit for bit the scalar closed form of the
+// same build), their labelling directions two at a time, then pose by pose the turns, labels and
+// order of the list, in a fixed list where every branch takes the direct turns (the usual case),
+// through the scalar call's own steps otherwise. The solutions go straight into the flat lists.
 
 #include <algorithm>
 #include <array>

@@ -74,9 +74,12 @@ struct ZORROB_API JointSolutionsBatch {
 };
 
 /// Sets `solutions` (cleared first) to robot.findAllJointSolutions(flangePoses[i], nullptr, ...)
-/// of every pose: the same solutions, configurations, order and status. Arms of the
-/// spherical-wrist closed form share the arm's set-up over the whole batch; the others go
-/// through the scalar call pose by pose.
+/// of every pose: the same solutions (bit for bit), configurations, order and status. Arms of the
+/// spherical-wrist closed form share the arm's set-up over the whole batch and solve the closed
+/// form of several poses at once in the vector lanes (four with AVX2, two otherwise), each lane
+/// rounding as the scalar closed form of the same build rounds (the products the compiler fuses
+/// there are fused in the lanes, the others not); the others go through the scalar call pose by
+/// pose.
 ///
 /// An error of the scalar call on pose i is thrown with the same type and the message
 /// "pose <i>: " followed by the scalar call's (std::logic_error for a zero orientation record,
