@@ -409,6 +409,19 @@ template <std::size_t Width>
   return static_cast<std::size_t>(std::popcount(common & ((1U << count) - 1U)));
 }
 
+/// Solves `targets` into `out`, `Width` at a time; \returns how many the lanes solved.
+template <std::size_t Width>
+[[gnu::always_inline]] inline std::size_t solveAll(const ClosedFormArm& arm, const FreeJoints& free,
+                                                   std::span<const QueryPose> targets,
+                                                   std::span<PoseBranches> out,
+                                                   ScalarClosedForm scalar) {
+  std::size_t laned = 0;
+  for (std::size_t i = 0; i < targets.size(); i += Width)
+    laned += solveGroup<Width>(arm, free, targets.data() + i, std::min(Width, targets.size() - i),
+                               out.data() + i, scalar);
+  return laned;
+}
+
 }  // namespace
 
 // Each build inlines the whole of the lanes (flatten), so that all of it runs in its instruction
@@ -417,24 +430,14 @@ template <std::size_t Width>
                                                        const FreeJoints& free,
                                                        std::span<const QueryPose> targets,
                                                        std::span<PoseBranches> out) {
-  std::size_t laned = 0;
-  for (std::size_t i = 0; i < targets.size(); i += 2)
-    laned +=
-        solveGroup<2>(arm, free, targets.data() + i, std::min<std::size_t>(2, targets.size() - i),
-                      out.data() + i, solveClosedFormBaseline);
-  return laned;
+  return solveAll<2>(arm, free, targets, out, solveClosedFormBaseline);
 }
 
 #if defined(__x86_64__)
 [[gnu::flatten, gnu::target("avx2,fma")]] static std::size_t solveLanesAvx2(
     const ClosedFormArm& arm, const FreeJoints& free, std::span<const QueryPose> targets,
     std::span<PoseBranches> out) {
-  std::size_t laned = 0;
-  for (std::size_t i = 0; i < targets.size(); i += 4)
-    laned +=
-        solveGroup<4>(arm, free, targets.data() + i, std::min<std::size_t>(4, targets.size() - i),
-                      out.data() + i, solveClosedFormAvx2);
-  return laned;
+  return solveAll<4>(arm, free, targets, out, solveClosedFormAvx2);
 }
 #endif
 
