@@ -1,15 +1,20 @@
 #pragma once
 
 // The closed form of several poses at once, one pose per vector lane: two in the baseline build,
-// four in the AVX2 build. Each lane repeats, operation for operation, what solveClosedForm does for
-// its pose in the same build, so that the branches come out bit for bit the same: the scalar
-// closed form runs its two joint-1 branches side by side in two lanes, this one runs each branch
-// of four poses side by side. Only the common case is laned: two joint-1 branches, two elbow
-// branches each, none on a singularity, all terms finite. A pose outside it (stretched or folded
-// elbow, out of reach, singular, not finite) is solved again by the scalar closed form of the same
-// build, so every pose gets exactly the branches of the scalar call.
+// four in the AVX2 build. The scalar closed form runs the two joint-1 branches of one pose side by
+// side in two lanes; this one runs each branch of several poses side by side. Each lane repeats,
+// operation for operation, what solveClosedForm does for its pose in the same build, so that the
+// branches come out bit for bit the same. (In the AVX2 build the compiler fuses products into FMAs
+// as it chooses; where it chose otherwise in the lanes than in the scalar closed form, the lanes
+// fuse explicitly, and the tests compare both builds with the scalar closed form on every arm
+// shape to keep it so.)
 //
-// A pose waits mostly on its chain of roots and divisions from joint 1 to the wrist; four poses
+// The lanes take the common cases: two joint-1 branches with two elbow branches each or none, or
+// no joint-1 branch, none on a singularity, all terms finite. A pose outside them (stretched or
+// folded elbow, on the edge of the reach, singular, not finite) is solved again by the scalar
+// closed form of the same build, so every pose gets exactly the branches of the scalar call.
+//
+// A pose waits mostly on its chain of roots and divisions from joint 1 to the wrist; several poses
 // in the lanes wait on it once, and joint 1 and the elbow, scalar in solveClosedForm, run in
 // vectors too.
 
