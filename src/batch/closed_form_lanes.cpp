@@ -41,21 +41,18 @@ template <typename V, typename Value>
   return sqrt(v);
 }
 
+// The four-lane helpers serve the AVX2 build alone, which only x86-64 has.
 #if defined(__x86_64__)
 // Not always_inline: the helpers that call it are compiled for the baseline too; the AVX2 build's
 // flatten inlines it.
 [[gnu::target("avx")]] inline Double4 laneSqrt(Double4 v) {
   return __builtin_ia32_sqrtpd256(v);
 }
-#else
-[[gnu::always_inline]] inline Double4 laneSqrt(Double4 v) {
-  return Double4{std::sqrt(v[0]), std::sqrt(v[1]), std::sqrt(v[2]), std::sqrt(v[3])};
-}
 #endif
 
 /// x · y + z per lane, rounded as the scalar closed form of the same build rounds it where the
 /// compiler contracts its products differently in the lanes: once (fused) in the AVX2 build,
-/// twice in the baseline, which has no fused operation.
+/// twice in the x86-64 baseline, which has no fused operation.
 [[gnu::always_inline]] inline Double2 mulAddLanes(Double2 x, Double2 y, Double2 z) {
   return x * y + z;
 }
@@ -64,11 +61,6 @@ template <typename V, typename Value>
 // Not always_inline, as laneSqrt.
 [[gnu::target("fma")]] inline Double4 mulAddLanes(Double4 x, Double4 y, Double4 z) {
   return __builtin_ia32_vfmaddpd256(x, y, z);
-}
-#else
-[[gnu::always_inline]] inline Double4 mulAddLanes(Double4 x, Double4 y, Double4 z) {
-  return Double4{std::fma(x[0], y[0], z[0]), std::fma(x[1], y[1], z[1]), std::fma(x[2], y[2], z[2]),
-                 std::fma(x[3], y[3], z[3])};
 }
 #endif
 
