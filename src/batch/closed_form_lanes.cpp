@@ -41,12 +41,17 @@ template <typename V, typename Value>
   return sqrt(v);
 }
 
-// The four-lane helpers serve the AVX2 build alone, which only x86-64 has.
-#if defined(__x86_64__)
-// Not always_inline: the helpers that call it are compiled for the baseline too; the AVX2 build's
-// flatten inlines it.
+// The four-lane helpers serve the AVX2 build alone, which only x86-64 has. With GCC they are not
+// always_inline: the helpers that call them are compiled for the baseline too, and the AVX2
+// build's flatten inlines them. Clang refuses a four-double argument passed to a function outside
+// AVX code, so there they are always_inline and each lane goes alone.
+#if defined(__x86_64__) && !defined(__clang__)
 [[gnu::target("avx")]] inline Double4 laneSqrt(Double4 v) {
   return __builtin_ia32_sqrtpd256(v);
+}
+#elif defined(__x86_64__)
+[[gnu::always_inline]] inline Double4 laneSqrt(Double4 v) {
+  return Double4{std::sqrt(v[0]), std::sqrt(v[1]), std::sqrt(v[2]), std::sqrt(v[3])};
 }
 #endif
 
@@ -57,10 +62,14 @@ template <typename V, typename Value>
   return x * y + z;
 }
 
-#if defined(__x86_64__)
-// Not always_inline, as laneSqrt.
+#if defined(__x86_64__) && !defined(__clang__)
 [[gnu::target("fma")]] inline Double4 mulAddLanes(Double4 x, Double4 y, Double4 z) {
   return __builtin_ia32_vfmaddpd256(x, y, z);
+}
+#elif defined(__x86_64__)
+[[gnu::always_inline]] inline Double4 mulAddLanes(Double4 x, Double4 y, Double4 z) {
+  return Double4{std::fma(x[0], y[0], z[0]), std::fma(x[1], y[1], z[1]), std::fma(x[2], y[2], z[2]),
+                 std::fma(x[3], y[3], z[3])};
 }
 #endif
 
