@@ -337,15 +337,16 @@ template <std::size_t Width>
   for (std::size_t l = 0; l < count; ++l) {
     if (((common >> l) & 1U) == 0)
       continue;
-    PoseBranches& o = out[l];
-    o.count = 0;
+    // The count in a register: in memory, each solution would wait on the store of the last.
+    std::size_t n = 0;
     for (std::size_t i1 = 0; i1 < 2; ++i1) {
       if (((elbow[i1] >> l) & 1U) == 0)
         continue;
-      for (std::size_t s = 4 * i1; s < 4 * i1 + 4; ++s, ++o.count)
+      for (std::size_t s = 4 * i1; s < 4 * i1 + 4; ++s, ++n)
         for (std::size_t i = 0; i < 6; ++i)
-          o.joints[o.count][i] = solutions[s][i][l];
+          out[l].joints[n][i] = solutions[s][i][l];
     }
+    out[l].count = n;
   }
 }
 
