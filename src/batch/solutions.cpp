@@ -112,9 +112,9 @@ bool listDirect(const ClosedFormQueries& q, const detail::QueryPose& target,
   const detail::JointWindows& windows = q.windows;
   // The count in a register: in the list, each solution would wait on the store of the last.
   std::size_t count = 0;
-  // Written in place: a solution changed in a copy and then copied would wait on a stalled
-  // store.
-  // \returns whether the solution was added.
+  // Adds `branch` with joint `turned` (if any) set to `value` when the coupled limit allows it;
+  // \returns whether it did. Written in place: a solution changed in a copy and then copied would
+  // wait on a stalled store.
   const auto add = [&](const std::array<double, 6>& branch, std::size_t turned, double value,
                        bool afterTurn6) {
     std::array<double, 6>& j = list.joints[count].values;
@@ -219,7 +219,8 @@ void solveClosedFormRange(const ClosedFormQueries& q, std::span<const Pose> pose
   const detail::ClosedFormBuild build = detail::processorClosedFormBuild();
   std::array<detail::QueryPose, kPosesPerGroup> targets;
   std::array<detail::PoseBranches, kPosesPerGroup> branches;
-  DirectList list;  // reused: its value-initialised arrays cost a pose as much as they hold
+  // Made once: value-initialising its arrays for each pose cost as much as the list saves.
+  DirectList list;
   for (std::size_t g = 0; g < poses.size(); g += kPosesPerGroup) {
     const std::size_t n = std::min(kPosesPerGroup, poses.size() - g);
     // The poses before one whose record is refused are listed before its error is thrown.
