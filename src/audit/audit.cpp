@@ -115,7 +115,7 @@ void Auditor::dropMovesFrom(std::size_t index) {
   if (kept < runParts_.size()) {
     const std::vector<RunPart> parts(runParts_.begin(),
                                      runParts_.begin() + static_cast<std::ptrdiff_t>(kept));
-    timer_ = PathTimer(limits_, options_.timingWindow);
+    timer_ = newTimer();
     runParts_.clear();
     checkpoints_.clear();
     window_.clear();

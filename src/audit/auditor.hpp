@@ -215,11 +215,7 @@ struct ReducedStretch {
 class Auditor {
  public:
   Auditor(const RobotConfig& robot, const AuditOptions& options, AuditReport& report)
-      : robot_(robot),
-        relaxed_(robot),
-        options_(options),
-        report_(report),
-        timer_(TimingLimits{}, options.timingWindow) {
+      : robot_(robot), relaxed_(robot), options_(options), report_(report), timer_(newTimer()) {
     for (std::size_t i = 0; i < 7; ++i) {
       relaxed_.jointMin[i] -= kRelaxedLimitWidening;
       relaxed_.jointMax[i] += kRelaxedLimitWidening;
@@ -227,7 +223,7 @@ class Auditor {
     relaxed_.jointCoupling = 0;
     limits_ = {options.maxJointSpeedDeg, options.maxJointAccelerationDeg,
                options.maxTcpAcceleration};
-    timer_ = PathTimer(limits_, options.timingWindow);
+    timer_ = newTimer();
   }
 
   void run(const RobJoint& start, std::span<const ProgramMove> moves);
@@ -274,6 +270,13 @@ class Auditor {
   /// Adds a sample of the last part of the run to the path being timed; `walk` and `seed` are
   /// where it was computed from.
   void keepSample(const PathPoint& p, bool atRest, const PartWalk& walk, const RobJoint& seed);
+  /// \returns point `index` of the path being timed, from the window being sampled.
+  TimingPoint windowPoint(std::size_t index) const;
+  /// \returns an empty timer of the path being timed, with the options' limits.
+  PathTimer newTimer() {
+    return PathTimer(limits_, options_.timingWindow,
+                     [this](std::size_t index) { return windowPoint(index); });
+  }
   /// Samples the whole part anew (without looking for events) into the path being timed.
   void resampleIntoRun(const RunPart& part);
   /// Computes the samples of the path being timed again from the start of window `window`.

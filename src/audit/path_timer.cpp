@@ -3,34 +3,50 @@
 // path is longer than one window.
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "audit/timing.hpp"
 
 namespace zor::rob::audit {
 
-PathTimer::PathTimer(const TimingLimits& limits, std::size_t windowNodes)
-    : limits_(limits), windowNodes_(std::max<std::size_t>(windowNodes, 2)) {}
+PathTimer::PathTimer(const TimingLimits& limits, std::size_t windowNodes, Point point)
+    : limits_(limits),
+      windowNodes_(std::max<std::size_t>(windowNodes, 2)),
+      point_(std::move(point)) {}
 
-bool PathTimer::add(const TimingPoint& point) {
+bool PathTimer::add() {
+  const std::size_t index = points_++;
+  if (windows_.empty()) {
+    windows_.push_back({});
+    return true;
+  }
+  // Fewer points than a window has nodes: this one cannot open a window.
+  if (index - windows_.back().firstPoint < windowNodes_)
+    return false;
+  build(index);
   const NodeBuilder before = builder_;
-  const bool begins = builder_.add(point, last_.nodes);
-  const bool opens = windows_.empty() ||
-                     (begins && builder_.nodes - 1 - windows_.back().firstNode >= windowNodes_);
-  if (opens && !windows_.empty()) {
+  const bool begins = builder_.add(point_(index), last_.nodes);
+  const bool opens = begins && builder_.nodes - 1 - windows_.back().firstNode >= windowNodes_;
+  if (opens) {
     // The window before is dropped but for the two nodes before this one.
-    Window w{before, {}, builder_.nodes - 1, builder_.points - 1, 0.0};
+    Window w{before, {}, builder_.nodes - 1, index, 0.0};
     const std::size_t m = last_.nodes.size();
     w.before = {last_.nodes[m - 3], last_.nodes[m - 2]};
     last_.nodes.erase(last_.nodes.begin(), last_.nodes.end() - 3);
     last_.first = w.firstNode - 2;
     last_.nodeOf.clear();
     windows_.push_back(w);
-  } else if (opens) {
-    windows_.push_back({});
   }
   last_.nodeOf.push_back(builder_.nodes - 1);
   return opens;
+}
+
+void PathTimer::build(std::size_t end) {
+  while (builder_.points < end) {
+    builder_.add(point_(builder_.points), last_.nodes);
+    last_.nodeOf.push_back(builder_.nodes - 1);
+  }
 }
 
 std::size_t PathTimer::endNode(std::size_t w) const {
@@ -94,6 +110,7 @@ void PathTimer::finishWhole(const Emit& emit) {
 }
 
 bool PathTimer::finish(const Replay& replay, const Emit& emit, const GoOn& goOn) {
+  build(points_);
   if (windows_.size() == 1) {
     finishWhole(emit);
   } else if (!windows_.empty()) {
@@ -135,6 +152,7 @@ bool PathTimer::finish(const Replay& replay, const Emit& emit, const GoOn& goOn)
 
 void PathTimer::clear() {
   // The buffers keep their room for the next path: most paths are alike in length.
+  points_ = 0;
   builder_ = {};
   windows_.clear();
   last_.nodes.clear();

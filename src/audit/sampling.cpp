@@ -105,13 +105,18 @@ AuditEvent Auditor::eventAt(const PathPart& part, AuditEventKind kind, const Pat
 void Auditor::keepSample(const PathPoint& p, bool atRest, const PartWalk& walk,
                          const RobJoint& seed) {
   const std::size_t part = runParts_.size() - 1;
-  const PathPart& view = runParts_[part].part;
-  if (timer_.add({p.joints, p.tcp, view.vTcp, view.vOri, atRest})) {
-    checkpoints_.push_back({part, walk, seed, runPoints_});
-    window_.clear();
-  }
   window_.push_back({p, part, atRest});
+  if (timer_.add()) {
+    checkpoints_.push_back({part, walk, seed, runPoints_});
+    window_.erase(window_.begin(), window_.end() - 1);
+  }
   ++runPoints_;
+}
+
+TimingPoint Auditor::windowPoint(std::size_t index) const {
+  const RunPoint& r = window_[index - checkpoints_.back().firstPoint];
+  const PathPart& part = runParts_[r.part].part;
+  return {r.point.joints, r.point.tcp, part.vTcp, part.vOri, r.atRest};
 }
 
 void Auditor::resampleIntoRun(const RunPart& part) {

@@ -146,14 +146,22 @@ std::vector<PointTiming> TimeNodes(const std::vector<TimingNode>& nodes, std::si
 /// every point marked atRest (with an allowedShare of 0 there); a point that repeats its
 /// predecessor gets its timing.
 ///
-/// The points are added one by one as the path is sampled. The timing needs all of them twice,
+/// The points are counted one by one as the path is sampled. The timing needs all of them twice,
 /// backward and then forward, so a long path would be held whole; instead the nodes are held in
 /// windows of `windowNodes`: when a path outgrows its window, the window's start is kept (a few
 /// numbers) and its nodes are dropped, and finish() asks for the points of each earlier window
 /// again, twice. Every number is computed by the same operations in the same order either way,
 /// so the timing does not depend on the window.
+///
+/// The points of the window being sampled are the caller's: the timer asks for them (Point) when
+/// it makes their nodes, all at once where it can. A window cannot open before its predecessor
+/// has as many points as a window has nodes, so until then the points are only counted; a path
+/// shorter than one window is made nodes only when it is timed, in one pass.
 class PathTimer {
  public:
+  /// Gives point `index` of the path (as add() numbered them); asked only for the points from the
+  /// last that opened a window on.
+  using Point = std::function<TimingPoint(std::size_t index)>;
   /// Takes the points of the path from the start of a window on, in order, until it returns false.
   using Take = std::function<bool(const TimingPoint&)>;
   /// Hands the points from the start of window `window` (as add() numbered them) to `take`.
@@ -161,18 +169,19 @@ class PathTimer {
   /// Receives the timing of point `index` (from 0), in order.
   using Emit = std::function<void(std::size_t index, const PointTiming& timing)>;
 
-  PathTimer(const TimingLimits& limits, std::size_t windowNodes);
+  PathTimer(const TimingLimits& limits, std::size_t windowNodes, Point point);
 
-  /// Adds the next point of the path. \returns true when it opens a window: the first point, and
-  /// each that begins a node after windowNodes nodes of the window before.
-  bool add(const TimingPoint& point);
+  /// Counts the next point of the path, which `point` gives from now on. \returns true when it
+  /// opens a window (the points before it are no longer asked for): the first point, and each
+  /// that begins a node after windowNodes nodes of the window before.
+  bool add();
   /// Told the share of the backward pass done before each window is read again; false cancels.
   using GoOn = std::function<bool(double share)>;
 
   /// Times the path and emits every point's timing; `replay` is asked only for windows before the
   /// last. The timer is then empty. \returns false, having emitted nothing, when `goOn` cancels.
   bool finish(const Replay& replay, const Emit& emit, const GoOn& goOn);
-  bool empty() const { return builder_.points == 0; }
+  bool empty() const { return points_ == 0; }
 
  private:
   /// Where a window starts: the builder before its first point, the two nodes before its first
@@ -192,6 +201,8 @@ class PathTimer {
     std::vector<std::size_t> nodeOf{};
   };
 
+  /// Makes nodes of the points counted up to `end` (exclusive).
+  void build(std::size_t end);
   Span replayWindow(std::size_t w, const Replay& replay) const;
   std::size_t endNode(std::size_t w) const;
   std::size_t endPoint(std::size_t w) const;
@@ -200,6 +211,9 @@ class PathTimer {
 
   TimingLimits limits_;
   std::size_t windowNodes_;
+  Point point_;
+  /// The points counted; the builder has made nodes of the first builder_.points of them.
+  std::size_t points_{0};
   NodeBuilder builder_{};
   std::vector<Window> windows_{};
   /// The last window: its nodes (from two before its first) and its points' nodes.
