@@ -190,11 +190,14 @@ struct RunPart {
   }
 };
 
-/// A sample of the path being timed, and the part (index in the run) it lies on.
+/// A sample of the path being timed, and the part (index in the run) it lies on. What the timing
+/// reads of every sample comes first.
 struct RunPoint {
-  PathPoint point{};
   std::size_t part{0};
   bool atRest{false};
+  /// The sample repeats the pose of the one before (where two parts meet).
+  bool repeats{false};
+  PathPoint point{};
 };
 
 /// Where the samples of a window of the path being timed are computed again from.
@@ -229,9 +232,16 @@ class Auditor {
   void run(const RobJoint& start, std::span<const ProgramMove> moves);
 
  private:
-  /// Counts a sample of move `index` at `fraction` of its path; every kSamplesPerCheck samples
-  /// tells the progress callback. \returns false once the audit is cancelled.
-  bool countSample(std::size_t index, double fraction);
+  /// Counts a sample of move `index`; every kSamplesPerCheck samples tells the progress callback
+  /// that the move is sampled up to `fraction()` of its path. \returns false once the audit is
+  /// cancelled.
+  template <typename Fraction>
+  bool countSample(std::size_t index, const Fraction& fraction) {
+    if (++samplesSinceCheck_ < kSamplesPerCheck)
+      return true;
+    samplesSinceCheck_ = 0;
+    return reportWithin(index, 0, fraction());
+  }
   /// Tells the progress callback that `share` of step `half` (0 sampling, 1 timing) of move
   /// `index` is done. \returns false once the audit is cancelled.
   bool reportWithin(std::size_t index, std::size_t half, double share);
@@ -323,7 +333,6 @@ class Auditor {
   double moveStart_{0.0};
   double lastTime_{0.0};
   std::size_t lastMove_{0};
-  Pose lastTcp_{};
   std::optional<ReducedStretch> reduced_{};
   /// The time (s) at the last stop point.
   double programTime_{0.0};

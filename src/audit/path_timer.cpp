@@ -15,15 +15,12 @@ PathTimer::PathTimer(const TimingLimits& limits, std::size_t windowNodes, Point 
       windowNodes_(std::max<std::size_t>(windowNodes, 2)),
       point_(std::move(point)) {}
 
-bool PathTimer::add() {
+bool PathTimer::addNearWindowEnd() {
   const std::size_t index = points_++;
   if (windows_.empty()) {
     windows_.push_back({});
     return true;
   }
-  // Fewer points than a window has nodes: this one cannot open a window.
-  if (index - windows_.back().firstPoint < windowNodes_)
-    return false;
   build(index);
   const NodeBuilder before = builder_;
   const bool begins = builder_.add(point_(index), last_.nodes);
@@ -42,7 +39,22 @@ bool PathTimer::add() {
   return opens;
 }
 
+namespace {
+
+/// Makes room for `more` elements, growing geometrically: build() is called point by point near
+/// a window's end.
+template <typename T>
+void reserveMore(std::vector<T>& v, std::size_t more) {
+  if (v.size() + more > v.capacity())
+    v.reserve(std::max(v.size() + more, 2 * v.capacity()));
+}
+
+}  // namespace
+
 void PathTimer::build(std::size_t end) {
+  // One more node than points: finishWhole() may add a middle node.
+  reserveMore(last_.nodes, end - builder_.points + 1);
+  reserveMore(last_.nodeOf, end - builder_.points);
   while (builder_.points < end) {
     builder_.add(point_(builder_.points), last_.nodes);
     last_.nodeOf.push_back(builder_.nodes - 1);

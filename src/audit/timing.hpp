@@ -174,7 +174,15 @@ class PathTimer {
   /// Counts the next point of the path, which `point` gives from now on. \returns true when it
   /// opens a window (the points before it are no longer asked for): the first point, and each
   /// that begins a node after windowNodes nodes of the window before.
-  bool add();
+  bool add() {
+    // A window holds at least as many points as nodes: until its predecessor has windowNodes
+    // points, no point opens one.
+    if (!windows_.empty() && points_ - windows_.back().firstPoint < windowNodes_) {
+      ++points_;
+      return false;
+    }
+    return addNearWindowEnd();
+  }
   /// Told the share of the backward pass done before each window is read again; false cancels.
   using GoOn = std::function<bool(double share)>;
 
@@ -201,6 +209,8 @@ class PathTimer {
     std::vector<std::size_t> nodeOf{};
   };
 
+  /// add() for a point that may open a window: its own node made, and those of the points before.
+  bool addNearWindowEnd();
   /// Makes nodes of the points counted up to `end` (exclusive).
   void build(std::size_t end);
   Span replayWindow(std::size_t w, const Replay& replay) const;
