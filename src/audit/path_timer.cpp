@@ -116,9 +116,11 @@ void PathTimer::finishWhole(const Emit& emit) {
   PrepareNodes(nodes, 0, n, limits_);
   const std::vector<double> hi = ControllableBounds(nodes, 0, 0, n - 1, 0.0, limits_);
   TimingCarry carry;
-  const std::vector<PointTiming> timed = TimeNodes(nodes, 0, 0, n, n, hi, limits_, carry);
-  for (std::size_t i = 0; i < nodeOf.size(); ++i)
-    emit(i, timed[nodeOf[i]]);
+  std::size_t i = 0;
+  TimeNodes(nodes, 0, 0, n, n, hi, limits_, carry, [&](std::size_t k, const PointTiming& t) {
+    for (; i < nodeOf.size() && nodeOf[i] == k; ++i)
+      emit(i, t);
+  });
 }
 
 bool PathTimer::finish(const Replay& replay, const Emit& emit, const GoOn& goOn) {
@@ -152,10 +154,14 @@ bool PathTimer::finish(const Replay& replay, const Emit& emit, const GoOn& goOn)
                                          ? ControllableBounds(s.nodes, s.first, from, endNode(w),
                                                               windows_[w + 1].hiStart, limits_)
                                          : lastHi;
-      const std::vector<PointTiming> timed =
-          TimeNodes(s.nodes, s.first, from, endNode(w), n, hi, limits_, carry);
-      for (std::size_t i = windows_[w].firstPoint; i < endPoint(w); ++i)
-        emit(i, timed[s.nodeOf[i - windows_[w].firstPoint] - from]);
+      // The window's points in order, each with the timing of its node.
+      const std::size_t firstPoint = windows_[w].firstPoint;
+      std::size_t i = firstPoint;
+      TimeNodes(s.nodes, s.first, from, endNode(w), n, hi, limits_, carry,
+                [&](std::size_t k, const PointTiming& t) {
+                  for (; i < endPoint(w) && s.nodeOf[i - firstPoint] == k; ++i)
+                    emit(i, t);
+                });
     }
   }
   clear();

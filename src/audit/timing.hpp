@@ -134,13 +134,15 @@ struct TimingCarry {
   int limitJoint{0};
 };
 
-/// \returns the timing of the nodes `from` to `to` (exclusive) of a window of a path of `n`
-/// nodes, from the carried state (rest at the path's start), taking the largest acceleration
-/// that keeps the path controllable (`hi`, indexed from `from`).
-std::vector<PointTiming> TimeNodes(const std::vector<TimingNode>& nodes, std::size_t first,
-                                   std::size_t from, std::size_t to, std::size_t n,
-                                   const std::vector<double>& hi, const TimingLimits& limits,
-                                   TimingCarry& carry);
+/// Receives the timing of node `k`, in order.
+using NodeTimings = std::function<void(std::size_t k, const PointTiming& timing)>;
+
+/// Times the nodes `from` to `to` (exclusive) of a window of a path of `n` nodes, from the
+/// carried state (rest at the path's start), taking the largest acceleration that keeps the path
+/// controllable (`hi`, indexed from `from`), and hands each node's timing to `out`.
+void TimeNodes(const std::vector<TimingNode>& nodes, std::size_t first, std::size_t from,
+               std::size_t to, std::size_t n, const std::vector<double>& hi,
+               const TimingLimits& limits, TimingCarry& carry, const NodeTimings& out);
 
 /// The time-optimal timing of a path from rest at its first point to rest at its last and at
 /// every point marked atRest (with an allowedShare of 0 there); a point that repeats its
