@@ -280,12 +280,14 @@ class Auditor {
   /// Adds a sample of the last part of the run to the path being timed; `walk` and `seed` are
   /// where it was computed from.
   void keepSample(const PathPoint& p, bool atRest, const PartWalk& walk, const RobJoint& seed);
-  /// \returns point `index` of the path being timed, from the window being sampled.
-  TimingPoint windowPoint(std::size_t index) const;
+  /// Appends the points `from` to `to` of the path being timed, from the window being sampled.
+  void windowPoints(std::size_t from, std::size_t to, std::vector<TimingPoint>& out) const;
   /// \returns an empty timer of the path being timed, with the options' limits.
   PathTimer newTimer() {
     return PathTimer(limits_, options_.timingWindow,
-                     [this](std::size_t index) { return windowPoint(index); });
+                     [this](std::size_t from, std::size_t to, std::vector<TimingPoint>& out) {
+                       windowPoints(from, to, out);
+                     });
   }
   /// Samples the whole part anew (without looking for events) into the path being timed.
   void resampleIntoRun(const RunPart& part);

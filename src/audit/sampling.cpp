@@ -107,7 +107,12 @@ void Auditor::keepSample(const PathPoint& p, bool atRest, const PartWalk& walk,
   const std::size_t part = runParts_.size() - 1;
   // A sample that repeats its predecessor begins no node, so it never opens a window.
   const bool repeats = !window_.empty() && p.tcp == window_.back().point.tcp;
-  window_.push_back({part, atRest, repeats, p});
+  // Made in place: a copy from the stack would wait for its own stores.
+  RunPoint& r = window_.emplace_back();
+  r.part = part;
+  r.atRest = atRest;
+  r.repeats = repeats;
+  r.point = p;
   if (timer_.add()) {
     checkpoints_.push_back({part, walk, seed, runPoints_});
     window_.erase(window_.begin(), window_.end() - 1);
@@ -115,10 +120,13 @@ void Auditor::keepSample(const PathPoint& p, bool atRest, const PartWalk& walk,
   ++runPoints_;
 }
 
-TimingPoint Auditor::windowPoint(std::size_t index) const {
-  const RunPoint& r = window_[index - checkpoints_.back().firstPoint];
-  const PathPart& part = runParts_[r.part].part;
-  return {r.point.joints, r.point.tcp, part.vTcp, part.vOri, r.atRest};
+void Auditor::windowPoints(std::size_t from, std::size_t to, std::vector<TimingPoint>& out) const {
+  const std::size_t first = checkpoints_.back().firstPoint;
+  for (std::size_t i = from; i < to; ++i) {
+    const RunPoint& r = window_[i - first];
+    const PathPart& part = runParts_[r.part].part;
+    out.push_back({r.point.joints, r.point.tcp, part.vTcp, part.vOri, r.atRest});
+  }
 }
 
 void Auditor::resampleIntoRun(const RunPart& part) {

@@ -449,7 +449,8 @@ bool NodeBuilder::add(const TimingPoint& p, std::vector<TimingNode>& out) {
     previous = p.tcp;
     ++points;
   }
-  TimingNode n;
+  // Made in place: a copy from the stack would wait for its own stores.
+  TimingNode& n = out.emplace_back();
   n.sigma = sigma;
   for (std::size_t j = 0; j < 6; ++j)
     n.value[j] = p.joints.values[j];
@@ -458,7 +459,6 @@ bool NodeBuilder::add(const TimingPoint& p, std::vector<TimingNode>& out) {
   n.vTcp = p.vTcp;
   n.vOri = p.vOri;
   n.atRest = p.atRest;
-  out.push_back(n);
   ++nodes;
   return true;
 }

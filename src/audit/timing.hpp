@@ -155,15 +155,16 @@ void TimeNodes(const std::vector<TimingNode>& nodes, std::size_t first, std::siz
 /// again, twice. Every number is computed by the same operations in the same order either way,
 /// so the timing does not depend on the window.
 ///
-/// The points of the window being sampled are the caller's: the timer asks for them (Point) when
+/// The points of the window being sampled are the caller's: the timer asks for them (Points) when
 /// it makes their nodes, all at once where it can. A window cannot open before its predecessor
 /// has as many points as a window has nodes, so until then the points are only counted; a path
 /// shorter than one window is made nodes only when it is timed, in one pass.
 class PathTimer {
  public:
-  /// Gives point `index` of the path (as add() numbered them); asked only for the points from the
-  /// last that opened a window on.
-  using Point = std::function<TimingPoint(std::size_t index)>;
+  /// Appends the points `from` to `to` (exclusive) of the path, as add() numbered them, to `out`;
+  /// asked only for the points from the last that opened a window on.
+  using Points =
+      std::function<void(std::size_t from, std::size_t to, std::vector<TimingPoint>& out)>;
   /// Takes the points of the path from the start of a window on, in order, until it returns false.
   using Take = std::function<bool(const TimingPoint&)>;
   /// Hands the points from the start of window `window` (as add() numbered them) to `take`.
@@ -171,9 +172,9 @@ class PathTimer {
   /// Receives the timing of point `index` (from 0), in order.
   using Emit = std::function<void(std::size_t index, const PointTiming& timing)>;
 
-  PathTimer(const TimingLimits& limits, std::size_t windowNodes, Point point);
+  PathTimer(const TimingLimits& limits, std::size_t windowNodes, Points points);
 
-  /// Counts the next point of the path, which `point` gives from now on. \returns true when it
+  /// Counts the next point of the path, which `points` gives from now on. \returns true when it
   /// opens a window (the points before it are no longer asked for): the first point, and each
   /// that begins a node after windowNodes nodes of the window before.
   bool add() {
@@ -223,9 +224,11 @@ class PathTimer {
 
   TimingLimits limits_;
   std::size_t windowNodes_;
-  Point point_;
+  Points pointsOf_;
   /// The points counted; the builder has made nodes of the first builder_.points of them.
   std::size_t points_{0};
+  /// The points being made nodes, a chunk at a time.
+  std::vector<TimingPoint> chunk_{};
   NodeBuilder builder_{};
   std::vector<Window> windows_{};
   /// The last window: its nodes (from two before its first) and its points' nodes.
