@@ -1,6 +1,7 @@
 """Peak memory of `zorrob audit`: a program of many short moves (its text report, then its JSON
 report), and one long move whose samples go to a file with --samples. Each run is a fresh
-process; its peak resident set comes from wait4. Usage: python3 bench/audit_memory.py TOOL [MOVES [SAMPLES]]."""
+process; its peak resident set comes from wait4.
+Usage: python3 bench/audit_memory.py TOOL [MOVES [SAMPLES]]."""
 
 import json
 import os
