@@ -127,7 +127,7 @@ template <std::size_t W>
 #pragma GCC unroll 6
   for (std::size_t k = 0; k < 6; ++k) {
     const V degrees = gatherJoint<V>(joints, k, std::make_index_sequence<W>{});
-    // DegToRad's operations.
+    // DegToRad's operations; values beyond the inline range are recomputed by the scalar call.
     j.theta[k] = sign * (degrees * kPi / 180.0);
     half[k] = j.theta[k] * 0.5;
     const V magnitude = std::bit_cast<V>(std::bit_cast<B>(half[k]) & ~kSignBit);

@@ -146,9 +146,19 @@ std::vector<RobJoint> randomJoints(std::size_t n, std::uint64_t seed) {
 /// either build meets it next to ordinary lanes.
 std::vector<RobJoint> specialJoints() {
   constexpr double inf = std::numeric_limits<double>::infinity();
-  const std::vector<double> specials{
-      std::numeric_limits<double>::quiet_NaN(),  inf,   -inf,  1e9,  -1.2e7, 1.1e7, -0.0,
-      std::numeric_limits<double>::denorm_min(), 180.0, -90.0, 1e300};
+  const std::vector<double> specials{std::numeric_limits<double>::quiet_NaN(),
+                                     inf,
+                                     -inf,
+                                     1e9,
+                                     -1.2e7,
+                                     1.1e7,
+                                     -0.0,
+                                     std::numeric_limits<double>::denorm_min(),
+                                     180.0,
+                                     -90.0,
+                                     1e300,
+                                     1e308,
+                                     -std::numeric_limits<double>::max()};
   std::vector<RobJoint> joints;
   std::uint64_t seed = 1;
   for (const double s : specials) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 
 #include "support/test_support.hpp"
 
@@ -39,9 +40,35 @@ TEST(Angles, ConversionsFormTheProductFirst) {
   EXPECT_GT(differs, 0);
 }
 
+TEST(Angles, HugeDegreesConvertToFiniteRadians) {
+  // Beyond about 5.7e307 degrees, degrees · π overflows; the angle in radians does not.
+  constexpr double largest = std::numeric_limits<double>::max();
+  constexpr double degreeInRadians = 3.141592653589793 / 180.0;
+  for (const double degrees : {1e308, -1e308, largest, -largest, 5.8e307, -5.8e307}) {
+    SCOPED_TRACE(degrees);
+    EXPECT_TRUE(std::isinf(degrees * 3.141592653589793));
+    EXPECT_EQ(DegToRad(degrees), degrees * degreeInRadians);
+    EXPECT_TRUE(std::isfinite(DegToRad(degrees)));
+  }
+  // Up to ±1e307 the product is formed first; past it, the quotient (for these values the two
+  // roundings differ, so the comparison tells which was used).
+  for (const double sign : {1.0, -1.0}) {
+    ASSERT_NE(1e307 * 3.141592653589793 / 180.0, 1e307 * degreeInRadians);
+    EXPECT_EQ(DegToRad(sign * 1e307), sign * 1e307 * 3.141592653589793 / 180.0);
+    ASSERT_NE(2e307 * 3.141592653589793 / 180.0, 2e307 * degreeInRadians);
+    EXPECT_EQ(DegToRad(sign * 2e307), sign * 2e307 * degreeInRadians);
+  }
+  // Infinities stay infinite, NaN stays NaN.
+  constexpr double inf = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(DegToRad(inf), inf);
+  EXPECT_EQ(DegToRad(-inf), -inf);
+  EXPECT_TRUE(std::isnan(DegToRad(std::numeric_limits<double>::quiet_NaN())));
+}
+
 TEST(Angles, ConversionsAreUsableInConstantExpressions) {
   static_assert(DegToRad(180.0) == kPi);
   static_assert(RadToDeg(kPi) == 180.0);
+  static_assert(DegToRad(1e308) == 1e308 * (kPi / 180.0));
 }
 
 }  // namespace

@@ -118,6 +118,17 @@ def test_nan_joints_give_nan_results(arm):
     assert arm.configurations(joints).shape == (2, 4)
 
 
+@pytest.mark.parametrize("huge", [1e308, -1.7976931348623157e308])
+def test_huge_finite_joints_give_finite_poses(arm, huge):
+    # Degrees whose product with pi overflows still stand for a finite angle.
+    joints = np.full((6, 6), 10.0)
+    np.fill_diagonal(joints, huge)
+    positions, quaternions = arm.forward_kinematics(joints)
+    assert np.isfinite(positions).all() and np.isfinite(quaternions).all()
+    assert np.allclose(np.linalg.norm(quaternions, axis=1), 1.0, rtol=0, atol=1e-12)
+    assert np.isfinite(arm.space_jacobians(joints)).all()
+
+
 def test_threads_running_batches_get_the_same_results(arm, joints):
     expected_fk = arm.forward_kinematics(joints)
     expected_jac = arm.space_jacobians(joints[:2000])

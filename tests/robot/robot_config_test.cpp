@@ -8,6 +8,7 @@
 
 #include "robot/arm_reference.hpp"
 #include "support/test_support.hpp"
+#include "zor/rob/angles.hpp"
 
 namespace zor::rob {
 namespace {
@@ -145,6 +146,33 @@ TEST(RobotConfigForward, ResultIsAUnitQuaternion) {
   for (int n = 0; n < 500; ++n) {
     const Transform t = arm.getWristPoseInBase(randomJoints(random, arm));
     EXPECT_NEAR(t.rotation.dot(t.rotation), 1.0, 1e-14);
+  }
+}
+
+TEST(RobotConfigForward, HugeJointValuesGiveTheTurnOfTheirFiniteRadians) {
+  // Joint values whose product with π overflows still stand for a finite angle in radians.
+  const RobotConfig arm = DefaultArm();
+  constexpr double largest = std::numeric_limits<double>::max();
+  for (const double degrees : {1e308, -1e308, largest, -largest}) {
+    for (std::size_t k = 0; k < 6; ++k) {
+      SCOPED_TRACE(std::to_string(degrees) + " on joint " + std::to_string(k + 1));
+      RobJoint j(10, 20, 30, 40, 50, 60);
+      j.values[k] = degrees;
+      const Transform pose = arm.getWristPoseInBase(j);
+      Mat4 expected = Mat4::Identity();
+      for (std::size_t i = 0; i < 6; ++i) {
+        const double radians = i == k ? DegToRad(degrees) : test::radians(j.values[i]);
+        const test::Mat3 r = test::rodrigues(test::toEigen(arm.jointAxes[i]).normalized(), radians);
+        const test::EVec3 q = test::toEigen(arm.jointPoints[i]);
+        expected = expected * test::homogeneous(r, q - r * q);
+      }
+      expected = expected * toMatrix(arm.flangeHome);
+      EXPECT_TRUE(transformNear(pose, expected, kUnitTol, kLengthTol));
+      const Pose target = arm.getRobTarget(j).pose;
+      for (const double v : {target.pos.x, target.pos.y, target.pos.z, target.orient.q1,
+                             target.orient.q2, target.orient.q3, target.orient.q4})
+        EXPECT_TRUE(std::isfinite(v));
+    }
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <numbers>
 
 namespace zor::rob {
@@ -8,8 +9,12 @@ namespace zor::rob {
 inline constexpr double kPi = std::numbers::pi;
 
 /// \returns `degrees` in radians, degrees · π / 180 with the product formed first: the
-/// conversion of a joint value (degrees) where it enters a rotation or an exponential.
+/// conversion of a joint value (degrees) where it enters a rotation or an exponential. Beyond
+/// ±1e307 degrees it is degrees · (π / 180), since from about 5.7e307 on the product overflows
+/// although the angle in radians is finite.
 constexpr double DegToRad(double degrees) {
+  if (std::abs(degrees) > 1e307) [[unlikely]]
+    return degrees * (kPi / 180.0);
   return degrees * kPi / 180.0;
 }
 
