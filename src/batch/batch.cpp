@@ -10,6 +10,7 @@
 #include "batch/kernels.hpp"
 #include "detail/parallel.hpp"
 #include "detail/throwers.hpp"
+#include "detail/vector_builds.hpp"
 #include "robot/joint_solution_conf.hpp"
 
 namespace zor::rob {
@@ -25,7 +26,8 @@ constexpr std::size_t kJacobianBufferSize = 8;
 
 bool processorHasAvx2() {
 #if defined(__x86_64__)
-  static const bool has = __builtin_cpu_supports("avx2");
+  static const bool has = detail::ProcessVectorBuildCap() != detail::VectorBuildCap::baseline &&
+                          __builtin_cpu_supports("avx2");
   return has;
 #else
   return false;

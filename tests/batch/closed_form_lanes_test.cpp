@@ -9,10 +9,12 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <vector>
 
+#include "detail/vector_builds.hpp"
 #include "ik/ik_test_support.hpp"
 #include "support/random_unit.hpp"
 #include "support/test_support.hpp"
@@ -116,6 +118,31 @@ std::size_t expectLanesEqualScalar(const RobotConfig& robot,
   }
   EXPECT_TRUE(sameBranches(lanes, expected));
   return laned;
+}
+
+TEST(VectorBuildCap, IsNamedByZorrobSimd) {
+  using detail::VectorBuildCap;
+  EXPECT_EQ(detail::VectorBuildCapOf(nullptr), VectorBuildCap::widest);
+  EXPECT_EQ(detail::VectorBuildCapOf("baseline"), VectorBuildCap::baseline);
+  EXPECT_EQ(detail::VectorBuildCapOf("avx2"), VectorBuildCap::avx2);
+  for (const char* other : {"", "BASELINE", "baseline ", "avx512", "sse2", "widest"})
+    EXPECT_EQ(detail::VectorBuildCapOf(other), VectorBuildCap::widest) << other;
+}
+
+// The suite runs this binary twice, once with ZORROB_SIMD=baseline: the process's cap decides
+// which closed form every query runs.
+TEST(VectorBuildCap, DecidesTheClosedFormBuildOfTheProcess) {
+  const detail::VectorBuildCap cap = detail::VectorBuildCapOf(std::getenv("ZORROB_SIMD"));
+  EXPECT_EQ(detail::ProcessVectorBuildCap(), cap);
+#if defined(__x86_64__)
+  const bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+#else
+  const bool avx2 = false;
+#endif
+  const bool expected = avx2 && cap != detail::VectorBuildCap::baseline;
+  EXPECT_EQ(detail::processorHasAvx2(), expected);
+  EXPECT_EQ(detail::processorClosedFormBuild(),
+            expected ? ClosedFormBuild::avx2 : ClosedFormBuild::baseline);
 }
 
 TEST(ClosedFormLanes, EqualTheScalarClosedFormOnRandomPosesInBothBuilds) {
