@@ -1,6 +1,7 @@
-"""Peak memory of `zorrob audit`: a program of many short moves, and one long move whose samples
-go to a file with --samples. Each run is a fresh process; its peak resident set comes from
-wait4. Usage: python3 bench/audit_memory.py TOOL [MOVES [SAMPLES]]."""
+"""Peak memory of `zorrob audit`: a program of many short moves (its text report, then its JSON
+report), and one long move whose samples go to a file with --samples. Each run is a fresh
+process; its peak resident set comes from wait4.
+Usage: python3 bench/audit_memory.py TOOL [MOVES [SAMPLES]]."""
 
 import json
 import os
@@ -38,6 +39,7 @@ def main():
                 f.write((", " if k else "") + json.dumps(move))
             f.write("]}")
         print(f"{moves} short moves: {peak_mb([tool, 'audit', many]):.0f} MB")
+        print(f"{moves} short moves, --json: {peak_mb([tool, 'audit', many, '--json']):.0f} MB")
         # One line of 100 mm sampled finely enough to give the samples asked for.
         long = os.path.join(folder, "long.json")
         program = {"start": [0, 0, 0, 0, 30, 0], "options": {"stepMm": 100 / samples},

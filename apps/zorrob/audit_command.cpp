@@ -1,9 +1,12 @@
 // zorrob audit: follows a program file through its arm and reports what would stop it.
 #include <cstddef>
 #include <fstream>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -55,24 +58,21 @@ Json moveJson(std::size_t index, const MoveAudit& m) {
           {"events", m.events.size()}};
 }
 
-/// Every sample with its timing, for plotting the speed profile.
-Json timedSamplesJson(const AuditReport& report) {
-  Json out = Json::array();
-  for (const AuditSample& s : report.samples)
-    out.push_back({{"move", s.moveIndex},
-                   {"corner", s.corner},
-                   {"fraction", s.fraction},
-                   {"arcLength", s.arcLength},
-                   {"time", s.time},
-                   {"tcpSpeed", s.tcpSpeed},
-                   {"speedShare", s.speedShare},
-                   {"allowedShare", s.allowedShare},
-                   {"joints", s.joints.values},
-                   {"jointSpeeds", s.jointSpeeds},
-                   {"jointAccelerations", s.jointAccelerations},
-                   {"limit", StreamText(s.limit)},
-                   {"limitJoint", s.limitJoint}});
-  return out;
+/// A sample with its timing, for plotting the speed profile.
+Json timedSampleJson(const AuditSample& s) {
+  return {{"move", s.moveIndex},
+          {"corner", s.corner},
+          {"fraction", s.fraction},
+          {"arcLength", s.arcLength},
+          {"time", s.time},
+          {"tcpSpeed", s.tcpSpeed},
+          {"speedShare", s.speedShare},
+          {"allowedShare", s.allowedShare},
+          {"joints", s.joints.values},
+          {"jointSpeeds", s.jointSpeeds},
+          {"jointAccelerations", s.jointAccelerations},
+          {"limit", StreamText(s.limit)},
+          {"limitJoint", s.limitJoint}};
 }
 
 std::string percent(double share) {
@@ -165,21 +165,42 @@ std::string reportText(const Program& program, const AuditReport& report) {
   return text;
 }
 
-/// The report as one JSON document (without the samples).
-Json reportJson(const Program& program, const AuditReport& report) {
-  Json movesJson = Json::array();
-  Json eventsJson = Json::array();
-  for (std::size_t i = 0; i < report.moves.size(); ++i) {
-    movesJson.push_back(moveJson(i, report.moves[i]));
-    for (const AuditEvent& e : report.moves[i].events)
-      eventsJson.push_back(eventJson(e));
+/// Builds a JSON object whole, member by member as JsonObjectWriter writes one.
+struct JsonObjectBuilder {
+  Json json = Json::object();
+
+  void member(const std::string& key, const Json& value) { json[key] = value; }
+  void arrayMember(const std::string& key, std::size_t count,
+                   const std::function<Json(std::size_t)>& element) {
+    Json array = Json::array();
+    for (std::size_t i = 0; i < count; ++i)
+      array.push_back(element(i));
+    json[key] = std::move(array);
   }
-  return {{"program", program.source},
-          {"arm", {{"name", program.arm.name}, {"source", program.arm.source}}},
-          {"duration", report.duration},
-          {"clean", report.clean()},
-          {"moves", std::move(movesJson)},
-          {"events", std::move(eventsJson)}};
+  void finish() {}
+};
+
+/// The report as one JSON document, member by member into `doc` (a JsonObjectBuilder or a
+/// JsonObjectWriter), with every timed sample when `samples` is set.
+void reportJson(auto& doc, const Program& program, const AuditReport& report, bool samples) {
+  doc.member("program", program.source);
+  doc.member("arm", {{"name", program.arm.name}, {"source", program.arm.source}});
+  doc.member("duration", report.duration);
+  doc.member("clean", report.clean());
+  doc.arrayMember("moves", report.moves.size(),
+                  [&](std::size_t i) { return moveJson(i, report.moves[i]); });
+  // The events of all moves in order: the move and its event at each position.
+  std::vector<std::pair<std::size_t, std::size_t>> events;
+  for (std::size_t i = 0; i < report.moves.size(); ++i)
+    for (std::size_t k = 0; k < report.moves[i].events.size(); ++k)
+      events.emplace_back(i, k);
+  doc.arrayMember("events", events.size(), [&](std::size_t i) {
+    return eventJson(report.moves[events[i].first].events[events[i].second]);
+  });
+  if (samples)
+    doc.arrayMember("samples", report.samples.size(),
+                    [&](std::size_t i) { return timedSampleJson(report.samples[i]); });
+  doc.finish();
 }
 
 }  // namespace
@@ -253,10 +274,18 @@ Report runAudit(Program program, const AuditRequest& request) {
   // Only the forms asked for: for a million moves each is a large document.
   if (request.text)
     out.text = reportText(program, report);
-  if (request.json) {
-    out.json = reportJson(program, report);
-    if (request.jsonSamples)
-      out.json["samples"] = timedSamplesJson(report);
+  if (request.json && request.streamJson) {
+    // Written once the report is complete, each move's part formed as it is written.
+    auto kept = std::make_shared<const std::pair<Program, AuditReport>>(std::move(program),
+                                                                        std::move(report));
+    out.writeJson = [kept, samples = request.jsonSamples](std::ostream& stream) {
+      JsonObjectWriter doc(stream);
+      reportJson(doc, kept->first, kept->second, samples);
+    };
+  } else if (request.json) {
+    JsonObjectBuilder doc;
+    reportJson(doc, program, report, request.jsonSamples);
+    out.json = std::move(doc.json);
   }
   return out;
 }

@@ -347,6 +347,7 @@ CommandHook addAudit(CLI::App& app) {
             request.showProgress = !context.json;
             request.text = !context.json;
             request.json = context.json;
+            request.streamJson = true;
             return runAudit(request);
           }};
 }

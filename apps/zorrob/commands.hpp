@@ -103,6 +103,9 @@ struct AuditRequest {
   /// The forms of the report to build: for a million moves each is a large document.
   bool text{true};
   bool json{true};
+  /// With json: the document is written as it is formed (Report::writeJson) instead of built
+  /// whole (Report::json): for a million moves it would take more memory than the audit.
+  bool streamJson{false};
 };
 
 /// The audit of a program file: a table of its moves (reached, time, path, events) and the

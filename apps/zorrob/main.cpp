@@ -26,9 +26,6 @@
 namespace zor::rob::cli {
 namespace {
 
-/// Spaces per level of the JSON output.
-constexpr int kJsonIndent = 2;
-
 /// The options every command shares, as given.
 struct SharedOptions {
   bool json{false};
@@ -211,11 +208,13 @@ struct Tool {
     try {
       const Report r = report();
       status = r.status;
-      // A file name that is not valid UTF-8 is written with replacement characters.
-      output = shared.json ? r.json.dump(kJsonIndent, ' ', false,
-                                         nlohmann::ordered_json::error_handler_t::replace) +
-                                 "\n"
-                           : r.text;
+      if (shared.json && r.writeJson) {
+        // Past the computation: the document is written as it is formed.
+        r.writeJson(std::cout);
+        std::cout << '\n';
+      } else {
+        output = shared.json ? JsonText(r.json) + "\n" : r.text;
+      }
     } catch (const UsageError& e) {
       return fail(who(app), e.what(), kExitUsage);
     } catch (const std::bad_alloc&) {

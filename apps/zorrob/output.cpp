@@ -62,6 +62,55 @@ std::string Table::render(std::string_view indent) const {
   return out;
 }
 
+std::string JsonText(const nlohmann::ordered_json& json) {
+  // A file name that is not valid UTF-8 is written with replacement characters.
+  return json.dump(kJsonIndent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+void JsonObjectWriter::key(const std::string& key) {
+  out_ << (empty_ ? "{\n" : ",\n") << std::string(kJsonIndent, ' ')
+       << JsonText(nlohmann::ordered_json(key)) << ": ";
+  empty_ = false;
+}
+
+void JsonObjectWriter::nested(const nlohmann::ordered_json& json, int depth) {
+  // The text of a value standalone, each line after its first moved right by its depth (a
+  // string's newlines are escaped, so every newline is one of the layout's).
+  const std::string pad(static_cast<std::size_t>(depth * kJsonIndent), ' ');
+  for (const char c : JsonText(json)) {
+    out_ << c;
+    if (c == '\n')
+      out_ << pad;
+  }
+}
+
+void JsonObjectWriter::member(const std::string& name, const nlohmann::ordered_json& value) {
+  key(name);
+  nested(value, 1);
+}
+
+void JsonObjectWriter::arrayMember(
+    const std::string& name, std::size_t count,
+    const std::function<nlohmann::ordered_json(std::size_t)>& element) {
+  key(name);
+  if (count == 0) {
+    out_ << "[]";
+    return;
+  }
+  const std::string pad(2 * kJsonIndent, ' ');
+  out_ << "[\n";
+  for (std::size_t i = 0; i < count; ++i) {
+    out_ << pad;
+    nested(element(i), 2);
+    out_ << (i + 1 < count ? ",\n" : "\n");
+  }
+  out_ << std::string(kJsonIndent, ' ') << ']';
+}
+
+void JsonObjectWriter::finish() {
+  out_ << (empty_ ? "{}" : "\n}");
+}
+
 nlohmann::ordered_json toJson(const Vec3& v) {
   return {v.x, v.y, v.z};
 }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <nlohmann/json.hpp>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -24,10 +26,16 @@ inline constexpr int kDegreeDecimals = 4;
 /// Decimals of the sample fractions that head the rows of the sample tables.
 inline constexpr int kSampleFractionDecimals = 4;
 
+/// Spaces per level of the JSON output.
+inline constexpr int kJsonIndent = 2;
+
 /// What a command produced: a plain text for people and a JSON document for scripts.
 struct Report {
   std::string text{};
   nlohmann::ordered_json json{};
+  /// When set, writes the JSON document in place of `json`, piece by piece: a document too large
+  /// to hold whole (the audit of a million moves) is never built.
+  std::function<void(std::ostream&)> writeJson{};
   /// The tool's exit status once the report is printed: 0, or kExitEvents for an audit that
   /// found events.
   int status{0};
@@ -75,6 +83,29 @@ class Fields {
 
  private:
   Table table_{{Table::Align::Left, Table::Align::Left}};
+};
+
+/// \returns the text of a JSON document as the tool prints it (without the final newline).
+std::string JsonText(const nlohmann::ordered_json& json);
+
+/// Writes a JSON object member by member, character for character as JsonText writes the whole
+/// object: a member is a value, or an array whose elements are made and written one at a time.
+class JsonObjectWriter {
+ public:
+  explicit JsonObjectWriter(std::ostream& out) : out_(out) {}
+  void member(const std::string& key, const nlohmann::ordered_json& value);
+  void arrayMember(const std::string& key, std::size_t count,
+                   const std::function<nlohmann::ordered_json(std::size_t)>& element);
+  /// Closes the object.
+  void finish();
+
+ private:
+  void key(const std::string& key);
+  /// Writes `json` as it appears `depth` levels down.
+  void nested(const nlohmann::ordered_json& json, int depth);
+
+  std::ostream& out_;
+  bool empty_{true};
 };
 
 /// JSON forms of the geometry values: arrays [x, y, z] and [q1, q2, q3, q4].

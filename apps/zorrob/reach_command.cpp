@@ -55,11 +55,22 @@ Pos pointOf(const std::vector<std::string>& texts, const std::string& option) {
   return {v[0], v[1], v[2]};
 }
 
+/// Throws UsageError "NAME is a zero quaternion" where the library's normalisation rule
+/// refuses `q` (scalar first), so that the option is named rather than the rule.
+void throwIfZeroQuaternion(const std::array<double, 4>& q, const std::string& name) {
+  try {
+    (void)Rotation(q[0], q[1], q[2], q[3]);
+  } catch (const std::logic_error&) {
+    throw UsageError(name + " is a zero quaternion");
+  }
+}
+
 ToolData toolOf(const std::vector<std::string>& texts) {
   const std::vector<double> v = parseNumbers(
       texts,
       {"--tool X", "--tool Y", "--tool Z", "--tool Q1", "--tool Q2", "--tool Q3", "--tool Q4"},
       "numbers after --tool (X Y Z in mm, Q1 Q2 Q3 Q4)");
+  throwIfZeroQuaternion({v[3], v[4], v[5], v[6]}, "--tool");
   return ToolData(true, Pose({v[0], v[1], v[2]}, {v[3], v[4], v[5], v[6]}), LoadData{});
 }
 
@@ -83,11 +94,7 @@ std::vector<Orient> givenOrientations(const std::vector<std::string>& texts) {
     std::array<double, 4> q{};
     for (std::size_t i = 0; i < 4; ++i)
       q[i] = parseNumber(texts[4 * k + i], name + " Q" + std::to_string(i + 1));
-    try {
-      (void)Rotation(q[0], q[1], q[2], q[3]);
-    } catch (const std::logic_error&) {
-      throw UsageError(name + " is a zero quaternion");
-    }
+    throwIfZeroQuaternion(q, name);
     out.push_back({q[0], q[1], q[2], q[3]});
   }
   return out;

@@ -2,6 +2,7 @@
 // without the GIL.
 
 #include <array>
+#include <limits>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -142,7 +143,25 @@ void bindAuditTypes(py::module_& m) {
       .def_readwrite("maxJointSpeedDeg", &AuditOptions::maxJointSpeedDeg)
       .def_readwrite("maxJointAccelerationDeg", &AuditOptions::maxJointAccelerationDeg)
       .def_readwrite("maxTcpAcceleration", &AuditOptions::maxTcpAcceleration)
-      .def_readwrite("keepSamples", &AuditOptions::keepSamples);
+      .def_readwrite("keepSamples", &AuditOptions::keepSamples)
+      .def_readonly_static("kMinTimingWindow", &AuditOptions::kMinTimingWindow,
+                           "The smallest timing_window allowed (samples).")
+      .def_property(
+          "timing_window", [](const AuditOptions& o) { return o.timingWindow; },
+          [](AuditOptions& o, const py::int_& window) {
+            // Checked here, with the library's message, so that a negative value is refused
+            // alike instead of failing the conversion to an unsigned size.
+            constexpr std::size_t kLargest = std::numeric_limits<std::size_t>::max();
+            if (py::int_(AuditOptions::kMinTimingWindow) > window)
+              throw py::value_error("'options.timingWindow' must be at least 16");
+            if (window > py::int_(kLargest))
+              throw py::value_error("'options.timingWindow' must be at most " +
+                                    std::to_string(kLargest));
+            o.timingWindow = window.cast<std::size_t>();
+          },
+          "The samples (about) that the timing of a path between two stop points holds at a "
+          "time; longer paths are timed in windows of this many, each sampled again twice. The "
+          "report does not depend on it. At least MIN_TIMING_WINDOW (ValueError otherwise).");
 }
 
 /// The records of an audit: its events, samples and moves.

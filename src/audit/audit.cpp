@@ -87,13 +87,6 @@ void Auditor::run(const RobJoint& start, std::span<const ProgramMove> moves) {
   progress.finish();
 }
 
-bool Auditor::countSample(std::size_t index, double fraction) {
-  if (++samplesSinceCheck_ < kSamplesPerCheck)
-    return true;
-  samplesSinceCheck_ = 0;
-  return reportWithin(index, 0, fraction);
-}
-
 bool Auditor::reportWithin(std::size_t index, std::size_t half, double share) {
   constexpr std::size_t kHalf = kProgressPerMove / 2;
   // A move's corner (fraction 1) counts as the last step of its sampling.
@@ -115,7 +108,7 @@ void Auditor::dropMovesFrom(std::size_t index) {
   if (kept < runParts_.size()) {
     const std::vector<RunPart> parts(runParts_.begin(),
                                      runParts_.begin() + static_cast<std::ptrdiff_t>(kept));
-    timer_ = PathTimer(limits_, options_.timingWindow);
+    timer_ = newTimer();
     runParts_.clear();
     checkpoints_.clear();
     window_.clear();
@@ -184,7 +177,7 @@ void Auditor::jointMove(std::size_t index, const MoveRecord& move, const RobJoin
   Pose previous = start;
   for (std::size_t i = 1; i <= n; ++i) {
     const double f = static_cast<double>(i) / static_cast<double>(n);
-    if (!countSample(index, f))
+    if (!countSample(index, [f] { return f; }))
       return;
     const Pose tcp = i == n ? end : tcpOf(RobJoint::Intermediate(from, target, f), robot_, move);
     length += (tcp.pos - previous.pos).norm();

@@ -190,11 +190,14 @@ struct RunPart {
   }
 };
 
-/// A sample of the path being timed, and the part (index in the run) it lies on.
+/// A sample of the path being timed, and the part (index in the run) it lies on. What the timing
+/// reads of every sample comes first.
 struct RunPoint {
-  PathPoint point{};
   std::size_t part{0};
   bool atRest{false};
+  /// The sample repeats the pose of the one before (where two parts meet).
+  bool repeats{false};
+  PathPoint point{};
 };
 
 /// Where the samples of a window of the path being timed are computed again from.
@@ -215,11 +218,7 @@ struct ReducedStretch {
 class Auditor {
  public:
   Auditor(const RobotConfig& robot, const AuditOptions& options, AuditReport& report)
-      : robot_(robot),
-        relaxed_(robot),
-        options_(options),
-        report_(report),
-        timer_(TimingLimits{}, options.timingWindow) {
+      : robot_(robot), relaxed_(robot), options_(options), report_(report), timer_(newTimer()) {
     for (std::size_t i = 0; i < 7; ++i) {
       relaxed_.jointMin[i] -= kRelaxedLimitWidening;
       relaxed_.jointMax[i] += kRelaxedLimitWidening;
@@ -227,15 +226,22 @@ class Auditor {
     relaxed_.jointCoupling = 0;
     limits_ = {options.maxJointSpeedDeg, options.maxJointAccelerationDeg,
                options.maxTcpAcceleration};
-    timer_ = PathTimer(limits_, options.timingWindow);
+    timer_ = newTimer();
   }
 
   void run(const RobJoint& start, std::span<const ProgramMove> moves);
 
  private:
-  /// Counts a sample of move `index` at `fraction` of its path; every kSamplesPerCheck samples
-  /// tells the progress callback. \returns false once the audit is cancelled.
-  bool countSample(std::size_t index, double fraction);
+  /// Counts a sample of move `index`; every kSamplesPerCheck samples tells the progress callback
+  /// that the move is sampled up to `fraction()` of its path. \returns false once the audit is
+  /// cancelled.
+  template <typename Fraction>
+  bool countSample(std::size_t index, const Fraction& fraction) {
+    if (++samplesSinceCheck_ < kSamplesPerCheck)
+      return true;
+    samplesSinceCheck_ = 0;
+    return reportWithin(index, 0, fraction());
+  }
   /// Tells the progress callback that `share` of step `half` (0 sampling, 1 timing) of move
   /// `index` is done. \returns false once the audit is cancelled.
   bool reportWithin(std::size_t index, std::size_t half, double share);
@@ -274,6 +280,15 @@ class Auditor {
   /// Adds a sample of the last part of the run to the path being timed; `walk` and `seed` are
   /// where it was computed from.
   void keepSample(const PathPoint& p, bool atRest, const PartWalk& walk, const RobJoint& seed);
+  /// Appends the points `from` to `to` of the path being timed, from the window being sampled.
+  void windowPoints(std::size_t from, std::size_t to, std::vector<TimingPoint>& out) const;
+  /// \returns an empty timer of the path being timed, with the options' limits.
+  PathTimer newTimer() {
+    return PathTimer(limits_, options_.timingWindow,
+                     [this](std::size_t from, std::size_t to, std::vector<TimingPoint>& out) {
+                       windowPoints(from, to, out);
+                     });
+  }
   /// Samples the whole part anew (without looking for events) into the path being timed.
   void resampleIntoRun(const RunPart& part);
   /// Computes the samples of the path being timed again from the start of window `window`.
@@ -320,7 +335,6 @@ class Auditor {
   double moveStart_{0.0};
   double lastTime_{0.0};
   std::size_t lastMove_{0};
-  Pose lastTcp_{};
   std::optional<ReducedStretch> reduced_{};
   /// The time (s) at the last stop point.
   double programTime_{0.0};

@@ -3,34 +3,75 @@
 // path is longer than one window.
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "audit/timing.hpp"
 
 namespace zor::rob::audit {
 
-PathTimer::PathTimer(const TimingLimits& limits, std::size_t windowNodes)
-    : limits_(limits), windowNodes_(std::max<std::size_t>(windowNodes, 2)) {}
+namespace {
 
-bool PathTimer::add(const TimingPoint& point) {
+/// Points made nodes at a time: their copies stay in the fastest cache.
+constexpr std::size_t kChunk = 256;
+
+}  // namespace
+
+PathTimer::PathTimer(const TimingLimits& limits, std::size_t windowNodes, Points points)
+    : limits_(limits),
+      windowNodes_(std::max<std::size_t>(windowNodes, 2)),
+      pointsOf_(std::move(points)) {}
+
+bool PathTimer::addNearWindowEnd() {
+  const std::size_t index = points_++;
+  if (windows_.empty()) {
+    windows_.push_back({});
+    return true;
+  }
+  build(index);
   const NodeBuilder before = builder_;
-  const bool begins = builder_.add(point, last_.nodes);
-  const bool opens = windows_.empty() ||
-                     (begins && builder_.nodes - 1 - windows_.back().firstNode >= windowNodes_);
-  if (opens && !windows_.empty()) {
+  chunk_.clear();
+  pointsOf_(index, index + 1, chunk_);
+  const bool begins = builder_.add(chunk_.front(), last_.nodes);
+  const bool opens = begins && builder_.nodes - 1 - windows_.back().firstNode >= windowNodes_;
+  if (opens) {
     // The window before is dropped but for the two nodes before this one.
-    Window w{before, {}, builder_.nodes - 1, builder_.points - 1, 0.0};
+    Window w{before, {}, builder_.nodes - 1, index, 0.0};
     const std::size_t m = last_.nodes.size();
     w.before = {last_.nodes[m - 3], last_.nodes[m - 2]};
     last_.nodes.erase(last_.nodes.begin(), last_.nodes.end() - 3);
     last_.first = w.firstNode - 2;
     last_.nodeOf.clear();
     windows_.push_back(w);
-  } else if (opens) {
-    windows_.push_back({});
   }
   last_.nodeOf.push_back(builder_.nodes - 1);
   return opens;
+}
+
+namespace {
+
+/// Makes room for `more` elements, growing geometrically: build() is called point by point near
+/// a window's end.
+template <typename T>
+void reserveMore(std::vector<T>& v, std::size_t more) {
+  if (v.size() + more > v.capacity())
+    v.reserve(std::max(v.size() + more, 2 * v.capacity()));
+}
+
+}  // namespace
+
+void PathTimer::build(std::size_t end) {
+  // One more node than points: finishWhole() may add a middle node.
+  reserveMore(last_.nodes, end - builder_.points + 1);
+  reserveMore(last_.nodeOf, end - builder_.points);
+  while (builder_.points < end) {
+    chunk_.clear();
+    pointsOf_(builder_.points, std::min(end, builder_.points + kChunk), chunk_);
+    for (const TimingPoint& p : chunk_) {
+      builder_.add(p, last_.nodes);
+      last_.nodeOf.push_back(builder_.nodes - 1);
+    }
+  }
 }
 
 std::size_t PathTimer::endNode(std::size_t w) const {
@@ -88,12 +129,15 @@ void PathTimer::finishWhole(const Emit& emit) {
   PrepareNodes(nodes, 0, n, limits_);
   const std::vector<double> hi = ControllableBounds(nodes, 0, 0, n - 1, 0.0, limits_);
   TimingCarry carry;
-  const std::vector<PointTiming> timed = TimeNodes(nodes, 0, 0, n, n, hi, limits_, carry);
-  for (std::size_t i = 0; i < nodeOf.size(); ++i)
-    emit(i, timed[nodeOf[i]]);
+  std::size_t i = 0;
+  TimeNodes(nodes, 0, 0, n, n, hi, limits_, carry, [&](std::size_t k, const PointTiming& t) {
+    for (; i < nodeOf.size() && nodeOf[i] == k; ++i)
+      emit(i, t);
+  });
 }
 
 bool PathTimer::finish(const Replay& replay, const Emit& emit, const GoOn& goOn) {
+  build(points_);
   if (windows_.size() == 1) {
     finishWhole(emit);
   } else if (!windows_.empty()) {
@@ -123,10 +167,14 @@ bool PathTimer::finish(const Replay& replay, const Emit& emit, const GoOn& goOn)
                                          ? ControllableBounds(s.nodes, s.first, from, endNode(w),
                                                               windows_[w + 1].hiStart, limits_)
                                          : lastHi;
-      const std::vector<PointTiming> timed =
-          TimeNodes(s.nodes, s.first, from, endNode(w), n, hi, limits_, carry);
-      for (std::size_t i = windows_[w].firstPoint; i < endPoint(w); ++i)
-        emit(i, timed[s.nodeOf[i - windows_[w].firstPoint] - from]);
+      // The window's points in order, each with the timing of its node.
+      const std::size_t firstPoint = windows_[w].firstPoint;
+      std::size_t i = firstPoint;
+      TimeNodes(s.nodes, s.first, from, endNode(w), n, hi, limits_, carry,
+                [&](std::size_t k, const PointTiming& t) {
+                  for (; i < endPoint(w) && s.nodeOf[i - firstPoint] == k; ++i)
+                    emit(i, t);
+                });
     }
   }
   clear();
@@ -135,6 +183,7 @@ bool PathTimer::finish(const Replay& replay, const Emit& emit, const GoOn& goOn)
 
 void PathTimer::clear() {
   // The buffers keep their room for the next path: most paths are alike in length.
+  points_ = 0;
   builder_ = {};
   windows_.clear();
   last_.nodes.clear();

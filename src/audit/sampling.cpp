@@ -105,13 +105,28 @@ AuditEvent Auditor::eventAt(const PathPart& part, AuditEventKind kind, const Pat
 void Auditor::keepSample(const PathPoint& p, bool atRest, const PartWalk& walk,
                          const RobJoint& seed) {
   const std::size_t part = runParts_.size() - 1;
-  const PathPart& view = runParts_[part].part;
-  if (timer_.add({p.joints, p.tcp, view.vTcp, view.vOri, atRest})) {
+  // A sample that repeats its predecessor begins no node, so it never opens a window.
+  const bool repeats = !window_.empty() && p.tcp == window_.back().point.tcp;
+  // Made in place: a copy from the stack would wait for its own stores.
+  RunPoint& r = window_.emplace_back();
+  r.part = part;
+  r.atRest = atRest;
+  r.repeats = repeats;
+  r.point = p;
+  if (timer_.add()) {
     checkpoints_.push_back({part, walk, seed, runPoints_});
-    window_.clear();
+    window_.erase(window_.begin(), window_.end() - 1);
   }
-  window_.push_back({p, part, atRest});
   ++runPoints_;
+}
+
+void Auditor::windowPoints(std::size_t from, std::size_t to, std::vector<TimingPoint>& out) const {
+  const std::size_t first = checkpoints_.back().firstPoint;
+  for (std::size_t i = from; i < to; ++i) {
+    const RunPoint& r = window_[i - first];
+    const PathPart& part = runParts_[r.part].part;
+    out.push_back({r.point.joints, r.point.tcp, part.vTcp, part.vOri, r.atRest});
+  }
 }
 
 void Auditor::resampleIntoRun(const RunPart& part) {
@@ -144,7 +159,8 @@ void Auditor::replayRun(std::size_t window, const PathTimer::Take& take) {
       const PartWalk::Step step = walk.next();
       const PathPoint p = solve(view, step.fraction, seed, options_.jumpDeg);
       seed = p.joints;
-      replayed_.push_back({p, k, step.atRest});
+      const bool repeats = !replayed_.empty() && p.tcp == replayed_.back().point.tcp;
+      replayed_.push_back({k, step.atRest, repeats, p});
       if (!take({p.joints, p.tcp, view.vTcp, view.vOri, step.atRest}))
         return;
     }
@@ -173,6 +189,10 @@ RobJoint Auditor::samplePart(const PathPart& part, double f0, double f1, std::si
   double openJumpStep = 0.0;
 
   runParts_.push_back({*part.shape, part, f0, f1, intervals, start});
+  // Room for the part's samples (and its kink) up to a window's, made at once.
+  const std::size_t room = window_.size() + std::min(intervals, options_.timingWindow) + 2;
+  if (room > window_.capacity())
+    window_.reserve(std::max(room, 2 * window_.capacity()));
   PartWalk walk(*part.shape, f0, f1, intervals);
   const PartWalk atStart = walk;
   PathPoint previous = solve(part, walk.next().fraction, start, options_.jumpDeg);
@@ -227,7 +247,7 @@ RobJoint Auditor::samplePart(const PathPart& part, double f0, double f1, std::si
     previous = current;
   };
   while (!walk.done()) {
-    if (!countSample(part.moveIndex, part.corner ? 1.0 : walk.progress()))
+    if (!countSample(part.moveIndex, [&] { return part.corner ? 1.0 : walk.progress(); }))
       return previous.joints;
     const PartWalk before = walk;
     advance(before, walk.next());

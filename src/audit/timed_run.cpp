@@ -142,9 +142,9 @@ void Auditor::takeTiming(std::size_t index, const PointTiming& t) {
   // The stretches of samples whose allowed share is reduced, one event per stretch on the same
   // move or corner. Where two parts meet, the point is sampled by both with one timing: its
   // second copy starts no stretch.
-  const bool repeats = index > 0 && p.tcp == lastTcp_;
+  const bool repeats = r.repeats;
   const bool reduced = t.allowedShare < kFullShare;
-  bool mayStart = !repeats;
+  bool mayStart = true;
   if (reduced_) {
     AuditEvent& e = reduced_->event;
     if (reduced && part.moveIndex == e.moveIndex && part.corner == e.corner) {
@@ -165,7 +165,7 @@ void Auditor::takeTiming(std::size_t index, const PointTiming& t) {
       reduced_.reset();
     }
   }
-  if (mayStart && reduced && !reduced_) {
+  if (mayStart && reduced && !reduced_ && !repeats) {
     AuditEvent e{AuditEventKind::speedReduced, part.moveIndex, part.corner};
     e.startFraction = e.endFraction = p.fraction;
     e.startArcLength = e.endArcLength = arcLength;
@@ -176,7 +176,6 @@ void Auditor::takeTiming(std::size_t index, const PointTiming& t) {
   }
   lastMove_ = part.moveIndex;
   lastTime_ = t.time;
-  lastTcp_ = p.tcp;
 }
 
 void Auditor::addReducedStretch() {

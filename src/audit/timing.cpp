@@ -352,61 +352,72 @@ std::vector<double> ControllableBounds(const std::vector<TimingNode>& nodes, std
   return hi;
 }
 
-std::vector<PointTiming> TimeNodes(const std::vector<TimingNode>& nodes, std::size_t first,
-                                   std::size_t from, std::size_t to, std::size_t n,
-                                   const std::vector<double>& hi, const TimingLimits& limits,
-                                   TimingCarry& carry) {
+void TimeNodes(const std::vector<TimingNode>& nodes, std::size_t first, std::size_t from,
+               std::size_t to, std::size_t n, const std::vector<double>& hi,
+               const TimingLimits& limits, TimingCarry& carry, const NodeTimings& out) {
   const auto node = [&](std::size_t k) -> const TimingNode& { return nodes[k - first]; };
-  std::vector<PointTiming> timed(to - from);
-  std::vector<double> b(to - from, 0.0), acc(to - from, 0.0);
+  // The forward pass; each node's timing is then made whole and handed over, not held.
+  struct Step {
+    double b{0.0};
+    double acc{0.0};
+    double time{0.0};
+    TimingLimit limit{TimingLimit::none};
+    int limitJoint{0};
+  };
+  std::vector<Step> steps(to - from);
   std::array<Row, kMaxRows> rows{};
   for (std::size_t k = from; k < to; ++k) {
-    const std::size_t i = k - from;
-    b[i] = carry.b;
-    timed[i].time = carry.time;
+    Step& s = steps[k - from];
+    s.b = carry.b;
+    s.time = carry.time;
     if (k + 1 == n) {
-      acc[i] = carry.acceleration;
-      timed[i].limit = carry.limit;
-      timed[i].limitJoint = carry.limitJoint;
+      s.acc = carry.acceleration;
+      s.limit = carry.limit;
+      s.limitJoint = carry.limitJoint;
       break;
     }
     const TimingNode& p = node(k);
     const double reach = 2.0 * (node(k + 1).sigma - p.sigma);
-    const std::size_t count = stepRows(p, node(k + 1), limits, hi[i + 1], rows.data());
-    const Overlap o = overlapAt(rows.data(), count, b[i]);
-    const double next = std::clamp(b[i] + reach * o.amax, 0.0, hi[i + 1]);
-    acc[i] = (next - b[i]) / reach;
-    bindingLimit(rows.data(), count, p, acc[i], b[i], timed[i]);
-    const double speeds = std::sqrt(b[i]) + std::sqrt(next);
-    carry = {next, timed[i].time + (speeds > 0.0 ? reach / speeds : 0.0), acc[i], timed[i].limit,
-             timed[i].limitJoint};
+    const std::size_t count = stepRows(p, node(k + 1), limits, hi[k - from + 1], rows.data());
+    const Overlap o = overlapAt(rows.data(), count, s.b);
+    const double next = std::clamp(s.b + reach * o.amax, 0.0, hi[k - from + 1]);
+    s.acc = (next - s.b) / reach;
+    PointTiming binding;
+    bindingLimit(rows.data(), count, p, s.acc, s.b, binding);
+    s.limit = binding.limit;
+    s.limitJoint = binding.limitJoint;
+    const double speeds = std::sqrt(s.b) + std::sqrt(next);
+    carry = {next, s.time + (speeds > 0.0 ? reach / speeds : 0.0), s.acc, s.limit, s.limitJoint};
   }
   for (std::size_t k = from; k < to; ++k) {
-    const std::size_t i = k - from;
+    const Step& s = steps[k - from];
     const TimingNode& p = node(k);
-    PointTiming& t = timed[i];
-    const double v = std::sqrt(b[i]);
+    PointTiming t;
+    t.time = s.time;
+    t.limit = s.limit;
+    t.limitJoint = s.limitJoint;
+    const double v = std::sqrt(s.b);
     for (std::size_t j = 0; j < 6; ++j) {
       t.jointSpeeds[j] = p.d1[j] * v;
-      t.jointAccelerations[j] = p.d1[j] * acc[i] + p.d2[j] * b[i];
+      t.jointAccelerations[j] = p.d1[j] * s.acc + p.d2[j] * s.b;
     }
     t.tcpSpeed = std::abs(p.d1[kLength]) * v;
-    t.speedShare = std::isfinite(p.programmedCap) ? std::sqrt(b[i] / p.programmedCap) : 0.0;
+    t.speedShare = std::isfinite(p.programmedCap) ? std::sqrt(s.b / p.programmedCap) : 0.0;
     if (p.atRest) {
       t.allowedShare = 0.0;
       t.reducingJoint =
           k == 0 || k + 1 == n ? 0 : kinkedJointOf(node(k - 1), p, node(k + 1), limits);
-      continue;
+    } else {
+      // The highest speed the limits allow here, whatever comes before or after.
+      const std::size_t count = addLimitRows(p, limits, 0.0, rows.data());
+      const Reach allowed = largestFeasible(rows.data(), count, p.speedCap);
+      if (std::isfinite(p.programmedCap) && allowed.b < p.programmedCap * (1.0 - kAtBound)) {
+        t.allowedShare = std::sqrt(allowed.b / p.programmedCap);
+        t.reducingJoint = reducingJointOf(rows.data(), allowed, p);
+      }
     }
-    // The highest speed the limits allow here, whatever comes before or after.
-    const std::size_t count = addLimitRows(p, limits, 0.0, rows.data());
-    const Reach allowed = largestFeasible(rows.data(), count, p.speedCap);
-    if (std::isfinite(p.programmedCap) && allowed.b < p.programmedCap * (1.0 - kAtBound)) {
-      t.allowedShare = std::sqrt(allowed.b / p.programmedCap);
-      t.reducingJoint = reducingJointOf(rows.data(), allowed, p);
-    }
+    out(k, t);
   }
-  return timed;
 }
 
 void PrepareNodes(std::vector<TimingNode>& nodes, std::size_t first, std::size_t n,
@@ -438,7 +449,8 @@ bool NodeBuilder::add(const TimingPoint& p, std::vector<TimingNode>& out) {
     previous = p.tcp;
     ++points;
   }
-  TimingNode n;
+  // Made in place: a copy from the stack would wait for its own stores.
+  TimingNode& n = out.emplace_back();
   n.sigma = sigma;
   for (std::size_t j = 0; j < 6; ++j)
     n.value[j] = p.joints.values[j];
@@ -447,7 +459,6 @@ bool NodeBuilder::add(const TimingPoint& p, std::vector<TimingNode>& out) {
   n.vTcp = p.vTcp;
   n.vOri = p.vOri;
   n.atRest = p.atRest;
-  out.push_back(n);
   ++nodes;
   return true;
 }

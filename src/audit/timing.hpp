@@ -134,26 +134,37 @@ struct TimingCarry {
   int limitJoint{0};
 };
 
-/// \returns the timing of the nodes `from` to `to` (exclusive) of a window of a path of `n`
-/// nodes, from the carried state (rest at the path's start), taking the largest acceleration
-/// that keeps the path controllable (`hi`, indexed from `from`).
-std::vector<PointTiming> TimeNodes(const std::vector<TimingNode>& nodes, std::size_t first,
-                                   std::size_t from, std::size_t to, std::size_t n,
-                                   const std::vector<double>& hi, const TimingLimits& limits,
-                                   TimingCarry& carry);
+/// Receives the timing of node `k`, in order.
+using NodeTimings = std::function<void(std::size_t k, const PointTiming& timing)>;
+
+/// Times the nodes `from` to `to` (exclusive) of a window of a path of `n` nodes, from the
+/// carried state (rest at the path's start), taking the largest acceleration that keeps the path
+/// controllable (`hi`, indexed from `from`), and hands each node's timing to `out`.
+void TimeNodes(const std::vector<TimingNode>& nodes, std::size_t first, std::size_t from,
+               std::size_t to, std::size_t n, const std::vector<double>& hi,
+               const TimingLimits& limits, TimingCarry& carry, const NodeTimings& out);
 
 /// The time-optimal timing of a path from rest at its first point to rest at its last and at
 /// every point marked atRest (with an allowedShare of 0 there); a point that repeats its
 /// predecessor gets its timing.
 ///
-/// The points are added one by one as the path is sampled. The timing needs all of them twice,
+/// The points are counted one by one as the path is sampled. The timing needs all of them twice,
 /// backward and then forward, so a long path would be held whole; instead the nodes are held in
 /// windows of `windowNodes`: when a path outgrows its window, the window's start is kept (a few
 /// numbers) and its nodes are dropped, and finish() asks for the points of each earlier window
 /// again, twice. Every number is computed by the same operations in the same order either way,
 /// so the timing does not depend on the window.
+///
+/// The points of the window being sampled are the caller's: the timer asks for them (Points) when
+/// it makes their nodes, all at once where it can. A window cannot open before its predecessor
+/// has as many points as a window has nodes, so until then the points are only counted; a path
+/// shorter than one window is made nodes only when it is timed, in one pass.
 class PathTimer {
  public:
+  /// Appends the points `from` to `to` (exclusive) of the path, as add() numbered them, to `out`;
+  /// asked only for the points from the last that opened a window on.
+  using Points =
+      std::function<void(std::size_t from, std::size_t to, std::vector<TimingPoint>& out)>;
   /// Takes the points of the path from the start of a window on, in order, until it returns false.
   using Take = std::function<bool(const TimingPoint&)>;
   /// Hands the points from the start of window `window` (as add() numbered them) to `take`.
@@ -161,18 +172,27 @@ class PathTimer {
   /// Receives the timing of point `index` (from 0), in order.
   using Emit = std::function<void(std::size_t index, const PointTiming& timing)>;
 
-  PathTimer(const TimingLimits& limits, std::size_t windowNodes);
+  PathTimer(const TimingLimits& limits, std::size_t windowNodes, Points points);
 
-  /// Adds the next point of the path. \returns true when it opens a window: the first point, and
-  /// each that begins a node after windowNodes nodes of the window before.
-  bool add(const TimingPoint& point);
+  /// Counts the next point of the path, which `points` gives from now on. \returns true when it
+  /// opens a window (the points before it are no longer asked for): the first point, and each
+  /// that begins a node after windowNodes nodes of the window before.
+  bool add() {
+    // A window holds at least as many points as nodes: until its predecessor has windowNodes
+    // points, no point opens one.
+    if (!windows_.empty() && points_ - windows_.back().firstPoint < windowNodes_) {
+      ++points_;
+      return false;
+    }
+    return addNearWindowEnd();
+  }
   /// Told the share of the backward pass done before each window is read again; false cancels.
   using GoOn = std::function<bool(double share)>;
 
   /// Times the path and emits every point's timing; `replay` is asked only for windows before the
   /// last. The timer is then empty. \returns false, having emitted nothing, when `goOn` cancels.
   bool finish(const Replay& replay, const Emit& emit, const GoOn& goOn);
-  bool empty() const { return builder_.points == 0; }
+  bool empty() const { return points_ == 0; }
 
  private:
   /// Where a window starts: the builder before its first point, the two nodes before its first
@@ -192,6 +212,10 @@ class PathTimer {
     std::vector<std::size_t> nodeOf{};
   };
 
+  /// add() for a point that may open a window: its own node made, and those of the points before.
+  bool addNearWindowEnd();
+  /// Makes nodes of the points counted up to `end` (exclusive).
+  void build(std::size_t end);
   Span replayWindow(std::size_t w, const Replay& replay) const;
   std::size_t endNode(std::size_t w) const;
   std::size_t endPoint(std::size_t w) const;
@@ -200,6 +224,11 @@ class PathTimer {
 
   TimingLimits limits_;
   std::size_t windowNodes_;
+  Points pointsOf_;
+  /// The points counted; the builder has made nodes of the first builder_.points of them.
+  std::size_t points_{0};
+  /// The points being made nodes, a chunk at a time.
+  std::vector<TimingPoint> chunk_{};
   NodeBuilder builder_{};
   std::vector<Window> windows_{};
   /// The last window: its nodes (from two before its first) and its points' nodes.

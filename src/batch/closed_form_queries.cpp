@@ -73,6 +73,33 @@ void ClosedFormQueries::setLabelling(QueryPose& target) const {
   target.stretchedElbow = -RadToDeg(robot->elbowOffset);
 }
 
+void ClosedFormQueries::setLabellings(std::span<QueryPose> targets) const {
+  const double stretchedElbow = -RadToDeg(robot->elbowOffset);
+  for (std::size_t i = 0; i < targets.size(); i += 2) {
+    // The lanes of setLabelling's atan2 are independent: two targets in one call give each the
+    // angle it alone would get; a second lane past the end repeats the first.
+    const std::size_t second = std::min(i + 1, targets.size() - 1);
+    const Vec3 a = wristCentre(targets[i].position, targets[i].rotation, robot->getWcpZOffset());
+    const Vec3 b =
+        wristCentre(targets[second].position, targets[second].rotation, robot->getWcpZOffset());
+    Double2 y{a.y, b.y};
+    Double2 x{a.x, b.x};
+    atan2_impl::opaque(y);
+    atan2_impl::opaque(x);
+    const Double2 angle = atan2_impl::atan2Lanes<2>(y, x);
+    const std::array<Vec3, 2> centres{a, b};
+    for (std::size_t l = 0; l < 2 && i + l < targets.size(); ++l) {
+      QueryPose& target = targets[i + l];
+      const Vec3& wcp = centres[l];
+      // Any infinite or NaN input sends atan2s to std::atan2.
+      const bool finite = std::isfinite(wcp.x) && std::isfinite(wcp.y);
+      target.labelAngle = RadToDeg(finite ? angle[l] : std::atan2(wcp.y, wcp.x));
+      target.labelRadius = std::sqrt(wcp.x * wcp.x + wcp.y * wcp.y);
+      target.stretchedElbow = stretchedElbow;
+    }
+  }
+}
+
 bool ClosedFormQueries::inConfigurations(const RobJoint& joints,
                                          std::span<const ConfData> configurations,
                                          const QueryPose* target) const {

@@ -44,6 +44,9 @@ struct ClosedFormQueries {
   /// findAllJointSolutions sets them.
   void setLabelling(QueryPose& target) const;
 
+  /// setLabelling of every target, two at a time.
+  void setLabellings(std::span<QueryPose> targets) const;
+
   /// Throws std::length_error when the limits admit more solutions of `branches` than the
   /// all-solutions list holds, counted as the list counts them before it lists any: only where
   /// some branch has many turns inside, which `fewTurns` tells for each.

@@ -345,10 +345,10 @@ template <std::size_t W>
 
 }  // namespace
 
-KernelBuild chooseKernelBuild(bool hasAvx2, bool hasAvx512) {
-  if (hasAvx2 && hasAvx512)
-    return KernelBuild::avx512;
-  return hasAvx2 ? KernelBuild::avx2 : KernelBuild::baseline;
+KernelBuild chooseKernelBuild(bool hasAvx2, bool hasAvx512, VectorBuildCap cap) {
+  if (!hasAvx2 || cap == VectorBuildCap::baseline)
+    return KernelBuild::baseline;
+  return hasAvx512 && cap == VectorBuildCap::widest ? KernelBuild::avx512 : KernelBuild::avx2;
 }
 
 // Each build inlines its kernel whole (flatten), so that all of it runs in its instruction set.
@@ -436,7 +436,8 @@ KernelBuild chooseKernelBuild(bool hasAvx2, bool hasAvx512) {
 KernelBuild processorKernelBuild() {
   static const KernelBuild build =
       chooseKernelBuild(__builtin_cpu_supports("avx2"),
-                        __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl"));
+                        __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl"),
+                        ProcessVectorBuildCap());
   return build;
 }
 

@@ -11,6 +11,7 @@
 
 #include <span>
 
+#include "detail/vector_builds.hpp"
 #include "robot/arm_kinematics.hpp"
 #include "zor/rob/joints.hpp"
 #include "zor/rob/robot_config.hpp"
@@ -23,11 +24,12 @@ namespace zor::rob::detail {
 /// The builds of the kernels, narrowest first.
 enum class KernelBuild { baseline, avx2, avx512 };
 
-/// The widest build that a processor with these features runs. `hasAvx512`: AVX-512F and VL, with
-/// the operating system's support of their registers; the AVX-512 build needs AVX2 as well.
-KernelBuild chooseKernelBuild(bool hasAvx2, bool hasAvx512);
+/// The widest build that a processor with these features runs, within `cap` (ZORROB_SIMD:
+/// "avx2" stops at AVX2, "baseline" at the baseline). `hasAvx512`: AVX-512F and VL, with the
+/// operating system's support of their registers; the AVX-512 build needs AVX2 as well.
+KernelBuild chooseKernelBuild(bool hasAvx2, bool hasAvx512, VectorBuildCap cap);
 
-/// The build for this processor, its features read once.
+/// The build for this processor and this process's cap, both read once.
 KernelBuild processorKernelBuild();
 
 /// poses[i] = the flange pose of joints[i] (getWristPoseInBase), and joint1[i] the sine and

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "detail/vector_builds.hpp"
+
 namespace zor::rob::detail {
 
 namespace {
@@ -31,7 +33,8 @@ constexpr double kApproximateAxisTolerance = 0.2;
 }
 
 bool processorHasAvx2() {
-  static const bool has = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+  static const bool has = ProcessVectorBuildCap() != VectorBuildCap::baseline &&
+                          __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
   return has;
 }
 #else

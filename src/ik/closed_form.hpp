@@ -484,7 +484,8 @@ inline void solveClosedForm(const ClosedFormArm& arm, const Mat3& r, const Vec3&
 /// AVX2 with FMA, its atan2 four lanes at a time: about a third faster where the processor has
 /// them, its results different from the baseline's in the last bits. solveClosedFormAvx2 may be
 /// called only when processorHasAvx2() (on other processors than x86-64 it is the baseline);
-/// solveClosedFormForProcessor picks.
+/// solveClosedFormForProcessor picks. processorHasAvx2() is false where ZORROB_SIMD=baseline
+/// (detail/vector_builds.hpp).
 void solveClosedFormBaseline(const ClosedFormArm& arm, const Mat3& r, const Vec3& p,
                              const FreeJoints& free, BaseSolutions& out);
 void solveClosedFormAvx2(const ClosedFormArm& arm, const Mat3& r, const Vec3& p,

@@ -31,6 +31,9 @@ std::string countText(double count) {
   constexpr double kLargestExact = 9007199254740992.0;  // 2^53
   if (count <= kLargestExact)
     return std::to_string(static_cast<std::uint64_t>(count));
+  // A range over a tiny step can count past the largest double.
+  if (std::isinf(count))
+    return "over 1e308";
   return ShortestText(count);
 }
 

@@ -51,8 +51,11 @@ void checkOrientations(std::span<const Orient> orientations) {
   if (orientations.empty())
     detail::throwInvalidArgument(detail::msg::kReachNoOrientation);
   for (const Orient& o : orientations) {
+    // A squared norm that overflows is no error: the rotation's rule rescales such a record.
     const double n = o.q1 * o.q1 + o.q2 * o.q2 + o.q3 * o.q3 + o.q4 * o.q4;
-    if (!std::isfinite(n) || n < kZeroOrientSquaredNorm)
+    const bool finite =
+        std::isfinite(o.q1) && std::isfinite(o.q2) && std::isfinite(o.q3) && std::isfinite(o.q4);
+    if (!finite || n < kZeroOrientSquaredNorm)
       detail::throwInvalidArgument(detail::msg::kReachOrientation);
   }
 }

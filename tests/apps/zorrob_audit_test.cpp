@@ -129,6 +129,29 @@ TEST(ZorrobAudit, CleanProgramExitsWith0) {
   EXPECT_FALSE(j.contains("samples"));
 }
 
+// The JSON report is written piece by piece as it is formed; its text is that of the whole
+// document, as nlohmann writes it with two spaces a level (parsed back in order and written again
+// here), with and without events and samples.
+TEST(ZorrobAudit, JsonReportIsTheWholeDocumentsText) {
+  const TempDir dir;
+  const std::string clean = dir.write(
+      "clean.json", Program({R"({"type": "MoveJ", "to": )" + Target(800, 800, "[0, 0, 0, 1]") +
+                             R"(, "speed": "v500", "zone": "fine"})"}));
+  const std::vector<std::vector<std::string>> runs{
+      {"audit", Example(), "--json"},
+      {"audit", Example(), "--json", "--timed-samples"},
+      {"audit", clean, "--json"}};
+  for (const std::vector<std::string>& args : runs) {
+    const ToolResult r = RunTool(args);
+    SCOPED_TRACE(args.back());
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.out, nlohmann::ordered_json::parse(r.out).dump(2) + "\n");
+  }
+  const nlohmann::ordered_json j = nlohmann::ordered_json::parse(RunTool(runs[2]).out);
+  EXPECT_EQ(j["events"], nlohmann::ordered_json::array());
+  EXPECT_NE(RunTool(runs[2]).out.find("\"events\": []\n}"), std::string::npos);
+}
+
 TEST(ZorrobAudit, SamplesGoToACsvFile) {
   const TempDir dir;
   const std::string program = dir.write("p.json", Program({kJointTo840, kUpThroughTheWrist}));

@@ -208,15 +208,29 @@ std::vector<Build> builds() {
   return b;
 }
 
-TEST(BatchKernels, ChooseTheWidestBuildThatTheProcessorRuns) {
+TEST(BatchKernels, ChooseTheWidestBuildThatTheProcessorRunsWithinTheCap) {
   using detail::chooseKernelBuild;
   using detail::KernelBuild;
-  EXPECT_EQ(chooseKernelBuild(false, false), KernelBuild::baseline);
-  EXPECT_EQ(chooseKernelBuild(true, false), KernelBuild::avx2);
-  EXPECT_EQ(chooseKernelBuild(true, true), KernelBuild::avx512);
+  using detail::VectorBuildCap;
+  const VectorBuildCap widest = VectorBuildCap::widest;
+  EXPECT_EQ(chooseKernelBuild(false, false, widest), KernelBuild::baseline);
+  EXPECT_EQ(chooseKernelBuild(true, false, widest), KernelBuild::avx2);
+  EXPECT_EQ(chooseKernelBuild(true, true, widest), KernelBuild::avx512);
   // AVX-512 without AVX2 (a virtual machine may hide one and not the other): the baseline.
-  EXPECT_EQ(chooseKernelBuild(false, true), KernelBuild::baseline);
-  EXPECT_EQ(detail::processorKernelBuild(), widestBuildHere());
+  EXPECT_EQ(chooseKernelBuild(false, true, widest), KernelBuild::baseline);
+  // ZORROB_SIMD=avx2 stops at AVX2, =baseline at the baseline.
+  EXPECT_EQ(chooseKernelBuild(true, true, VectorBuildCap::avx2), KernelBuild::avx2);
+  EXPECT_EQ(chooseKernelBuild(true, false, VectorBuildCap::avx2), KernelBuild::avx2);
+  EXPECT_EQ(chooseKernelBuild(false, false, VectorBuildCap::avx2), KernelBuild::baseline);
+  EXPECT_EQ(chooseKernelBuild(true, true, VectorBuildCap::baseline), KernelBuild::baseline);
+  EXPECT_EQ(chooseKernelBuild(true, false, VectorBuildCap::baseline), KernelBuild::baseline);
+  // This process: the processor's widest build, within the cap this run was given.
+  KernelBuild expected = widestBuildHere();
+  if (detail::ProcessVectorBuildCap() == VectorBuildCap::baseline)
+    expected = KernelBuild::baseline;
+  if (detail::ProcessVectorBuildCap() == VectorBuildCap::avx2 && expected == KernelBuild::avx512)
+    expected = KernelBuild::avx2;
+  EXPECT_EQ(detail::processorKernelBuild(), expected);
 }
 
 /// Runs every kernel of `build` on `joints` and compares each result with the scalar call's.

@@ -1,5 +1,7 @@
 // AllJointSolutions against findAllJointSolutions called pose by pose: the same solutions (bit
-// for bit), configurations, order and statuses.
+// for bit), configurations, order and statuses, in the build the processor runs (the lanes of the
+// closed form in both builds are compared with the scalar closed form in
+// closed_form_lanes_test.cpp).
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -7,10 +9,12 @@
 #include <cstdint>
 #include <initializer_list>
 #include <limits>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "ik/ik_test_support.hpp"
 #include "robot/arm_reference.hpp"
 #include "support/random_unit.hpp"
 #include "support/test_support.hpp"
@@ -124,6 +128,14 @@ TEST(AllJointSolutions, EqualTheScalarCallsWithCoupledLimitsAndManyTurns) {
   EXPECT_GT(wider.joints.size(), batch.joints.size());
 }
 
+TEST(AllJointSolutions, EqualTheScalarCallsOnEveryArmShapeOfTheClosedForm) {
+  for (const test::NamedArm& named : test::orthoParallelArms()) {
+    ASSERT_EQ(named.arm.ikMethod(), IkMethod::sphericalWristClosedForm) << named.name;
+    expectBatchEqualsScalar(named.name, named.arm, randomPoses(named.arm, kRandomCount / 20, 38),
+                            {1U});
+  }
+}
+
 TEST(AllJointSolutions, EqualTheScalarCallsOnArmsWithoutTheSphericalWristClosedForm) {
   test::Random random(33);
   const RobotConfig general = test::randomArm(random);
@@ -146,6 +158,11 @@ TEST(AllJointSolutions, GiveTheScalarResultsForSpecialPoses) {
                           robot.getWristPoseInBase(RobJoint(10, 20, -30, 40, 0, 60)).toPose(),
                           Pose({nan, 0, 1000}, {1, 0, 0, 0}), Pose({inf, 0, 1000}, {1, 0, 0, 0}),
                           Pose({500, 0, 1000}, {nan, 0, 0, 0})};
+  // Orientation records far from unit length, which the rotation's rule scales (those near zero
+  // are taken by the rule itself, those that overflow by their largest component).
+  for (const Orient& o : {Orient{inf, 0, 0, 0}, Orient{1e200, -1e200, 0, 0}, Orient{1e-3, 0, 0, 0},
+                          Orient{0, 3e-3, 0, 0}, Orient{0, 0, 2.0, 1.0}})
+    poses.push_back(Pose({500, 100, 1000}, o));
   const Vec3 wristOnAxis1{0.0, 0.0, 1200.0};
   poses.push_back(Pose((wristOnAxis1 + Vec3{0, 0, 100}).toPos(), {0.0, 0.0, 0.0, 1.0}));
   expectBatchEqualsScalar("special poses", robot, poses, {1U});
@@ -174,6 +191,10 @@ TEST(AllJointSolutions, NameThePoseOfAnErrorWithTheScalarCallsMessage) {
   for (const unsigned threads : {1U, 2U})
     EXPECT_THROW_MSG(AllJointSolutions(robot, poses, batch, threads), std::logic_error,
                      "pose 2: normalize quaternion of 0 magnitude");
+  // A record whose squared length (8.1e-7) is just below the rule's bound, in a later group.
+  poses[40].orient = {0, 9e-4, 0, 0};
+  EXPECT_THROW_MSG(AllJointSolutions(robot, std::span(poses).subspan(3), batch), std::logic_error,
+                   "pose 37: normalize quaternion of 0 magnitude");
   // Limits that admit more solutions than a list holds.
   RobotConfig wide = robot;
   for (std::size_t i = 0; i < 6; ++i) {

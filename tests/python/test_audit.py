@@ -1,7 +1,9 @@
 """The program audit from Python: a vertical line through the wrist singularity of the default
 arm (its place worked out by hand), the report's fields and the errors."""
 
+import copy
 import math
+import pickle
 
 import numpy as np
 import pytest
@@ -156,3 +158,33 @@ def test_start_limits_and_steps_are_checked_as_the_tool_checks_them():
     assert str(raised.value) == \
         "'options.stepMm' must be at most 10 mm: coarser steps cannot locate events"
     assert z.AuditOptions.MAX_STEP_MM == 10.0 and z.AuditOptions.MAX_STEP_DEG == 5.0
+
+
+def test_timing_window_is_an_option_checked_as_the_library_checks_it():
+    opts = z.AuditOptions()
+    assert opts.timing_window == 2 ** 15 and z.AuditOptions.MIN_TIMING_WINDOW == 16
+    opts.timing_window = 16
+    assert opts.timing_window == 16
+    assert pickle.loads(pickle.dumps(opts)).timing_window == 16
+    assert copy.deepcopy(opts).timing_window == 16
+    for bad in (15, 0, -1, -2 ** 70):
+        with pytest.raises(ValueError) as raised:
+            opts.timing_window = bad
+        assert str(raised.value) == "'options.timingWindow' must be at least 16"
+    with pytest.raises(ValueError) as raised:
+        opts.timing_window = 2 ** 64
+    assert str(raised.value) == "'options.timingWindow' must be at most 18446744073709551615"
+    with pytest.raises(TypeError):
+        opts.timing_window = 16.0
+    assert opts.timing_window == 16
+
+
+def test_a_small_timing_window_gives_the_same_report():
+    # 200 samples on the line, timed in windows of 16: each window sampled again twice.
+    whole = audit(through_the_wrist(), keep_samples=True)
+    windowed = audit(through_the_wrist(), keep_samples=True, timing_window=16)
+    assert sum(s.move_index == 1 for s in whole.samples) > 12 * 16
+    assert repr(windowed) == repr(whole)
+    assert pickle.dumps(windowed.moves) == pickle.dumps(whole.moves)
+    assert pickle.dumps(windowed.samples) == pickle.dumps(whole.samples)
+    assert windowed.duration == whole.duration

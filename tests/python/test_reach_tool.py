@@ -117,6 +117,15 @@ def test_given_quaternions_count_point_by_point(tool_path, tmp_path, arm):
     assert_counts(np.load(out), counts)
 
 
+def test_quaternions_whose_squared_norm_overflows_are_their_rotations(tool_path, tmp_path, arm):
+    out = tmp_path / "scaled.npz"
+    scaled = ["--quaternions"] + [repr(v * 1e300) for q in QUATERNIONS for v in q]
+    run(tool_path, "reach", *TINY, *scaled, "--matrix", "--out", str(out))
+    counts = solutions_one_by_one(arm)
+    data = np.load(out)
+    np.testing.assert_array_equal(data["matrix"], counts.reshape((4, 5, 4, len(QUATERNIONS))))
+
+
 def test_only_the_given_configurations_count(tool_path, tmp_path, arm):
     out = tmp_path / "confs.npz"
     run(tool_path, "reach", *TINY, *quaternion_args(), "--conf", "0", "0", "0", "0",
@@ -202,6 +211,8 @@ def test_too_many_orientations_in_a_file_are_refused(tool_path, tmp_path):
      "zorrob reach: --quaternions takes groups of 4 numbers (Q1 Q2 Q3 Q4), got 3\n"),
     (["--step", "1", "--quaternions", "0", "0", "1", "0", "0", "0", "0", "0"],
      "zorrob reach: --quaternions orientation 2 is a zero quaternion\n"),
+    (["--step", "1", "--tool", "0", "0", "100", "0", "0", "0", "0"],
+     "zorrob reach: --tool is a zero quaternion\n"),
     (["--step", "1", "--quaternions", "1", "0", "0", "x"],
      "zorrob reach: --quaternions orientation 1 Q4 is not a number: 'x'\n"),
     (["--step", "1", "--quaternions", "1", "0", "0", "0", "--directions", "4"],

@@ -87,7 +87,7 @@ def test_audit_records_have_reprs():
         "max_joint_acceleration_deg=[600.0, 600.0, 600.0, 1200.0, 1200.0, 1800.0], "
         "max_joint_speed_deg=[150.0, 150.0, 150.0, 300.0, 300.0, 450.0], "
         "max_tcp_acceleration=5000.0, shoulder_margin_mm=10.0, step_deg=1.0, step_mm=1.0, "
-        "wrist_margin_deg=1.0>")
+        "timing_window=32768, wrist_margin_deg=1.0>")
     move = z.MoveAudit()
     move.duration = 0.5
     text = repr(move)

@@ -114,6 +114,11 @@ TEST(BaseGridPoses, BadGridsThrow) {
         (void)BaseGridPoses({0, 99999, 0, 99999, 1, 0, 0, 1});
       },
       "base grid of 10000000000 poses exceeds the cap of 1000000000");
+  ExpectInvalid(
+      [] {
+        (void)BaseGridPoses({0, 1e308, 0, 1, 1e-300, 0, 0, 1});
+      },
+      "base grid of over 1e308 poses exceeds the cap of 1000000000");
 }
 
 TEST(RankBasePlacements, TheBaseTheTargetsWereMadeAtRanksFirst) {

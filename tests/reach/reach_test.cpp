@@ -272,6 +272,23 @@ TEST(ReachMap, EqualsTheCountOfEveryQueryByGetAllJointSolutions) {
             0);
 }
 
+TEST(ReachMap, OrientationsWhoseSquaredNormOverflowsAreTheirRotations) {
+  // Finite records of any size are rotations; scaling by 1e300 overflows the squared norm only.
+  const RobotConfig arm = DefaultArm();
+  std::vector<Orient> scaled = SphereOrientations(6, 2);
+  for (Orient& o : scaled)
+    o = {o.q1 * 1e300, o.q2 * 1e300, o.q3 * 1e300, o.q4 * 1e300};
+  ASSERT_TRUE(std::isinf(scaled[0].q1 * scaled[0].q1 + scaled[0].q2 * scaled[0].q2 +
+                         scaled[0].q3 * scaled[0].q3 + scaled[0].q4 * scaled[0].q4));
+  ReachOptions options;
+  options.tool = SmallTool();
+  options.keepMatrix = true;
+  const ReachMap map = ComputeReachMap(arm, SmallGrid(), scaled, options);
+  ExpectMatches(map, CountByHand(arm, SmallGrid(), scaled, options.tool, {}), 12);
+  const ReachMap unit = ComputeReachMap(arm, SmallGrid(), SphereOrientations(6, 2), options);
+  EXPECT_EQ(map.reachable, unit.reachable);
+}
+
 TEST(ReachMap, ManipulabilityIsThatOfTheSolutionsBitForBit) {
   const std::vector<Orient> orientations = SphereOrientations(7, 3);
   ReachOptions matrix;

@@ -4,7 +4,9 @@
 // vectors in one call, and every inverse-kinematics solution of many poses (AllJointSolutions,
 // at the end). Several vectors are computed at once in the processor's vector lanes
 // (two doubles per register on every x86-64 and AArch64 processor, four on x86-64 processors
-// with AVX2, chosen at run time), optionally on several threads.
+// with AVX2, and with AVX-512 eight flange poses or four targets or Jacobians in its 32 registers,
+// chosen at run time and capped by the environment variable ZORROB_SIMD), optionally on several
+// threads.
 //
 // Every result is bit for bit what the scalar call gives for the same joints on the same build
 // (getWristPoseInBase, getRobTarget, getSpaceJacobian, getBodyJacobian, getManipulability),
@@ -74,9 +76,12 @@ struct ZORROB_API JointSolutionsBatch {
 };
 
 /// Sets `solutions` (cleared first) to robot.findAllJointSolutions(flangePoses[i], nullptr, ...)
-/// of every pose: the same solutions, configurations, order and status. Arms of the
-/// spherical-wrist closed form share the arm's set-up over the whole batch; the others go
-/// through the scalar call pose by pose.
+/// of every pose: the same solutions (bit for bit), configurations, order and status. Arms of the
+/// spherical-wrist closed form share the arm's set-up over the whole batch and solve the closed
+/// form of several poses at once in the vector lanes (four with AVX2, two otherwise), each lane
+/// rounding as the scalar closed form of the same build rounds (the products the compiler fuses
+/// there are fused in the lanes, the others not); the others go through the scalar call pose by
+/// pose.
 ///
 /// An error of the scalar call on pose i is thrown with the same type and the message
 /// "pose <i>: " followed by the scalar call's (std::logic_error for a zero orientation record,

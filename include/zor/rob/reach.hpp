@@ -171,7 +171,7 @@ struct ZORROB_API BaseGrid {
 /// \returns the base poses of `grid`, x slowest, then y, then the turn. Throws
 /// std::invalid_argument "base grid steps must be positive and finite", "base grid bounds must
 /// be finite, the maximum not below the minimum", or "base grid of N poses exceeds the cap of
-/// 1000000000".
+/// 1000000000" (N is "over 1e308" where the count is beyond the largest double).
 ZORROB_API std::vector<Pose> BaseGridPoses(const BaseGrid& grid);
 
 /// How candidate bases are scored and the work is run.
