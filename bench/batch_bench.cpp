@@ -2,7 +2,8 @@
 // flange pose, the robot target, the two Jacobians and the manipulability of 1024 random joint
 // vectors within the limits (fixed seed). Each iteration computes all 1024; the items processed
 // are joint vectors, so the rates of a batch and its loop compare directly. The batches run on
-// the calling thread, in the build the processor chooses (AVX2 where it has it).
+// the calling thread, in the build the processor chooses (AVX-512 or AVX2 where it has them;
+// ZORROB_SIMD=avx2 or =baseline in the environment caps the choice).
 
 #include <benchmark/benchmark.h>
 
