@@ -27,8 +27,10 @@ struct Vec3Lanes {
   V y{};
   V z{};
 
+  /// `v` in every lane. Subtracting the zero vector keeps a −0 coordinate −0, as adding it would
+  /// not.
   [[gnu::always_inline]] static Vec3Lanes splat(const Vec3& v) {
-    return {V{} + v.x, V{} + v.y, V{} + v.z};
+    return {v.x - V{}, v.y - V{}, v.z - V{}};
   }
   [[gnu::always_inline]] Vec3Lanes operator+(const Vec3Lanes& o) const {
     return {x + o.x, y + o.y, z + o.z};

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "batch/kernel_lanes.hpp"
 #include "batch/kernels.hpp"
 #include "import/test_arms.hpp"
 #include "robot/arm_reference.hpp"
@@ -332,6 +333,17 @@ TEST(BatchKernels, GiveTheScalarRobotTargetsAtTheShoulderBoundary) {
     const NamedArm arm{"fixed wrist at " + std::to_string(phi), fixedWristArm(phi), joints.size()};
     for (const Build& build : builds())
       expectKernelsEqualScalar(build, arm, joints);
+  }
+}
+
+TEST(BatchLanes, SplatKeepsTheSignOfZero) {
+  // A coordinate −0 of the arm enters every lane as −0, as the scalar calls take it.
+  using V = detail::Lanes<4>::Double;
+  const auto lanes = detail::batch_lanes::Vec3Lanes<V>::splat(Vec3{-0.0, 0.0, -2.5});
+  for (std::size_t l = 0; l < 4; ++l) {
+    EXPECT_TRUE(std::signbit(lanes.x[l]));
+    EXPECT_FALSE(std::signbit(lanes.y[l]));
+    EXPECT_EQ(lanes.z[l], -2.5);
   }
 }
 
