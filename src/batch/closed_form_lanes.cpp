@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "batch/kernel_lanes.hpp"
 #include "ik/atan2.hpp"
 #include "ik/lanes.hpp"
 #include "ik/turns.hpp"
@@ -17,15 +18,6 @@ namespace {
 
 /// The conversion of ClosedFormQueries::solve: one multiplication, as there.
 constexpr double kDegreesPerRadian = 180.0 / kPi;
-
-/// `v` in every lane (a −0 stays −0, unlike 0 + v).
-template <typename V>
-[[gnu::always_inline]] inline V laneSplat(double v) {
-  if constexpr (sizeof(V) == sizeof(Double2))
-    return V{v, v};
-  else
-    return V{v, v, v, v};
-}
 
 /// The vector of value(l) in lane l, built in registers (lane by lane in memory, each vector
 /// would wait on a stalled store).
@@ -73,28 +65,8 @@ template <typename V, typename Value>
 }
 #endif
 
-/// A 3-vector per lane, its operations written as Vec3 and Vec3x2 write theirs (same order).
-template <typename V>
-struct Vec3Lanes {
-  V x{};
-  V y{};
-  V z{};
-
-  [[gnu::always_inline]] static Vec3Lanes splat(const Vec3& v) {
-    return {laneSplat<V>(v.x), laneSplat<V>(v.y), laneSplat<V>(v.z)};
-  }
-  [[gnu::always_inline]] Vec3Lanes operator+(const Vec3Lanes& o) const {
-    return {x + o.x, y + o.y, z + o.z};
-  }
-  [[gnu::always_inline]] Vec3Lanes operator-(const Vec3Lanes& o) const {
-    return {x - o.x, y - o.y, z - o.z};
-  }
-  [[gnu::always_inline]] Vec3Lanes operator*(V s) const { return {x * s, y * s, z * s}; }
-  [[gnu::always_inline]] V dot(const Vec3Lanes& o) const { return x * o.x + y * o.y + z * o.z; }
-  [[gnu::always_inline]] Vec3Lanes cross(const Vec3Lanes& o) const {
-    return {y * o.z - z * o.y, z * o.x - x * o.z, x * o.y - y * o.x};
-  }
-};
+using batch_lanes::laneSplat;
+using batch_lanes::Vec3Lanes;
 
 /// rotateAbout of lanes.hpp, per lane.
 template <typename V>

@@ -20,21 +20,35 @@ namespace zor::rob::detail::batch_lanes {
 
 inline constexpr unsigned long long kSignBit = 0x8000000000000000ULL;
 
-/// A 3-vector per lane; the operations are those of Vec3, term for term.
+/// `v` in every lane of V.
+template <typename V>
+[[gnu::always_inline]] inline V laneSplat(double v) {
+  return [v]<std::size_t... L>(std::index_sequence<L...>) {
+    return V{((void)L, v)...};
+  }
+  (std::make_index_sequence<sizeof(V) / sizeof(double)>{});
+}
+
+/// A 3-vector per lane; the operations are those of Vec3, term for term (the closed form's lanes
+/// use it too).
 template <typename V>
 struct Vec3Lanes {
   V x{};
   V y{};
   V z{};
 
-  /// `v` in every lane. Subtracting the zero vector keeps a −0 coordinate −0, as adding it would
-  /// not.
+  /// `v` in every lane (a −0 coordinate stays −0, as 0 + v would not keep it).
   [[gnu::always_inline]] static Vec3Lanes splat(const Vec3& v) {
-    return {v.x - V{}, v.y - V{}, v.z - V{}};
+    return {laneSplat<V>(v.x), laneSplat<V>(v.y), laneSplat<V>(v.z)};
   }
   [[gnu::always_inline]] Vec3Lanes operator+(const Vec3Lanes& o) const {
     return {x + o.x, y + o.y, z + o.z};
   }
+  [[gnu::always_inline]] Vec3Lanes operator-(const Vec3Lanes& o) const {
+    return {x - o.x, y - o.y, z - o.z};
+  }
+  [[gnu::always_inline]] Vec3Lanes operator*(V s) const { return {x * s, y * s, z * s}; }
+  [[gnu::always_inline]] V dot(const Vec3Lanes& o) const { return x * o.x + y * o.y + z * o.z; }
   [[gnu::always_inline]] Vec3Lanes cross(const Vec3Lanes& o) const {
     return {y * o.z - z * o.y, z * o.x - x * o.z, x * o.y - y * o.x};
   }
