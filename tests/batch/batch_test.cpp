@@ -17,7 +17,6 @@
 #include "import/test_arms.hpp"
 #include "robot/arm_reference.hpp"
 #include "support/test_support.hpp"
-#include "support/unchecked_arm.hpp"
 #include "zor/rob/arm_import.hpp"
 #include "zor/rob/batch.hpp"
 
@@ -299,21 +298,6 @@ TEST(BatchKernels, GiveTheScalarResultsForNonFiniteAndHugeJoints) {
   }
 }
 
-/// An arm whose wrist centre stays at 500 (cos φ, sin φ, 0) whatever the joints: joint 1 turns
-/// about the base line through it, the others about lines through it.
-RobotConfig fixedWristArm(double phiDegrees) {
-  const double phi = test::radians(phiDegrees);
-  const Vec3 d{std::cos(phi), std::sin(phi), 0};
-  const Pos w = (d * 500.0).toPos();
-  const Vec3 x{1, 0, 0};
-  const Vec3 y{0, 1, 0};
-  const Transform flange(RotationTemplate<double>(test::kPi / 2, y), {w.x + 100, w.y, w.z});
-  return test::uncheckedArm({d, y, y, x, y, x}, {Pos{}, w, w, w, w, w}, flange,
-                            {-360, -360, -360, -360, -360, -360, -720},
-                            {360, 360, 360, 360, 360, 360, 720}, RobJoint(0, 0, 0, 0, 0, 0), 0.0,
-                            0);
-}
-
 TEST(BatchKernels, GiveTheScalarRobotTargetsAtTheShoulderBoundary) {
   // Joint 1 a quarter turn from the wrist centre's direction φ, exactly or nearly: there the
   // shoulder side is decided by atan2, a little farther by the sign of cos(φ − j1). Each value at
@@ -330,7 +314,8 @@ TEST(BatchKernels, GiveTheScalarRobotTargetsAtTheShoulderBoundary) {
         }
       }
     }
-    const NamedArm arm{"fixed wrist at " + std::to_string(phi), fixedWristArm(phi), joints.size()};
+    const NamedArm arm{"fixed wrist at " + std::to_string(phi), test::fixedWristArm(phi),
+                       joints.size()};
     for (const Build& build : builds())
       expectKernelsEqualScalar(build, arm, joints);
   }

@@ -74,6 +74,21 @@ inline RobotConfig randomArm(Random& random) {
                       {180, 180, 180, 180, 180, 180, 360}, RobJoint(0, 0, 0, 0, 0, 0), 0.0, 0);
 }
 
+/// An arm whose wrist centre never moves: joint 1 turns about the base line through the wrist
+/// centre w = 500 (cos φ, sin φ, 0), joints 2 to 6 about lines through w. The wrist centre is
+/// seen from the base z axis at φ degrees, whatever the joints (the shoulder side's boundary).
+inline RobotConfig fixedWristArm(double phiDegrees) {
+  const double phi = radians(phiDegrees);
+  const Vec3 d{std::cos(phi), std::sin(phi), 0};
+  const Pos w = (d * 500.0).toPos();
+  const Vec3 x{1, 0, 0};
+  const Vec3 y{0, 1, 0};
+  const Transform flange(RotationTemplate<double>(kPi / 2, y), {w.x + 100, w.y, w.z});
+  return uncheckedArm({d, y, y, x, y, x}, {Pos{}, w, w, w, w, w}, flange,
+                      {-360, -360, -360, -360, -360, -360, -720},
+                      {360, 360, 360, 360, 360, 360, 720}, RobJoint(0, 0, 0, 0, 0, 0), 0.0, 0);
+}
+
 /// Checks a transform against a 4x4 matrix: rotation entries within `unitTol`, translation
 /// within `lengthTol` (mm).
 inline ::testing::AssertionResult transformNear(const Transform& t, const Mat4& expected,

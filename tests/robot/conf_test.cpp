@@ -6,7 +6,6 @@
 
 #include "robot/arm_reference.hpp"
 #include "support/test_support.hpp"
-#include "support/unchecked_arm.hpp"
 #include "zor/rob/conf_data.hpp"
 #include "zor/rob/robot_config.hpp"
 
@@ -14,22 +13,6 @@ namespace zor::rob {
 namespace {
 
 using test::randomJoints;
-
-/// An arm whose wrist centre never moves: joint 1 turns about the base line through the wrist
-/// centre w = 500 (cos φ, sin φ, 0), joints 2 to 6 about lines through w. The wrist centre is
-/// seen from the base z axis at φ degrees, whatever the joints.
-RobotConfig fixedWristArm(double phiDegrees) {
-  const double phi = test::radians(phiDegrees);
-  const Vec3 d{std::cos(phi), std::sin(phi), 0};
-  const Pos w = (d * 500.0).toPos();
-  const Vec3 x{1, 0, 0};
-  const Vec3 y{0, 1, 0};
-  const Transform flange(RotationTemplate<double>(test::kPi / 2, y), {w.x + 100, w.y, w.z});
-  return test::uncheckedArm({d, y, y, x, y, x}, {Pos{}, w, w, w, w, w}, flange,
-                            {-360, -360, -360, -360, -360, -360, -720},
-                            {360, 360, 360, 360, 360, 360, 720}, RobJoint(0, 0, 0, 0, 0, 0), 0.0,
-                            0);
-}
 
 /// The configuration number computed independently: the wrist centre from the 4x4 forward
 /// kinematics, its direction by atan2, and the three bits.
@@ -91,7 +74,7 @@ TEST(ConfDataFromRobJoint, NegativeJointFiveSetsTheWristBit) {
 }
 
 TEST(ConfDataFromRobJoint, ShoulderBehindWhenJointOneIsMoreThanAQuarterTurnFromTheWristCentre) {
-  const RobotConfig arm = fixedWristArm(0);
+  const RobotConfig arm = test::fixedWristArm(0);
   EXPECT_GE(ConfData::FromRobJoint(RobJoint(91, 0, 0, 0, 30, 0), arm).cfx, 4);
   EXPECT_GE(ConfData::FromRobJoint(RobJoint(-91, 0, 0, 0, 30, 0), arm).cfx, 4);
   EXPECT_GE(ConfData::FromRobJoint(RobJoint(90.001, 0, 0, 0, 0, 0), arm).cfx, 4);
@@ -107,14 +90,14 @@ TEST(ConfDataFromRobJoint, ShoulderBehindWhenJointOneIsMoreThanAQuarterTurnFromT
 TEST(ConfDataFromRobJoint, AngleDifferenceIsNotWrapped) {
   // Wrist centre at 179 degrees, joint 1 at -179: 2 degrees apart physically, 358 by value.
   // Joint 3 at 5 and joint 5 at 30 keep the elbow and wrist bits clear.
-  RobotConfig arm = fixedWristArm(179);
+  RobotConfig arm = test::fixedWristArm(179);
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(-179, 0, 5, 0, 30, 0), arm).cfx, 4);
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(179, 0, 5, 0, 30, 0), arm).cfx, 0);
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(100, 0, 5, 0, 30, 0), arm).cfx, 0);
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(88, 0, 5, 0, 30, 0), arm).cfx, 4);
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(268, 0, 5, 0, 30, 0), arm).cfx, 0);
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(-181, 0, 5, 0, 30, 0), arm).cfx, 4);
-  arm = fixedWristArm(-179);
+  arm = test::fixedWristArm(-179);
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(179, 0, 5, 0, 30, 0), arm).cfx, 4);
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(-179, 0, 5, 0, 30, 0), arm).cfx, 0);
 }
@@ -124,7 +107,7 @@ TEST(ConfDataFromRobJoint, ShoulderSideOverManyTurnsOfJointOne) {
   // unwrapped comparison |phi - j1| <= 90 everywhere (values within 1e-6 of the boundary, where
   // the last bit of phi decides, are left out).
   for (double phi : {0.0, 37.0, 90.0, 135.5, 179.0, 179.9, -179.0, -90.0, -44.0, -0.001}) {
-    const RobotConfig arm = fixedWristArm(phi);
+    const RobotConfig arm = test::fixedWristArm(phi);
     for (double j1 = -540; j1 <= 540; j1 += 0.75) {
       if (std::abs(std::abs(phi - j1) - 90.0) < 1e-6)
         continue;
@@ -137,7 +120,7 @@ TEST(ConfDataFromRobJoint, ShoulderSideOverManyTurnsOfJointOne) {
 }
 
 TEST(ConfDataFromRobJoint, ShoulderSideForHugeAndNonFiniteJointOne) {
-  const RobotConfig arm = fixedWristArm(0);
+  const RobotConfig arm = test::fixedWristArm(0);
   EXPECT_GE(ConfData::FromRobJoint(RobJoint(1e7, 0, 5, 0, 30, 0), arm).cfx, 4);
   EXPECT_GE(ConfData::FromRobJoint(RobJoint(-1e9, 0, 5, 0, 30, 0), arm).cfx, 4);
   EXPECT_GE(ConfData::FromRobJoint(
@@ -147,7 +130,7 @@ TEST(ConfDataFromRobJoint, ShoulderSideForHugeAndNonFiniteJointOne) {
 }
 
 TEST(ConfDataFromRobJoint, AllThreeBits) {
-  const RobotConfig arm = fixedWristArm(0);  // elbowOffset 0
+  const RobotConfig arm = test::fixedWristArm(0);  // elbowOffset 0
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(120, 0, 0, 0, -10, 0), arm), ConfData(1, 0, 0, 7));
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(120, 0, 5, 0, -10, 0), arm), ConfData(1, 0, 0, 5));
   EXPECT_EQ(ConfData::FromRobJoint(RobJoint(120, 0, 5, 0, 10, 0), arm), ConfData(1, 0, 0, 4));
