@@ -49,12 +49,18 @@ template <typename V, typename Value>
 
 /// x · y + z per lane, rounded as the scalar closed form of the same build rounds it where the
 /// compiler contracts its products differently in the lanes: once (fused) in the AVX2 build,
-/// twice in the x86-64 baseline, which has no fused operation.
+/// twice in the x86-64 baseline, which has no fused operation. GCC fuses products only when it
+/// optimises at -O2 and above, so unoptimised builds and the sanitizer build (-O1, which defines
+/// ZORROB_UNFUSED_PRODUCTS) round twice in the AVX2 build too.
 [[gnu::always_inline]] inline Double2 mulAddLanes(Double2 x, Double2 y, Double2 z) {
   return x * y + z;
 }
 
-#if defined(__x86_64__) && !defined(__clang__)
+#if defined(__x86_64__) && (!defined(__OPTIMIZE__) || defined(ZORROB_UNFUSED_PRODUCTS))
+[[gnu::always_inline]] inline Double4 mulAddLanes(Double4 x, Double4 y, Double4 z) {
+  return x * y + z;
+}
+#elif defined(__x86_64__) && !defined(__clang__)
 [[gnu::target("fma")]] inline Double4 mulAddLanes(Double4 x, Double4 y, Double4 z) {
   return __builtin_ia32_vfmaddpd256(x, y, z);
 }
